@@ -1,0 +1,35 @@
+// Reading an action's arguments: the children of its element.
+#pragma once
+
+#include <span>
+
+#include "xml/xml_tree.hpp"
+
+namespace kd {
+
+// One argument that an action requires.
+struct Argument {
+  const char* name;
+  // Takes one occurrence, later ones overriding earlier ones.
+  //   returns  null, or the text of the error reply
+  const char* (*accept)(const xml_element& element, void* target);
+  void* target;
+  bool seen = false;
+};
+
+// An argument whose text goes to `target`; an element without text leaves the earlier value.
+Argument text_argument(const char* name, const char** target);
+
+// Why a walk failed.
+struct argument_fault {
+  const char* text = nullptr;          // of the error reply; null when all went well
+  const char* unknown_name = nullptr;  // the element that is no argument; null when the children ran out
+
+  explicit operator bool() const { return text != nullptr; }
+};
+
+// Walks the children in document order until every argument was seen; what follows is not examined. An
+// unknown name, or too few children, is the generic error; a null action has no children.
+argument_fault read_arguments(const xml_element* action, std::span<Argument> arguments);
+
+}  // namespace kd

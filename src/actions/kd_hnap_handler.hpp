@@ -1,0 +1,37 @@
+// Every action that the module answers: the handlers and the table that binds them to their names.
+//
+// To add an action: declare its handler here, write it in the file of its family, add its row to the table in
+// kd_hnap_handler.cpp.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include "base/hnap_request.hpp"
+#include "xml/xml_tree.hpp"
+
+namespace kd {
+
+// Answers one action.
+//   action   the request's action element, whose children are the arguments; null when there is none
+//   returns  the whole reply; an empty one leaves the request without
+using action_handler = reply_text (*)(hnap_request& request, const xml_element* action);
+
+struct action_hndl_pair {
+  std::string_view name;
+  action_handler handler;
+};
+
+// The dispatch table; the first matching row wins.
+std::span<const action_hndl_pair> action_hndl_pairs();
+
+// power.cpp
+reply_text is_device_ready(hnap_request& request, const xml_element* action);
+reply_text reboot_dev(hnap_request& request, const xml_element* action);
+reply_text restore_factory_defaults(hnap_request& request, const xml_element* action);
+
+// device_settings.cpp
+reply_text get_device_settings(hnap_request& request, const xml_element* action);
+reply_text set_device_settings(hnap_request& request, const xml_element* action);
+
+}  // namespace kd

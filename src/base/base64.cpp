@@ -1,0 +1,62 @@
+#include "base/base64.hpp"
+
+#include <array>
+#include <cstdint>
+
+#include "base/text.hpp"
+
+namespace kd {
+namespace {
+
+constexpr std::int8_t kOutside = -1;
+
+constexpr std::array<std::int8_t, 256> make_values() {
+  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::array<std::int8_t, 256> values{};
+  for (auto& value : values) value = kOutside;
+  for (std::size_t i = 0; i < alphabet.size(); ++i) {
+    values[static_cast<unsigned char>(alphabet[i])] = static_cast<std::int8_t>(i);
+  }
+  return values;
+}
+
+constexpr auto kValues = make_values();
+
+int value_of(char c) {
+  return kValues[static_cast<unsigned char>(c)];
+}
+
+}  // namespace
+
+std::size_t b64_decode(std::string_view input, unsigned char* output, std::size_t capacity) {
+  std::size_t written = 0;
+  unsigned phase = 0;
+  unsigned bits = 0;  // the values so far; a byte is the 8 bits above those not yet used
+  for (const char c : input) {
+    if (c == '\0') break;
+    const int value = value_of(c);
+    if (value == kOutside) continue;
+    bits = bits << 6 | static_cast<unsigned>(value);
+    if (phase != 0 && written < capacity) {
+      output[written++] = static_cast<unsigned char>(bits >> (6 - 2 * phase));
+    }
+    phase = (phase + 1) & 3;
+  }
+  return written;
+}
+
+decoded_text b64_decode_strict(std::string_view input) {
+  input = head(input, input.find('='));
+  for (const char c : input) {
+    if (value_of(c) == kOutside) return {};
+  }
+  const std::size_t capacity = input.size() / 4 * 3 + 3;
+  decoded_text decoded;
+  decoded.text.reset(static_cast<char*>(std::malloc(capacity + 1)));
+  if (!decoded.text) return {};
+  decoded.size = b64_decode(input, reinterpret_cast<unsigned char*>(decoded.text.get()), capacity);
+  decoded.text.get()[decoded.size] = '\0';
+  return decoded;
+}
+
+}  // namespace kd

@@ -1,0 +1,7 @@
+#include "base/flags.hpp"
+
+namespace kd {
+
+hnap_flags flags;
+
+}  // namespace kd

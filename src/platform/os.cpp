@@ -1,0 +1,78 @@
+#include "platform/os.hpp"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace kd::os {
+
+int system(const char* command) {
+  return std::system(command);
+}
+std::FILE* popen(const char* command) {
+  return ::popen(command, "re");
+}
+int pclose(std::FILE* pipe) {
+  return ::pclose(pipe);
+}
+
+std::FILE* fopen(const char* path, const char* mode) {
+  return std::fopen(path, mode);
+}
+int fclose(std::FILE* file) {
+  return std::fclose(file);
+}
+int getc(std::FILE* file) {
+  return ::getc_unlocked(file);
+}
+std::size_t fread(void* data, std::size_t size, std::FILE* file) {
+  return std::fread(data, 1, size, file);
+}
+std::size_t fwrite(const void* data, std::size_t size, std::FILE* file) {
+  return std::fwrite(data, 1, size, file);
+}
+void rewind(std::FILE* file) {
+  std::rewind(file);
+}
+int stat(const char* path, struct ::stat* status) {
+  return ::stat(path, status);
+}
+
+int open(const char* path) {
+  return ::open(path, O_RDONLY | O_CLOEXEC);
+}
+ssize_t pread(int descriptor, void* data, std::size_t size, off_t offset) {
+  return ::pread(descriptor, data, size, offset);
+}
+int close(int descriptor) {
+  return ::close(descriptor);
+}
+
+int socket() {
+  return ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+}
+int ioctl(int socket, unsigned long request, void* argument) {
+  return ::ioctl(socket, request, argument);
+}
+
+int kill(pid_t process, int signal) {
+  return ::kill(process, signal);
+}
+void sleep(unsigned seconds) {
+  ::sleep(seconds);
+}
+void usleep(unsigned microseconds) {
+  ::usleep(microseconds);
+}
+void print(const char* text) {
+  std::fputs(text, stdout);
+}
+void print_error(const char* text) {
+  std::fputs(text, stderr);
+}
+
+}  // namespace kd::os

@@ -1,0 +1,139 @@
+#include "xml/envelope.hpp"
+
+#include <cstdio>
+
+#include "base/flags.hpp"
+#include "xml/namespaces.hpp"
+
+namespace kd {
+namespace {
+
+#define XML_DECLARATION "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
+#define ENVELOPE_START                                                        \
+  "<soap:Envelope xmlns:xsi=\"" XSI_NAMESPACE "\" xmlns:xsd=\"" XSD_NAMESPACE \
+  "\" xmlns:soap=\"" SOAP_ENV_NAMESPACE "\">"
+
+// "Result" stands outside the response element: clients know this text as it is.
+constexpr std::string_view kOutOfMemoryReply =
+    XML_DECLARATION ENVELOPE_START "<soap:Body><ErrorOutOfMemoryResponse xmlns=\"" HNAP1_NAMESPACE
+                                   "\">\r\n"
+                                   "</ErrorOutOfMemoryResponse>\r\n"
+                                   "<Result>ERROR</Result></soap:Body></soap:Envelope>";
+static_assert(kOutOfMemoryReply.size() == 366);
+
+constexpr std::string_view kFaultStart = XML_DECLARATION ENVELOPE_START
+    "\r\n<soap:Body>\r\n<soap:Fault>\r\n<faultcode>soap:Client</faultcode>\r\n"
+    "<faultstring>Server did not recognize the value of HTTP Header ";
+static_assert(kFaultStart.size() == 337);
+
+constexpr std::string_view kFaultEnd =
+    "</faultstring>\r\n<detail />\r\n</soap:Fault>\r\n</soap:Body>\r\n</soap:Envelope>";
+static_assert(kFaultEnd.size() == 73);
+
+struct fixed_attribute {
+  const char* name;
+  const char* value;
+};
+
+// Attribute values carry their quotes: the serializer adds none.
+constexpr fixed_attribute kEnvelopeAttributes[] = {
+    {"xmlns:xsi", "\"" XSI_NAMESPACE "\""},
+    {"xmlns:xsd", "\"" XSD_NAMESPACE "\""},
+    {"xmlns:soap", "\"" SOAP_ENV_NAMESPACE "\""},
+};
+
+const char* response_namespace(int is_extender) {
+  if (!is_extender) return "\"" HNAP1_NAMESPACE "\"";
+  return flags.alternate_namespace ? "\"" EXTENDER_NAMESPACE_B "\"" : "\"" EXTENDER_NAMESPACE_A "\"";
+}
+
+bool add_attribute(xml_element* element, const fixed_attribute& wanted) {
+  attribute* attr = new_attribute(wanted.name, wanted.value);
+  if (add_xml_element_attr(element, attr)) return true;
+  free_attribute(attr);
+  return false;
+}
+
+template <std::size_t N>
+bool open_element(xml_tree* tree, const char* name, const fixed_attribute (&attributes)[N]) {
+  element_ptr element{new_xml_element(name)};
+  if (!element) return false;
+  for (const fixed_attribute& wanted : attributes) {
+    if (!add_attribute(element.get(), wanted)) return false;
+  }
+  if (!push_xml_tree(tree, element.get())) return false;
+  (void)element.release();
+  return true;
+}
+
+bool open_body(xml_tree* tree) {
+  element_ptr body{new_xml_element("soap:Body")};
+  if (!body || !push_xml_tree(tree, body.get())) return false;
+  (void)body.release();
+  return true;
+}
+
+}  // namespace
+
+void kd_hnap_generate_common_header(xml_tree* tree, const char* response_name, int is_extender) {
+  const fixed_attribute response_attributes[] = {{"xmlns", response_namespace(is_extender)}};
+  if (!open_element(tree, "soap:Envelope", kEnvelopeAttributes) || !open_body(tree) ||
+      !open_element(tree, response_name, response_attributes)) {
+    flags.hnap_error_flag = true;
+  }
+}
+
+void kd_hnap_generate_return_msg_header(Text& reply) {
+  reply.append(XML_DECLARATION);
+}
+
+reply_text write_reply(tree_ptr tree) {
+  pop_all_xml_tree(tree.get());
+  Text reply;
+  // One allocation of the right size: a reply may be megabytes long.
+  reply.reserve(sizeof XML_DECLARATION + xml_size(tree.get()));
+  kd_hnap_generate_return_msg_header(reply);
+  generate_xml(tree.get(), reply);
+  if (reply.failed()) return report_memory_error();
+  return reply_text{std::move(reply)};
+}
+
+reply_text kd_hnap_report_HNAP_error_owntext(tree_ptr tree, element_ptr result_element, const char* text) {
+  flags.hnap_error_flag = true;
+  set_xml_element_text(result_element.get(), text);
+  if (!result_element || !result_element->text) return report_memory_error();
+  if (!push_pop_xml_tree(tree.get(), result_element.get())) return report_memory_error();
+  (void)result_element.release();
+  return write_reply(std::move(tree));
+}
+
+reply_text kd_hnap_report_HNAP_error(tree_ptr tree, element_ptr result_element) {
+  return kd_hnap_report_HNAP_error_owntext(std::move(tree), std::move(result_element), kGenericError);
+}
+
+reply_text report_memory_error() {
+  flags.hnap_error_flag = true;
+  return reply_text::constant(kOutOfMemoryReply);
+}
+
+reply_text soap_fault(const char* soap_action) {
+  Text fault;
+  fault.append(kFaultStart);
+  // Three bytes, however long the value is: clients have always seen it cut like this.
+  fault.append(head(view_of(soap_action), 3));
+  fault.append(kFaultEnd);
+  if (fault.failed()) return report_memory_error();
+  return reply_text{std::move(fault)};
+}
+
+error_page make_error_page(const char* message) {
+  error_page page{};
+  std::snprintf(page.text, sizeof page.text,
+                "<html><head><title>Document Error: %s</title></head>\r\n"
+                "\t\t<body><h2>Access Error: %s</h2>\r\n"
+                "\t\t<p>%s</p></body></html>\r\n",
+                message, message, message);
+  return page;
+}
+
+}  // namespace kd

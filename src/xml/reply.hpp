@@ -1,0 +1,49 @@
+#pragma once
+
+#include "base/hnap_request.hpp"
+#include "xml/envelope.hpp"
+#include "xml/xml_tree.hpp"
+
+namespace kd {
+
+// Which namespace the response element carries.
+enum class Namespace {
+  core,      // HNAP1_NAMESPACE
+  extender,  // the extender namespace that the request used
+};
+
+// The namespace in which the request asked for its action.
+Namespace namespace_of(const hnap_request& request);
+
+// A reply under construction. The first failed allocation is remembered and turns the reply into the
+// out-of-memory reply, so a handler that only reads need not ask; one that changes the device asks once
+// before it acts. Texts go out as given: untrusted ones go through encoded_leaf.
+class Reply {
+ public:
+  // `action` is at most 50 characters; the reply's elements are named after it.
+  Reply(const char* action, Namespace response_namespace);
+
+  // False when memory ran out, while parsing the request or since.
+  explicit operator bool() const { return !failed_; }
+
+  // The result element, named after the action.
+  void result(const char* text);
+  void leaf(const char* name, const char* text);
+  void encoded_leaf(const char* name, const char* text);
+  void number_leaf(const char* name, long value);
+  void open(const char* name);
+  void close();
+
+  // Ends the reply. `error` makes `text` the result of a reply that holds nothing else.
+  reply_text finish();
+  reply_text error(const char* text = kGenericError);
+
+ private:
+  void fail();
+
+  tree_ptr tree_;
+  bool failed_ = false;
+  char result_name_[64];
+};
+
+}  // namespace kd
