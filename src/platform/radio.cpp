@@ -23,6 +23,8 @@ struct wireless_request {
 static_assert(sizeof(wireless_request) == 32);
 
 constexpr unsigned long kEepromRequest = 0x8BE7;
+constexpr unsigned long kWscRequest = 0x8BEE;
+constexpr unsigned kWscStatusCommand = 0x0751;
 
 class DriverSocket {
  public:
@@ -86,6 +88,14 @@ int kd_get_eeprom(const hnap_request* request, const char* offset, const char* i
     kd_hnap_printf(request, kModuleSource, __LINE__, "Error while read EEPROM !!!");
   }
   return answer.word;
+}
+
+std::uint32_t kd_get_wsc_status(const hnap_request* request, const char* ifname) {
+  std::uint32_t status = 0;
+  const DriverSocket driver;
+  if (driver && driver.ask(ifname, kWscRequest, &status, sizeof status, kWscStatusCommand)) return status;
+  kd_hnap_printf(request, kModuleSource, __LINE__, "ioctl error when get wsc status");
+  return 0;
 }
 
 }  // namespace kd

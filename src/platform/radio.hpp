@@ -1,6 +1,8 @@
 // Requests to the radio driver.
 #pragma once
 
+#include <cstdint>
+
 #include "base/hnap_request.hpp"
 
 namespace kd {
@@ -13,5 +15,10 @@ int getEEPROM(const char* offset);
 
 // The same on any interface, reporting its failures on the debug log.
 int kd_get_eeprom(const hnap_request* request, const char* offset, const char* ifname);
+
+// The driver's WPS status of an interface.
+//   returns  0 when there is no socket or the request failed
+//   source   private wireless request 0x8BEE, sub-command 0x0751, 4-byte result
+std::uint32_t kd_get_wsc_status(const hnap_request* request, const char* ifname);
 
 }  // namespace kd
