@@ -160,7 +160,11 @@ void Init::drain_console() {
 
 void Init::server_ended(int status) {
   server_ = 0;
-  if (end_at_) return;
+  if (end_at_) {
+    // New connections are refused from now on. Not sooner: the server would complain about its socket.
+    ::shutdown(kListenerFd, SHUT_RDWR);
+    return;
+  }
   const std::string how = WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
                                               : "ended with status " + std::to_string(WEXITSTATUS(status));
   short_lives_ = Clock::now() - server_start_ < kShortLife ? short_lives_ + 1 : 0;
@@ -188,8 +192,6 @@ void Init::begin_shutdown() {
   if (end_at_) return;
   say("init: restarting");
   ::kill(-1, SIGTERM);
-  // New connections are refused from now on; the one that asked for the restart still gets its reply.
-  ::shutdown(kListenerFd, SHUT_RDWR);
   end_at_ = Clock::now() + kShutdownTime;
 }
 

@@ -32,18 +32,35 @@ void set_reuse(int socket, int on) {
   throw Failure("port " + std::to_string(port) + ": " + std::strerror(errno) + hint);
 }
 
+Fd bound_socket(std::uint16_t port) {
+  Fd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!socket) fail(port, "");
+  set_reuse(socket.get(), 1);
+  const sockaddr_in address = loopback(port);
+  if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    fail(port, " (--port 0 takes a free one)");
+  }
+  return socket;
+}
+
+std::uint16_t port_of(int socket) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) fail(0, "");
+  return ntohs(address.sin_port);
+}
+
 }  // namespace
 
-Port::Port(std::uint16_t number) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  if (!socket_) fail(number, "");
-  set_reuse(socket_.get(), 1);
-  sockaddr_in address = loopback(number);
-  socklen_t size = sizeof address;
-  if (::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), size) != 0) {
-    fail(number, " (--port 0 takes a free one)");
+Port::Port(std::uint16_t number) : number_(number) {
+  Fd any;
+  if (number == 0) {
+    any = bound_socket(0);
+    number_ = port_of(any.get());
   }
-  if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) fail(number, "");
-  number_ = ntohs(address.sin_port);
+  // Bound by number even then: the kernel lets go of a port that it chose itself when the socket stops
+  // listening. Two sockets with SO_REUSEADDR that do not listen may share it for this moment.
+  socket_ = bound_socket(number_);
 }
 
 void Port::open() {
@@ -54,7 +71,12 @@ void Port::open() {
 void Port::close() {
   // While the socket does not listen, SO_REUSEADDR would let another program take the port.
   set_reuse(socket_.get(), 0);
-  ::shutdown(socket_.get(), SHUT_RDWR);
+  // Mostly the device has done so already. A second shutdown would mark the socket itself as shut, and every
+  // connection of the next boot with it.
+  int listening = 0;
+  socklen_t size = sizeof listening;
+  ::getsockopt(socket_.get(), SOL_SOCKET, SO_ACCEPTCONN, &listening, &size);
+  if (listening != 0) ::shutdown(socket_.get(), SHUT_RDWR);
 }
 
 Probe::Probe(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {

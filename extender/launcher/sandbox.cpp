@@ -110,8 +110,9 @@ void place(const Source& source, const Fd& tree) {
           "move_mount " + source.inside);
 }
 
-void become_root_inside() {
-  if (::geteuid() == 0) require(::setgroups(0, nullptr) == 0, "setgroups");
+void become_root_inside(bool was_root) {
+  // An ordinary user keeps its groups: the kernel lets it write gid_map only without setgroups.
+  if (was_root) require(::setgroups(0, nullptr) == 0, "setgroups");
   require(::setresgid(0, 0, 0) == 0, "setresgid");
   require(::setresuid(0, 0, 0) == 0, "setresuid");
 }
@@ -185,7 +186,7 @@ void arrange_descriptors(const Boot& boot) {
   ::_exit(1);
 }
 
-[[noreturn]] void first_process(const Boot& boot, int maps_written) {
+[[noreturn]] void first_process(const Boot& boot, int maps_written, bool was_root) {
   int status_fd = boot.status;
   try {
     char go = 0;
@@ -193,7 +194,7 @@ void arrange_descriptors(const Boot& boot) {
     // As the caller, so that sources behind directories that only the caller may enter are found.
     std::vector<Fd> trees;
     for (const Source& source : boot.sources) trees.push_back(copy_tree(source));
-    become_root_inside();
+    become_root_inside(was_root);
     require(::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0, "prctl");  // setresuid would have cleared it
     require(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "prctl");
     set_limits();
@@ -223,11 +224,12 @@ pid_t start_boot(const Boot& boot) {
   Fd maps_read(pipe_ends[0]);
   Fd maps_write(pipe_ends[1]);
 
+  const bool was_root = ::geteuid() == 0;  // inside, the caller's own id has another number
   const long child = ::syscall(SYS_clone, kNamespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr);
   require(child >= 0, "clone");
   if (child == 0) {
     maps_write.reset();
-    first_process(boot, maps_read.get());
+    first_process(boot, maps_read.get(), was_root);
   }
   const pid_t pid = static_cast<pid_t>(child);
   try {
