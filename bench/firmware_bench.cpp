@@ -133,5 +133,3 @@ BENCHMARK_CAPTURE(checksum, zlib, checksum_zlib);
 BENCHMARK_CAPTURE(checksum, byte_table, checksum_byte_table);
 
 }  // namespace
-
-BENCHMARK_MAIN();
