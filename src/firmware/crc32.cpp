@@ -53,6 +53,7 @@ std::uint32_t little_endian(const unsigned char* bytes) {
 std::uint32_t take_blocks(std::uint32_t crc, const unsigned char* data, std::size_t blocks) {
   std::uint32_t lanes[kLanes] = {crc};
   for (; blocks > 1; --blocks, data += kBlock) {
+#pragma GCC unroll 5  // the lanes are to live in registers
     for (std::size_t i = 0; i < kLanes; ++i) {
       const std::uint32_t word = lanes[i] ^ little_endian(data + i * kWord);
       lanes[i] = (kLaneTables[0][word & 0xFF] ^ kLaneTables[1][word >> 8 & 0xFF]) ^
