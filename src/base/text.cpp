@@ -112,6 +112,12 @@ char* Text::extend(std::size_t more) {
   return room;
 }
 
+void Text::shrink(std::size_t size) {
+  if (size >= size_) return;
+  size_ = size;
+  text_.get()[size_] = '\0';
+}
+
 void Text::append(std::string_view text) {
   char* room = extend(text.size());
   if (room && !text.empty()) std::memcpy(room, text.data(), text.size());

@@ -29,10 +29,7 @@ void Reply::result(const char* text) {
 
 void Reply::leaf(const char* name, const char* text) {
   if (failed_) return;
-  xml_element* element = new_xml_leaf(name, view_of(text));
-  if (push_pop_xml_tree(tree_.get(), element)) return;
-  free_xml_element(element);
-  fail();
+  if (!push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)))) fail();
 }
 
 void Reply::encoded_leaf(const char* name, const char* text) {
@@ -48,10 +45,7 @@ void Reply::number_leaf(const char* name, long value) {
 
 void Reply::open(const char* name) {
   if (failed_) return;
-  xml_element* element = new_xml_element(name);
-  if (push_xml_tree(tree_.get(), element)) return;
-  free_xml_element(element);
-  fail();
+  if (!push_xml_tree(tree_.get(), new_xml_element(tree_.get(), name))) fail();
 }
 
 void Reply::close() {
@@ -65,8 +59,8 @@ reply_text Reply::finish() {
 
 reply_text Reply::error(const char* text) {
   if (failed_) return report_memory_error();
-  element_ptr result{new_xml_element(result_name_)};
-  return kd_hnap_report_HNAP_error_owntext(std::move(tree_), std::move(result), text);
+  xml_element* result = new_xml_element(tree_.get(), result_name_);
+  return kd_hnap_report_HNAP_error_owntext(std::move(tree_), result, text);
 }
 
 void Reply::fail() {
