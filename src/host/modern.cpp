@@ -131,6 +131,15 @@ void append_body(Request& request, std::string_view bytes) {
   chunkqueue_append_mem(&request.r->write_queue, bytes.data(), bytes.size());
 }
 
+void give_body(Request& request, heap_text text, std::size_t length) {
+  buffer whole{};
+  whole.ptr = text.release();
+  whole.used = whole.size = static_cast<uint32_t>(length + 1);
+  chunkqueue_append_buffer(&request.r->write_queue, &whole);
+  // A short text was copied, else the chunk gave its own empty block in return.
+  std::free(whole.ptr);
+}
+
 void finish(Request& request, int status) {
   request.r->http_status = status;
 }

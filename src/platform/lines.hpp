@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "base/text.hpp"
 #include "platform/os.hpp"
 
 namespace kd {
@@ -32,6 +33,24 @@ std::string_view read_line(std::FILE* file, char (&line)[N]) {
   for (std::string_view piece = read; piece.size() && piece.back() != '\n';) piece = read_piece(file, rest);
   return read;
 }
+
+// Skips a line as fscanf's "%[^\n]\n" does: with its end goes all white space that follows, the blanks at the
+// start of the next line included; an empty line is not consumed at all.
+inline void skip_line(std::FILE* file) {
+  int byte = os::getc(file);
+  if (byte != '\n') {
+    while (byte != '\n' && byte != EOF) byte = os::getc(file);
+    while (byte != EOF && is_space(static_cast<char>(byte))) byte = os::getc(file);
+  }
+  if (byte != EOF) std::ungetc(byte, file);
+}
+
+inline std::string_view without_line_end(std::string_view line) {
+  return head(line, line.find('\n'));
+}
+
+// A whole file; empty text when it cannot be read.
+void read_file(const char* path, Text& text);
 
 // First line of a file, cut to N - 1 bytes, as fgets reads it.
 //   returns  false when the file cannot be opened; an empty file gives an empty text

@@ -28,8 +28,17 @@ void Reply::result(const char* text) {
 }
 
 void Reply::leaf(const char* name, const char* text) {
+  if (!failed_) attach_leaf(new_xml_leaf(name, view_of(text)));
+}
+
+void Reply::filled_leaf(const char* name, char byte, std::size_t count) {
   if (failed_) return;
-  xml_element* element = new_xml_leaf(name, view_of(text));
+  xml_element* element = new_xml_element(name);
+  fill_xml_element(element, byte, count);
+  attach_leaf(element);
+}
+
+void Reply::attach_leaf(xml_element* element) {
   if (push_pop_xml_tree(tree_.get(), element)) return;
   free_xml_element(element);
   fail();
@@ -40,9 +49,9 @@ void Reply::encoded_leaf(const char* name, const char* text) {
   leaf(name, encoded.get());
 }
 
-void Reply::number_leaf(const char* name, long value) {
+void Reply::number_leaf(const char* name, long long value) {
   char text[24];
-  std::snprintf(text, sizeof text, "%ld", value);
+  std::snprintf(text, sizeof text, "%lld", value);
   leaf(name, text);
 }
 
@@ -58,9 +67,15 @@ void Reply::close() {
   if (!failed_) pop_xml_tree(tree_.get());
 }
 
+bool Reply::fits(std::size_t limit) {
+  if (failed_) return false;
+  const std::size_t size = reply_size(tree_.get());
+  return size <= limit && room_.reserve(size - 1);
+}
+
 reply_text Reply::finish() {
   if (failed_) return report_memory_error();
-  return write_reply(std::move(tree_));
+  return write_reply(std::move(tree_), room_);
 }
 
 reply_text Reply::error(const char* text) {

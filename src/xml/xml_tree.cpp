@@ -73,6 +73,11 @@ class Cursor {
   void put(char c) {
     if (at_ < end_) *at_++ = c;
   }
+  void fill(char c, std::size_t count) {
+    count = std::min(count, static_cast<std::size_t>(end_ - at_));
+    if (count) std::memset(at_, c, count);
+    at_ += count;
+  }
 
  private:
   char* at_;
@@ -83,6 +88,7 @@ struct Counter {
   std::size_t size = 0;
   void put(std::string_view text) { size += text.size(); }
   void put(char) { ++size; }
+  void fill(char, std::size_t count) { size += count; }
 };
 
 template <class Sink>
@@ -98,6 +104,7 @@ void write_start(const xml_element& element, Sink& out) {
   }
   out.put('>');
   out.put(std::string_view{element.text, element.text_length});
+  out.fill(element.fill_byte, element.fill_count);
   if (element.first_child) out.put('\n');
 }
 
@@ -183,6 +190,12 @@ void setn_xml_element_text(xml_element* element, const char* text, std::size_t l
 
 void set_xml_element_text(xml_element* element, const char* text) {
   if (element && text) append_text(*element, text);
+}
+
+void fill_xml_element(xml_element* element, char byte, std::size_t count) {
+  if (!element) return;
+  element->fill_byte = byte;
+  element->fill_count = count;
 }
 
 xml_tree* new_xml_tree() {

@@ -31,6 +31,8 @@ struct xml_element {
   std::size_t name_length;
   std::size_t text_length;
   std::size_t text_capacity;  // terminator included; 0 when the text lies in the element's own block
+  std::size_t fill_count;     // copies of `fill_byte` that stand behind the text
+  char fill_byte;
 };
 
 struct xml_tree {
@@ -56,6 +58,10 @@ bool add_xml_element_attr(xml_element* element, attribute* attr);
 // element's text becomes null and the old text is lost.
 void setn_xml_element_text(xml_element* element, const char* text, std::size_t length);
 void set_xml_element_text(xml_element* element, const char* text);
+
+// Lets `count` copies of one byte stand behind the element's text. They take no memory here: the serializer
+// writes them where they go.
+void fill_xml_element(xml_element* element, char byte, std::size_t count);
 
 xml_tree* new_xml_tree();
 // Makes the element the root, or the last child of the top open element, and opens it. False, with nothing
