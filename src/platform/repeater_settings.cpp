@@ -13,32 +13,21 @@
 namespace kd {
 namespace {
 
-constexpr struct {
-  const char* key;
-  const char* saved;
-} kSavedKeys[] = {
-    {"SSID1", "LastSSID1"},
-    {"Channel", "LastChannel"},
-    {"AuthMode", "LastAuthMode"},
-    {"EncrypType", "LastEncrypType"},
-    {"DefaultKeyID", "LastDefaultKeyID"},
-    {"Key1Type", "LastKey1Type"},
-    {"Key1Str1", "LastKey1Str1"},
-    {"WPAPSK1", "LastWPAPSK1"},
-    {"ApCliEnable", "LastApCliEnable"},
-    {"WscConfigured", "LastWscConfigured"},
-    {"ApCliBssid", "LastApCliBssid"},
-    {"HT_BW", "LastHT_BW"},
+// Where the previous values are saved; each value's own key stands behind the prefix.
+constexpr std::string_view kSavedPrefix = "Last";
+constexpr char kSavedKeys[][18] = {
+    "LastSSID1",    "LastChannel", "LastAuthMode",    "LastEncrypType",    "LastDefaultKeyID", "LastKey1Type",
+    "LastKey1Str1", "LastWPAPSK1", "LastApCliEnable", "LastWscConfigured", "LastApCliBssid",   "LastHT_BW",
 };
 
 // How a security type is stored.
 struct security_row {
-  std::string_view type;
-  const char* auth_mode;
-  const char* client_auth_mode;
-  const char* cipher;
-  const char* client_cipher;
-  const char* ht_bw;
+  char type[13];
+  char auth_mode[14];
+  char client_auth_mode[8];
+  char cipher[8];
+  char client_cipher[5];
+  char ht_bw[2];
 };
 
 constexpr security_row kOpenSecurity = {"", "OPEN", "OPEN", "NONE", "NONE", "1"};
@@ -58,7 +47,7 @@ constexpr security_row kWpaSecurity[] = {
 template <std::size_t N>
 const security_row* find_security(const security_row (&rows)[N], std::string_view type) {
   for (const security_row& row : rows) {
-    if (row.type == type) return &row;
+    if (type == row.type) return &row;
   }
   return nullptr;
 }
@@ -206,9 +195,9 @@ void report_retry(const hnap_request*, int retry, scan_fault) {
 
 void kd_save_last_rp_settings(const hnap_request* request) {
   console_printf("Save last repeater settings\n");
-  for (const auto& [key, saved] : kSavedKeys) {
+  for (const char* saved : kSavedKeys) {
     config_value value{};
-    kd_get_nvram_config(request, key, value);
+    kd_get_nvram_config(request, saved + kSavedPrefix.size(), value);
     kd_set_nvram_config(request, saved, value);
   }
 }

@@ -14,30 +14,30 @@ constexpr off_t kLeastScanListSize = 150;
 constexpr int kMostRetries = 5;
 
 struct security_row {
-  std::string_view prefix;
-  std::int32_t enabled;
-  const char* type;
-  const char* encryption;
+  char prefix[23];
+  bool enabled;
+  char type[9];
+  char encryption[10];
 };
 
 // The first matching prefix wins, so the fourth row never does: a WPA network with both ciphers is listed
 // with TKIP. Mixed mode with AES alone is listed with both on purpose. What is not here cannot be joined.
 constexpr security_row kSecurity[] = {
-    {"NONE", 0, "", ""},
-    {"WEP", 1, "WEP-AUTO", "WEP-64"},
-    {"WPAPSK/TKIP", 1, "WPA-PSK", "TKIP"},
-    {"WPAPSK/TKIPAES", 1, "WPA-PSK", "TKIPORAES"},
-    {"WPA2PSK/AES", 1, "WPA2-PSK", "AES"},
-    {"WPA2PSK/TKIPAES", 1, "WPA2-PSK", "TKIPORAES"},
-    {"WPA1PSKWPA2PSK/TKIPAES", 1, "WPA2-PSK", "TKIPORAES"},
-    {"WPA1PSKWPA2PSK/AES", 1, "WPA2-PSK", "TKIPORAES"},
-    {"WPA1PSKWPA2PSK/TKIP", 1, "WPA-PSK", "TKIP"},
+    {"NONE", false, "", ""},
+    {"WEP", true, "WEP-AUTO", "WEP-64"},
+    {"WPAPSK/TKIP", true, "WPA-PSK", "TKIP"},
+    {"WPAPSK/TKIPAES", true, "WPA-PSK", "TKIPORAES"},
+    {"WPA2PSK/AES", true, "WPA2-PSK", "AES"},
+    {"WPA2PSK/TKIPAES", true, "WPA2-PSK", "TKIPORAES"},
+    {"WPA1PSKWPA2PSK/TKIPAES", true, "WPA2-PSK", "TKIPORAES"},
+    {"WPA1PSKWPA2PSK/AES", true, "WPA2-PSK", "TKIPORAES"},
+    {"WPA1PSKWPA2PSK/TKIP", true, "WPA-PSK", "TKIP"},
 };
 
 // In this order, because the longer names begin with the shorter ones.
 constexpr struct {
-  std::string_view prefix;
-  const char* mode;
+  char prefix[8];
+  char mode[10];
 } kModes[] = {
     {"11b/g/n", "802.11bgn"}, {"11b/g", "802.11bg"}, {"11b", "802.11b"},
     {"11a/n", "802.11an"},    {"11a", "802.11a"},
