@@ -36,7 +36,7 @@ reply_text download_speed_test(hnap_request& request, const xml_element* action)
   }
   kd_hnap_printf(&request, kHandlerSource, __LINE__, "Bytes = %s, BufferSize = %s", bytes, buffer_size);
   reply.result("OK");
-  reply.filled_leaf("ByteStream", 'y', static_cast<std::size_t>(count));
+  reply.filled_leaf("ByteStream", 'y', static_cast<std::uint32_t>(count));
   if (reply && count > 0 && !reply.fits(kMostReply)) return refuse_size(request);
   return reply.finish();
 }

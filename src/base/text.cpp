@@ -125,6 +125,12 @@ char* Text::extend(std::size_t more) {
   return room;
 }
 
+void Text::shrink(std::size_t size) {
+  if (size >= size_) return;
+  size_ = size;
+  text_.get()[size_] = '\0';
+}
+
 void Text::append(std::string_view text) {
   char* room = extend(text.size());
   if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
@@ -132,12 +138,6 @@ void Text::append(std::string_view text) {
 
 void Text::fill(char byte, std::size_t count) {
   if (char* room = extend(count)) std::memset(room, byte, count);
-}
-
-void Text::truncate(std::size_t size) {
-  if (size >= size_) return;
-  size_ = size;
-  text_.get()[size] = '\0';
 }
 
 heap_text Text::release() {

@@ -66,11 +66,11 @@ class Text {
   bool reserve(std::size_t more);
   // Adds `more` bytes for the caller to write, zeroed terminator behind them; null when memory is short.
   char* extend(std::size_t more);
+  // Drops what lies behind `size` bytes; nothing when there is less.
+  void shrink(std::size_t size);
   void append(std::string_view text);
   // Appends `count` copies of one byte.
   void fill(char byte, std::size_t count);
-  // Drops what lies behind the first `size` bytes.
-  void truncate(std::size_t size);
 
   [[nodiscard]] bool failed() const { return failed_; }
   std::size_t size() const { return size_; }

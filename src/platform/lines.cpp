@@ -53,7 +53,7 @@ void read_file(const char* path, Text& text) {
   const auto size = static_cast<std::size_t>(status.st_size);
   char* room = text.extend(size);
   if (!room) return;
-  text.truncate(os::fread(room, size, file.get()));
+  text.shrink(os::fread(room, size, file.get()));
 }
 
 }  // namespace kd

@@ -1,6 +1,7 @@
 #include "xml/envelope.hpp"
 
 #include <cstdio>
+#include <span>
 
 #include "base/flags.hpp"
 #include "xml/namespaces.hpp"
@@ -47,37 +48,19 @@ const char* response_namespace(int is_extender) {
   return flags.alternate_namespace ? "\"" EXTENDER_NAMESPACE_B "\"" : "\"" EXTENDER_NAMESPACE_A "\"";
 }
 
-bool add_attribute(xml_element* element, const fixed_attribute& wanted) {
-  attribute* attr = new_attribute(wanted.name, wanted.value);
-  if (add_xml_element_attr(element, attr)) return true;
-  free_attribute(attr);
-  return false;
-}
-
-template <std::size_t N>
-bool open_element(xml_tree* tree, const char* name, const fixed_attribute (&attributes)[N]) {
-  element_ptr element{new_xml_element(name)};
-  if (!element) return false;
+bool open_element(xml_tree* tree, const char* name, std::span<const fixed_attribute> attributes) {
+  xml_element* element = new_xml_element(tree, name);
   for (const fixed_attribute& wanted : attributes) {
-    if (!add_attribute(element.get(), wanted)) return false;
+    if (!add_xml_element_attr(element, new_attribute(tree, wanted.name, wanted.value))) return false;
   }
-  if (!push_xml_tree(tree, element.get())) return false;
-  (void)element.release();
-  return true;
-}
-
-bool open_body(xml_tree* tree) {
-  element_ptr body{new_xml_element("soap:Body")};
-  if (!body || !push_xml_tree(tree, body.get())) return false;
-  (void)body.release();
-  return true;
+  return push_xml_tree(tree, element);
 }
 
 }  // namespace
 
 void kd_hnap_generate_common_header(xml_tree* tree, const char* response_name, int is_extender) {
   const fixed_attribute response_attributes[] = {{"xmlns", response_namespace(is_extender)}};
-  if (!open_element(tree, "soap:Envelope", kEnvelopeAttributes) || !open_body(tree) ||
+  if (!open_element(tree, "soap:Envelope", kEnvelopeAttributes) || !open_element(tree, "soap:Body", {}) ||
       !open_element(tree, response_name, response_attributes)) {
     flags.hnap_error_flag = true;
   }
@@ -87,14 +70,14 @@ void kd_hnap_generate_return_msg_header(Text& reply) {
   reply.append(XML_DECLARATION);
 }
 
-std::size_t reply_size(const xml_tree* tree) {
-  return sizeof XML_DECLARATION + xml_size(tree);
+std::size_t reply_size(const xml_tree& tree) {
+  return sizeof XML_DECLARATION + tree.written_size;
 }
 
 reply_text write_reply(tree_ptr tree, Text& room) {
   pop_all_xml_tree(tree.get());
   // One allocation of the right size: a reply may be megabytes long.
-  room.reserve(reply_size(tree.get()) - 1);
+  room.reserve(reply_size(*tree) - 1);
   kd_hnap_generate_return_msg_header(room);
   generate_xml(tree.get(), room);
   if (room.failed()) return report_memory_error();
@@ -106,17 +89,16 @@ reply_text write_reply(tree_ptr tree) {
   return write_reply(std::move(tree), room);
 }
 
-reply_text kd_hnap_report_HNAP_error_owntext(tree_ptr tree, element_ptr result_element, const char* text) {
+reply_text kd_hnap_report_HNAP_error_owntext(tree_ptr tree, xml_element* result_element, const char* text) {
   flags.hnap_error_flag = true;
-  set_xml_element_text(result_element.get(), text);
+  set_xml_element_text(result_element, text);
   if (!result_element || !result_element->text) return report_memory_error();
-  if (!push_pop_xml_tree(tree.get(), result_element.get())) return report_memory_error();
-  (void)result_element.release();
+  if (!push_pop_xml_tree(tree.get(), result_element)) return report_memory_error();
   return write_reply(std::move(tree));
 }
 
-reply_text kd_hnap_report_HNAP_error(tree_ptr tree, element_ptr result_element) {
-  return kd_hnap_report_HNAP_error_owntext(std::move(tree), std::move(result_element), kGenericError);
+reply_text kd_hnap_report_HNAP_error(tree_ptr tree, xml_element* result_element) {
+  return kd_hnap_report_HNAP_error_owntext(std::move(tree), result_element, kGenericError);
 }
 
 reply_text report_memory_error() {

@@ -18,18 +18,19 @@ void kd_hnap_generate_common_header(xml_tree* tree, const char* response_name, i
 void kd_hnap_generate_return_msg_header(Text& reply);
 
 // Bytes that the finished reply takes, terminator included.
-std::size_t reply_size(const xml_tree* tree);
+std::size_t reply_size(const xml_tree& tree);
 
 // Closes every open element and writes the reply into `room`, which is empty but may have its memory already.
 // Takes the tree in any case; when memory is short it sets hnap_error_flag and gives the out-of-memory reply.
 reply_text write_reply(tree_ptr tree, Text& room);
 reply_text write_reply(tree_ptr tree);
 
-// Finishes a reply whose only result is `text`, and sets hnap_error_flag. Takes the tree and the element.
-reply_text kd_hnap_report_HNAP_error_owntext(tree_ptr tree, element_ptr result_element, const char* text);
+// Finishes a reply whose only result is `text`, and sets hnap_error_flag. Takes the tree, which the element
+// belongs to.
+reply_text kd_hnap_report_HNAP_error_owntext(tree_ptr tree, xml_element* result_element, const char* text);
 // The generic error: the same with "ERROR".
 inline constexpr const char* kGenericError = "ERROR";
-reply_text kd_hnap_report_HNAP_error(tree_ptr tree, element_ptr result_element);
+reply_text kd_hnap_report_HNAP_error(tree_ptr tree, xml_element* result_element);
 
 // The constant out-of-memory reply; allocates nothing.
 reply_text report_memory_error();

@@ -20,10 +20,14 @@ bool insert_linked_list(linked_list* list, void* data, free_function free_data) 
   if (!list) return false;
   LL_node* node = new_LL_node(data, free_data);
   if (!node) return false;
-  node->previous = list->tail;
-  (list->tail ? list->tail->next : list->head) = node;
-  list->tail = node;
+  append_LL_node(*list, node);
   return true;
+}
+
+void append_LL_node(linked_list& list, LL_node* node) {
+  node->previous = list.tail;
+  (list.tail ? list.tail->next : list.head) = node;
+  list.tail = node;
 }
 
 void* remove_last_linked_list(linked_list* list) {

@@ -22,6 +22,8 @@ linked_list* new_linked_list();
 LL_node* new_LL_node(void* data, free_function free_data);
 // Appends at the tail. False when nothing was inserted: the payload is then still the caller's.
 bool insert_linked_list(linked_list* list, void* data, free_function free_data);
+// Appends a node that the caller allocated, for a list that is never freed through its nodes.
+void append_LL_node(linked_list& list, LL_node* node);
 // Unlinks the tail and gives its payload back, unfreed; null for an empty list.
 void* remove_last_linked_list(linked_list* list);
 // Frees payloads and nodes from head to tail and leaves the list empty.

@@ -28,20 +28,15 @@ void Reply::result(const char* text) {
 }
 
 void Reply::leaf(const char* name, const char* text) {
-  if (!failed_) attach_leaf(new_xml_leaf(name, view_of(text)));
-}
-
-void Reply::filled_leaf(const char* name, char byte, std::size_t count) {
   if (failed_) return;
-  xml_element* element = new_xml_element(name);
-  fill_xml_element(element, byte, count);
-  attach_leaf(element);
+  if (!push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)))) fail();
 }
 
-void Reply::attach_leaf(xml_element* element) {
-  if (push_pop_xml_tree(tree_.get(), element)) return;
-  free_xml_element(element);
-  fail();
+void Reply::filled_leaf(const char* name, char byte, std::uint32_t count) {
+  if (failed_) return;
+  xml_element* element = new_xml_element(tree_.get(), name);
+  fill_xml_element_text(element, byte, count);
+  if (!push_pop_xml_tree(tree_.get(), element)) fail();
 }
 
 void Reply::encoded_leaf(const char* name, const char* text) {
@@ -57,10 +52,7 @@ void Reply::number_leaf(const char* name, long long value) {
 
 void Reply::open(const char* name) {
   if (failed_) return;
-  xml_element* element = new_xml_element(name);
-  if (push_xml_tree(tree_.get(), element)) return;
-  free_xml_element(element);
-  fail();
+  if (!push_xml_tree(tree_.get(), new_xml_element(tree_.get(), name))) fail();
 }
 
 void Reply::close() {
@@ -69,7 +61,7 @@ void Reply::close() {
 
 bool Reply::fits(std::size_t limit) {
   if (failed_) return false;
-  const std::size_t size = reply_size(tree_.get());
+  const std::size_t size = reply_size(*tree_);
   return size <= limit && room_.reserve(size - 1);
 }
 
@@ -80,8 +72,8 @@ reply_text Reply::finish() {
 
 reply_text Reply::error(const char* text) {
   if (failed_) return report_memory_error();
-  element_ptr result{new_xml_element(result_name_)};
-  return kd_hnap_report_HNAP_error_owntext(std::move(tree_), std::move(result), text);
+  xml_element* result = new_xml_element(tree_.get(), result_name_);
+  return kd_hnap_report_HNAP_error_owntext(std::move(tree_), result, text);
 }
 
 void Reply::fail() {

@@ -32,7 +32,7 @@ class Reply {
   void encoded_leaf(const char* name, const char* text);
   void number_leaf(const char* name, long long value);
   // An element of `count` copies of one byte.
-  void filled_leaf(const char* name, char byte, std::size_t count);
+  void filled_leaf(const char* name, char byte, std::uint32_t count);
   void open(const char* name);
   void close();
 
@@ -46,8 +46,6 @@ class Reply {
 
  private:
   void fail();
-
-  void attach_leaf(xml_element* element);
 
   tree_ptr tree_;
   Text room_;

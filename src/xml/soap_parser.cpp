@@ -21,20 +21,10 @@ constexpr std::size_t kWorkSize = 20480;
 void start(void* user_data, const XML_Char* name, const XML_Char** atts) {
   if (flags.hnap_error_flag) return;
   auto* tree = static_cast<xml_tree*>(user_data);
-  element_ptr element{new_xml_element(name)};
-  if (!element) {
-    flags.hnap_error_flag = true;
-    return;
-  }
-  for (; atts[0]; atts += 2) {
-    attribute* attr = new_attribute(atts[0], atts[1]);
-    if (!add_xml_element_attr(element.get(), attr)) free_attribute(attr);  // such a pair is skipped
-  }
-  if (push_xml_tree(tree, element.get())) {
-    (void)element.release();
-  } else {
-    flags.hnap_error_flag = true;
-  }
+  xml_element* element = new_xml_element(tree, name);
+  // A pair whose attribute cannot be made is skipped.
+  for (; element && atts[0]; atts += 2) add_xml_element_attr(element, new_attribute(tree, atts[0], atts[1]));
+  if (!push_xml_tree(tree, element)) flags.hnap_error_flag = true;
 }
 
 void end(void* user_data, const XML_Char*) {

@@ -8,12 +8,11 @@
 namespace kd {
 namespace {
 
-void free_attribute_data(void* data) {
-  free_attribute(static_cast<attribute*>(data));
-}
-void free_element_data(void* data) {
-  free_xml_element(static_cast<xml_element*>(data));
-}
+// What lies in the tree's arena is freed with the tree.
+void keep(void*) {}
+
+// "<></>" and the line end; one with children has a second line end.
+constexpr std::size_t kTagSize = 6;
 
 char* put_text(char* at, std::string_view text) {
   if (!text.empty()) std::memcpy(at, text.data(), text.size());
@@ -21,29 +20,32 @@ char* put_text(char* at, std::string_view text) {
   return at;
 }
 
+void lose_text(xml_element& element) {
+  element.text = nullptr;
+  element.text_length = element.text_capacity = 0;
+}
+
 void append_text(xml_element& element, std::string_view text) {
   const std::size_t length = element.text_length + text.size();
+  if (length >= UINT32_MAX) return lose_text(element);
   if (!element.text || length + 1 > element.text_capacity) {
-    // A first text is allocated exactly; one that comes in pieces doubles its room, so that pieces stay
-    // linear.
-    const std::size_t capacity = std::max(length + 1, element.text ? 2 * element.text_length : 0);
-    const bool in_own_block = element.text && element.text_capacity == 0;
-    char* grown = static_cast<char*>(std::realloc(in_own_block ? nullptr : element.text, capacity));
-    if (!grown) {
-      if (!in_own_block) std::free(element.text);
-      element.text = nullptr;
-      element.text_length = element.text_capacity = 0;
-      return;
-    }
-    if (in_own_block) std::memcpy(grown, element.text, element.text_length);
-    element.text = grown;
-    element.text_capacity = capacity;
+    // A first text gets what it needs; one that comes in pieces doubles its room, so that pieces stay linear.
+    const std::size_t capacity = std::min<std::size_t>(
+        std::max<std::size_t>(length + 1, element.text ? 2 * std::size_t{element.text_capacity} : 0),
+        UINT32_MAX);
+    void* grown = element.text ? element.tree->arena.grow(element.text, element.text_capacity, capacity)
+                               : element.tree->arena.allocate(capacity);
+    if (!grown) return lose_text(element);
+    element.text = static_cast<char*>(grown);
+    element.text_capacity = static_cast<std::uint32_t>(capacity);
   }
   put_text(element.text + element.text_length, text);
-  element.text_length = length;
+  element.text_length = static_cast<std::uint32_t>(length);
+  element.tree->written_size += text.size();
 }
 
 void attach(xml_element& parent, xml_element& child) {
+  if (!parent.first_child) ++parent.tree->written_size;
   child.parent = &parent;
   (parent.last_child ? parent.last_child->next_sibling : parent.first_child) = &child;
   parent.last_child = &child;
@@ -61,38 +63,41 @@ bool attach_next(xml_tree& tree, xml_element& element) {
   return true;
 }
 
-// Writes into room that was counted beforehand, and never past it.
+// Writes into room that was reserved beforehand, and never past it.
 class Cursor {
  public:
-  Cursor(char* at, std::size_t room) : at_{at}, end_{at + room} {}
+  Cursor(char* at, std::size_t room) : start_{at}, at_{at}, end_{at + room} {}
+  std::size_t written() const { return static_cast<std::size_t>(at_ - start_); }
   void put(std::string_view text) {
-    const std::size_t length = std::min(text.size(), static_cast<std::size_t>(end_ - at_));
+    const std::size_t length = std::min(text.size(), room());
     if (length) std::memcpy(at_, text.data(), length);
     at_ += length;
+  }
+  // A literal; a size known beforehand becomes a plain store.
+  template <std::size_t N>
+  void put(const char (&literal)[N]) {
+    if (room() < N - 1) return;
+    std::memcpy(at_, literal, N - 1);
+    at_ += N - 1;
   }
   void put(char c) {
     if (at_ < end_) *at_++ = c;
   }
-  void fill(char c, std::size_t count) {
-    count = std::min(count, static_cast<std::size_t>(end_ - at_));
-    if (count) std::memset(at_, c, count);
+  void fill(char byte, std::size_t count) {
+    count = std::min(count, room());
+    std::memset(at_, byte, count);
     at_ += count;
   }
 
  private:
+  std::size_t room() const { return static_cast<std::size_t>(end_ - at_); }
+
+  char* start_;
   char* at_;
   char* end_;
 };
 
-struct Counter {
-  std::size_t size = 0;
-  void put(std::string_view text) { size += text.size(); }
-  void put(char) { ++size; }
-  void fill(char, std::size_t count) { size += count; }
-};
-
-template <class Sink>
-void write_start(const xml_element& element, Sink& out) {
+void write_start(const xml_element& element, Cursor& out) {
   out.put('<');
   out.put(std::string_view{element.name, element.name_length});
   for (const LL_node* node = element.attributes.head; node; node = node->next) {
@@ -104,19 +109,17 @@ void write_start(const xml_element& element, Sink& out) {
   }
   out.put('>');
   out.put(std::string_view{element.text, element.text_length});
-  out.fill(element.fill_byte, element.fill_count);
+  if (element.fill_count) out.fill(element.fill_byte, element.fill_count);
   if (element.first_child) out.put('\n');
 }
 
-template <class Sink>
-void write_end(const xml_element& element, Sink& out) {
-  out.put(std::string_view{"</"});
+void write_end(const xml_element& element, Cursor& out) {
+  out.put("</");
   out.put(std::string_view{element.name, element.name_length});
-  out.put(std::string_view{">\n"});
+  out.put(">\n");
 }
 
-template <class Sink>
-void write_chain(const xml_element* element, Sink& out) {
+void write_chain(const xml_element* element, Cursor& out) {
   while (element) {
     write_start(*element, out);
     if (element->first_child) {
@@ -134,54 +137,44 @@ void write_chain(const xml_element* element, Sink& out) {
 
 }  // namespace
 
-attribute* new_attribute(const char* name, const char* value) {
-  if (!name || !value) return nullptr;
+attribute* new_attribute(xml_tree* tree, const char* name, const char* value) {
+  if (!tree || !name || !value) return nullptr;
   const std::string_view name_view{name}, value_view{value};
-  void* memory = std::malloc(sizeof(attribute) + name_view.size() + value_view.size() + 2);
+  void* memory = tree->arena.allocate(sizeof(attribute) + name_view.size() + value_view.size() + 2);
   if (!memory) return nullptr;
   char* texts = static_cast<char*>(memory) + sizeof(attribute);
   return new (memory)
       attribute{put_text(texts, name_view), put_text(texts + name_view.size() + 1, value_view)};
 }
 
-void free_attribute(attribute* attr) {
-  std::free(attr);
-}
-
-xml_element* new_xml_element(const char* name) {
-  if (!name) return nullptr;
+xml_element* new_xml_element(xml_tree* tree, const char* name) {
+  if (!tree || !name) return nullptr;
   const std::string_view view{name};
-  void* memory = std::malloc(sizeof(xml_element) + view.size() + 1);
+  if (view.size() >= UINT32_MAX) return nullptr;
+  void* memory = tree->arena.allocate(sizeof(xml_element) + view.size() + 1);
   if (!memory) return nullptr;
   auto* element = new (memory) xml_element{};
   element->name = put_text(static_cast<char*>(memory) + sizeof(xml_element), view);
-  element->name_length = view.size();
+  element->name_length = static_cast<std::uint32_t>(view.size());
+  element->tree = tree;
+  tree->written_size += 2 * view.size() + kTagSize;
   return element;
 }
 
-xml_element* new_xml_leaf(const char* name, std::string_view text) {
-  if (!name) return nullptr;
-  const std::string_view view{name};
-  void* memory = std::malloc(sizeof(xml_element) + view.size() + text.size() + 2);
-  if (!memory) return nullptr;
-  auto* element = new (memory) xml_element{};
-  char* texts = static_cast<char*>(memory) + sizeof(xml_element);
-  element->name = put_text(texts, view);
-  element->name_length = view.size();
-  element->text = put_text(texts + view.size() + 1, text);
-  element->text_length = text.size();
-  return element;
-}
-
-void free_xml_element(xml_element* element) {
-  if (!element) return;
-  clear_linked_list(element->attributes);
-  if (element->text_capacity) std::free(element->text);
-  std::free(element);
+xml_element* new_xml_leaf(xml_tree* tree, const char* name, std::string_view text) {
+  xml_element* element = new_xml_element(tree, name);
+  if (!element) return nullptr;
+  append_text(*element, text);
+  return element->text ? element : nullptr;
 }
 
 bool add_xml_element_attr(xml_element* element, attribute* attr) {
-  return element && insert_linked_list(&element->attributes, attr, free_attribute_data);
+  if (!element || !attr) return false;
+  void* memory = element->tree->arena.allocate(sizeof(LL_node));
+  if (!memory) return false;
+  append_LL_node(element->attributes, new (memory) LL_node{attr, nullptr, nullptr, keep});
+  element->tree->written_size += std::strlen(attr->name) + std::strlen(attr->value) + 2;
+  return true;
 }
 
 void setn_xml_element_text(xml_element* element, const char* text, std::size_t length) {
@@ -192,10 +185,11 @@ void set_xml_element_text(xml_element* element, const char* text) {
   if (element && text) append_text(*element, text);
 }
 
-void fill_xml_element(xml_element* element, char byte, std::size_t count) {
+void fill_xml_element_text(xml_element* element, char byte, std::uint32_t count) {
   if (!element) return;
   element->fill_byte = byte;
   element->fill_count = count;
+  element->tree->written_size += count;
 }
 
 xml_tree* new_xml_tree() {
@@ -204,6 +198,7 @@ xml_tree* new_xml_tree() {
   auto* tree = new (memory) xml_tree;
   tree->open_elements = new_stack();
   if (tree->open_elements) return tree;
+  tree->~xml_tree();
   std::free(tree);
   return nullptr;
 }
@@ -212,7 +207,7 @@ bool push_xml_tree(xml_tree* tree, xml_element* element) {
   if (!tree || !element) return false;
   if (tree->root && !top_stack(tree->open_elements)) return false;
   // The stack grows first: a failure leaves the tree as it was.
-  if (!push_stack(tree->open_elements, element, free_element_data)) return false;
+  if (!push_stack(tree->open_elements, element, keep)) return false;
   LL_node* pushed = tree->open_elements->list.tail;
   if (!tree->root) {
     tree->root = element;
@@ -243,33 +238,19 @@ void add_text_xml_tree(xml_tree* tree, const char* text, std::size_t length) {
 void deep_free_xml_tree(xml_tree* tree) {
   if (!tree) return;
   pop_all_xml_tree(tree);
-  for (xml_element* element = tree->root; element;) {
-    if (element->first_child) {
-      // Cut the link before descending: on the way back the element is a leaf and is freed.
-      element = std::exchange(element->first_child, nullptr);
-      continue;
-    }
-    xml_element* next = element->next_sibling ? element->next_sibling : element->parent;
-    free_xml_element(element);
-    element = next;
-  }
   free_stack(tree->open_elements);
+  tree->~xml_tree();
   std::free(tree);
-}
-
-std::size_t xml_size(const xml_tree* tree) {
-  Counter counter;
-  if (tree) write_chain(tree->root, counter);
-  return counter.size;
 }
 
 void generate_xml(const xml_tree* tree, Text& output) {
   if (!tree) return;
-  const std::size_t size = xml_size(tree);
-  if (char* room = output.extend(size)) {
-    Cursor cursor{room, size};
-    write_chain(tree->root, cursor);
-  }
+  const std::size_t start = output.size();
+  char* room = output.extend(tree->written_size);
+  if (!room) return;
+  Cursor cursor{room, tree->written_size};
+  write_chain(tree->root, cursor);
+  output.shrink(start + cursor.written());
 }
 
 }  // namespace kd

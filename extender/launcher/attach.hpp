@@ -1,0 +1,23 @@
+// Reaching a running device from the host: commands inside it, its end, its state.
+#ifndef KD_EXTENDER_ATTACH_HPP
+#define KD_EXTENDER_ATTACH_HPP
+
+#include <string>
+#include <vector>
+
+namespace kd {
+
+// Runs a command inside the device that runs on this state directory, with the device's environment and
+// the caller's standard streams. An empty command is a shell.
+//   returns  the command's exit status, 128 + signal when it was ended by one. Throws Failure.
+int run_inside(const std::string& state, const std::vector<std::string>& command);
+
+// Ends the device and waits for its end. Throws Failure when none runs.
+int stop(const std::string& state);
+
+// Prints the URL of the running device. Exit status 1 when none runs.
+int print_status(const std::string& state);
+
+}  // namespace kd
+
+#endif

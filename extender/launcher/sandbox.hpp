@@ -1,0 +1,68 @@
+// The sandbox of one boot: namespaces, a private root and the host's files that are bound into it.
+#ifndef KD_EXTENDER_SANDBOX_HPP
+#define KD_EXTENDER_SANDBOX_HPP
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace kd {
+
+// A file or directory of the host that the device sees.
+struct Source {
+  std::string host;
+  std::string inside;  // absolute path in the device
+  bool writable = false;
+};
+
+// The user of the host whom the device's root stands for.
+struct Identity {
+  uid_t uid;
+  gid_t gid;
+};
+
+// The caller, or for root the user behind sudo, else the nobody user: never root itself, who could write
+// /proc/sys and read the host's secrets through the read-only mounts.
+Identity device_identity();
+
+// Descriptors that init finds at fixed numbers.
+constexpr int kListenerFd = 3;
+constexpr int kConsoleLogFd = 4;
+constexpr int kStatusFd = 5;    // write end: one Report
+constexpr int kLifelineFd = 6;  // read end: at its end of file the launcher is gone
+
+// What a booting device tells its launcher.
+struct Report {
+  enum Kind : int { ready, sandbox_refused } kind;
+  int error;
+  char step[120];
+};
+
+struct Boot {
+  std::vector<Source> sources;
+  Identity identity;
+  std::vector<std::string> init_arguments;
+  int listener;
+  int console_log;
+  int status;
+  int lifeline;
+};
+
+// A step of the sandbox that the system refused.
+struct Refusal {
+  std::string step;
+  int error;
+};
+
+// Clones the first process of a boot. It makes its root, then becomes init; a step refused inside arrives
+// as a Report. Throws Refusal for a step refused outside.
+//   returns  the process id as the host sees it
+pid_t start_boot(const Boot& boot);
+
+// What a person can do about a refused step: step, error text, likely cause, what to allow.
+std::string explain(const Refusal& refusal);
+
+}  // namespace kd
+
+#endif

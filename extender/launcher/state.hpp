@@ -1,0 +1,79 @@
+// The state directory of one virtual extender, on the host:
+//
+//   flash/       the configuration store, and which firmware image was flashed; kept over boots and runs
+//   radio/       the surroundings as plain text; edit them while the device runs
+//   console.log  what the device wrote to its console since this run began
+//   scenario     which scenario radio/ was filled from
+//   device       while it runs: url, pid of the device's first process, pid of the launcher, boot number
+//   lock         held by the running launcher
+#ifndef KD_EXTENDER_STATE_HPP
+#define KD_EXTENDER_STATE_HPP
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+#include "common/files.hpp"
+#include "launcher/options.hpp"
+#include "launcher/sandbox.hpp"
+
+namespace kd {
+
+// Where the state is kept when the command line does not say: below XDG_STATE_HOME or ~/.local/state.
+std::string default_state_directory();
+
+// The folder with `scenarios` and `web`, next to this program's own folder. Throws Failure.
+std::string shared_directory();
+
+// This program's own path, and the folder above the one that holds it.
+std::string program_path();
+std::string install_prefix();
+
+struct RunningDevice {
+  std::string url;
+  pid_t init = 0;
+  pid_t launcher = 0;
+};
+
+// The device that runs on this state directory, if any.
+std::optional<RunningDevice> find_running(const std::string& state);
+
+class State {
+ public:
+  // Makes or opens the state directory, locks it, fills what is missing from the scenario and hands it to
+  // the device's user. Throws Failure: already running, not writable, no such scenario, damaged store.
+  State(const Options& options, const Identity& identity);
+
+  const std::string& directory() const { return directory_; }
+  const std::string& scenario() const { return scenario_; }            // its directory
+  const std::string& scenario_name() const { return scenario_name_; }  // as given by the user
+  std::string flash() const { return directory_ + "/flash"; }
+  std::string radio() const { return directory_ + "/radio"; }
+  int console_log() const { return console_log_.get(); }
+
+  // A file of the scenario, or of `home` when the scenario has none of that name.
+  std::string scenario_file(const std::string& name) const;
+
+  // Hands flash/ and radio/ to the device's user: root may have edited them since the last boot.
+  void hand_over() const;
+
+  void record_device(const RunningDevice& device, int boot) const;
+  void forget_device() const;
+
+ private:
+  void choose_scenario(const Options& options);
+  void fill_radio() const;
+  void fill_store() const;
+
+  std::string directory_;
+  std::string scenario_;
+  std::string scenario_name_;
+  Identity identity_;
+  Fd lock_;
+  Fd console_log_;
+};
+
+}  // namespace kd
+
+#endif

@@ -1,0 +1,158 @@
+/* What the radio driver and the flash driver would answer, for the web server only. Everything else goes to
+ * the real calls. The state is read anew at each call, so that it may be edited while the device runs. */
+#define _GNU_SOURCE
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/wireless.h>
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#define LINK_FILE "/var/radio/link"
+#define EEPROM_FILE "/var/radio/eeprom"
+#define MTD_FILE "/var/virtual/mtd"
+
+enum {
+  REQUEST_LINK_STATE = 0x8BE1, /* flags: a sub-command; the result is 4 bytes at the data pointer */
+  REQUEST_EEPROM = 0x8BE7,     /* text in and out at the data pointer */
+  REQUEST_WPS_STATUS = 35822,  /* as the link state */
+  SUBCOMMAND_LINK_STATE = 0x060B,
+  EEPROM_BUFFER_SIZE = 4096,
+  ERASED_WORD = 0xFFFF
+};
+
+/* The commands that the server starts must be the device's own, untouched. */
+__attribute__((constructor)) static void hide_from_children(void) {
+  unsetenv("LD_PRELOAD");
+}
+
+static void* real(const char* name) {
+  void* function = dlsym(RTLD_NEXT, name);
+  if (function == NULL) abort(); /* every libc has it */
+  return function;
+}
+
+static FILE* real_fopen(const char* path, const char* mode) {
+  FILE* (*call)(const char*, const char*) = NULL;
+  *(void**)&call = real("fopen");
+  return call(path, mode);
+}
+
+/* The number behind "name=" in a file of fields; 0 and a result of 0 when it is not there. */
+static int read_field(const char* file, const char* name, int32_t* value) {
+  char line[512];
+  int found = 0;
+  FILE* in = real_fopen(file, "re");
+  if (in == NULL) return 0;
+  while (!found && fgets(line, sizeof line, in) != NULL) {
+    const size_t length = strlen(name);
+    const char* at = line + strspn(line, " \t");
+    if (strncmp(at, name, length) != 0) continue;
+    at += length;
+    at += strspn(at, " \t");
+    if (*at != '=') continue;
+    *value = (int32_t)strtol(at + 1, NULL, 0);
+    found = 1;
+  }
+  fclose(in);
+  return found;
+}
+
+/* The word at an EEPROM offset; 0 and no word when there is no EEPROM. */
+static int read_eeprom(unsigned long offset, unsigned long* word) {
+  char line[512];
+  FILE* in = real_fopen(EEPROM_FILE, "re");
+  if (in == NULL) return 0;
+  *word = ERASED_WORD;
+  while (fgets(line, sizeof line, in) != NULL) {
+    char* end = NULL;
+    const unsigned long at = strtoul(line, &end, 16);
+    if (end == line || at != offset) continue;
+    end += strspn(end, " \t=:");
+    *word = strtoul(end, NULL, 16) & 0xFFFF;
+  }
+  fclose(in);
+  return 1;
+}
+
+static int fail(int error) {
+  errno = error;
+  return -1;
+}
+
+static int answer_number(const struct iwreq* request, const char* field) {
+  int32_t value = 0;
+  if (request->u.data.pointer == NULL) return fail(EFAULT);
+  if (!read_field(LINK_FILE, field, &value)) return fail(ENODEV);
+  memcpy(request->u.data.pointer, &value, sizeof value);
+  return 0;
+}
+
+static int answer_eeprom(struct iwreq* request) {
+  char* text = request->u.data.pointer;
+  unsigned long word = 0;
+  char* end = NULL;
+  if (text == NULL || request->u.data.length == 0) return fail(EFAULT);
+  const unsigned long offset = strtoul(text, &end, 16);
+  if (end == text || !read_eeprom(offset, &word)) return fail(ENODEV);
+  const int length = snprintf(text, EEPROM_BUFFER_SIZE, "\n[0x%04lX]:0x%04lX ", offset & 0xFFFF, word);
+  request->u.data.length = (uint16_t)(length + 1);
+  return 0;
+}
+
+int ioctl(int fd, unsigned long request, ...) {
+  va_list arguments;
+  va_start(arguments, request);
+  void* argument = va_arg(arguments, void*);
+  va_end(arguments);
+  struct iwreq* wireless = argument;
+
+  if (request == REQUEST_LINK_STATE && wireless->u.data.flags == SUBCOMMAND_LINK_STATE) {
+    return answer_number(wireless, "state");
+  }
+  if (request == REQUEST_WPS_STATUS) return answer_number(wireless, "wsc");
+  if (request == REQUEST_EEPROM) return answer_eeprom(wireless);
+  int (*call)(int, unsigned long, ...) = NULL;
+  *(void**)&call = real("ioctl");
+  return call(fd, request, argument);
+}
+
+static const char* redirected(const char* path) {
+  return path != NULL && strcmp(path, "/proc/mtd") == 0 ? MTD_FILE : path;
+}
+
+FILE* fopen(const char* path, const char* mode) {
+  return real_fopen(redirected(path), mode);
+}
+FILE* fopen64(const char* path, const char* mode) {
+  return real_fopen(redirected(path), mode);
+}
+
+static int open_file(const char* name, const char* path, int flags, mode_t mode) {
+  int (*call)(const char*, int, ...) = NULL;
+  *(void**)&call = real(name);
+  return call(redirected(path), flags, mode);
+}
+
+#define TAKE_MODE(flags, mode)                                      \
+  mode_t mode = 0;                                                  \
+  if (((flags)&O_CREAT) != 0 || ((flags)&O_TMPFILE) == O_TMPFILE) { \
+    va_list arguments;                                              \
+    va_start(arguments, flags);                                     \
+    mode = (mode_t)va_arg(arguments, unsigned int);                 \
+    va_end(arguments);                                              \
+  }
+
+int open(const char* path, int flags, ...) {
+  TAKE_MODE(flags, mode)
+  return open_file("open", path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...) {
+  TAKE_MODE(flags, mode)
+  return open_file("open64", path, flags, mode);
+}

@@ -1,0 +1,121 @@
+#include "radio/model.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+
+namespace kd::radio {
+namespace {
+
+char upper(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+std::string upper_case(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), upper);
+  return text;
+}
+
+// An address for a network that has none in its line: the same one every time.
+std::string invented_address(std::string_view ssid, int channel) {
+  std::uint32_t hash = 2166136261U;
+  for (const char c : ssid) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619U;
+  char text[18];
+  std::snprintf(text, sizeof text, "02:%02X:%02X:%02X:%02X:%02X", static_cast<unsigned>(channel) & 255U,
+                hash >> 24, (hash >> 16) & 255U, (hash >> 8) & 255U, hash & 255U);
+  return text;
+}
+
+// The driver shows percent of a span that is steeper below -80 dBm.
+int rssi_of_signal(int percent) {
+  const int signal = std::clamp(percent, 0, 100);
+  return signal >= 24 ? -80 + (signal - 24) * 30 / 76 : -90 + signal * 10 / 26;
+}
+
+Network network_of(const Record& record) {
+  Network network{};
+  network.ssid = record.text("ssid");
+  network.channel = record.number("channel", 6);
+  const bool high_band = network.channel > 14;
+  network.bssid = upper_case(record.text("bssid", invented_address(network.ssid, network.channel)));
+  network.security = record.text("security", record.has("key") ? "WPA2PSK/AES" : "NONE");
+  network.signal = record.number("signal", 60);
+  network.rssi = record.number("rssi", rssi_of_signal(network.signal));
+  network.mode = record.text("mode", high_band ? "11a/n" : "11b/g/n");
+  network.extension = record.text("extension", "NONE");
+  network.type = record.text("type", "In");
+  network.key = record.text("key");
+  network.hidden = record.flag("hidden", false);
+  network.rate = record.number("rate");
+  return network;
+}
+
+template <typename Item, typename Make>
+std::vector<Item> parse_all(std::string_view text, Make make) {
+  std::vector<Item> items;
+  for (const Record& record : parse_records(text)) items.push_back(make(record));
+  return items;
+}
+
+}  // namespace
+
+std::vector<Network> parse_networks(std::string_view text) {
+  return parse_all<Network>(text, network_of);
+}
+
+std::vector<Station> parse_stations(std::string_view text) {
+  return parse_all<Station>(text, [](const Record& r) {
+    return Station{r.text("mac"), r.text("phy", "HTMIX"), r.text("bandwidth", "20M"), r.number("rate", 65),
+                   r.number("rssi", -50)};
+  });
+}
+
+std::vector<Client> parse_clients(std::string_view text) {
+  return parse_all<Client>(text, [](const Record& r) {
+    const bool wireless = r.flag("wireless", false);
+    return Client{r.text("time", "2014-04-19T12:00:00"),
+                  r.text("mac"),
+                  r.text("ip"),
+                  r.text("name"),
+                  r.text("interface", wireless ? "ra0" : "eth2"),
+                  wireless,
+                  r.flag("active", true) ? "true" : "false",
+                  r.text("netbios"),
+                  r.text("mdns")};
+  });
+}
+
+Link parse_link(std::string_view text) {
+  const Record r = parse_record(text);
+  return {r.number("state"),
+          r.number("wsc"),
+          r.text("ssid"),
+          r.text("bssid"),
+          r.number("channel"),
+          r.text("phy", "HTMIX"),
+          r.text("bandwidth", "20M"),
+          r.number("rate", 65),
+          r.number("rssi", -60)};
+}
+
+std::string format_link(const Link& link) {
+  Record words;
+  words.set("ssid", link.ssid);
+  std::string text =
+      "# The upstream link. The device writes this file when it joins or leaves a network; edit it to "
+      "change\n"
+      "# what the driver reports: state (0 is down), the network, its station line and its signal.\n";
+  text += "state=" + std::to_string(link.state) + "\n";
+  text += format_record(words) + "\n";
+  text += "bssid=" + link.bssid + "\nchannel=" + std::to_string(link.channel) + "\n";
+  text += "phy=" + link.phy + "\nbandwidth=" + link.bandwidth + "\nrate=" + std::to_string(link.rate) + "\n";
+  text += "rssi=" + std::to_string(link.rssi) + "\nwsc=" + std::to_string(link.wsc) + "\n";
+  return text;
+}
+
+bool same_address(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return upper(x) == upper(y); });
+}
+
+}  // namespace kd::radio

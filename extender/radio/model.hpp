@@ -1,0 +1,75 @@
+// What the virtual radio knows: the records of the files under radio/, with their defaults filled in.
+#ifndef KD_EXTENDER_RADIO_MODEL_HPP
+#define KD_EXTENDER_RADIO_MODEL_HPP
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "radio/record.hpp"
+
+namespace kd::radio {
+
+// One network around (file `neighbours`).
+struct Network {
+  std::string ssid;
+  std::string bssid;  // upper case, with colons
+  int channel;
+  std::string security;   // as the driver writes it: NONE, WEP, WPAPSK/TKIP, WPA2PSK/AES, ...
+  int signal;             // percent
+  int rssi;               // dBm
+  std::string mode;       // 11b/g/n, 11b/g, 11b, 11a/n, 11a
+  std::string extension;  // ABOVE, BELOW, NONE
+  std::string type;       // In, Ad
+  std::string key;        // empty: nobody has the right key
+  bool hidden;            // the survey does not show its name
+  int rate;               // Mbps of the link to it; 0: by mode and width
+};
+
+// One station of a station table (file `stations`).
+struct Station {
+  std::string mac;
+  std::string phy;        // CCK, OFDM, HTMIX
+  std::string bandwidth;  // 20M, 40M
+  int rate;               // Mbps
+  int rssi;               // dBm
+};
+
+// One connected device as the client-list daemon knows it (file `clients`).
+struct Client {
+  std::string time;
+  std::string mac;
+  std::string ip;
+  std::string name;
+  std::string interface;  // the list's fifth column
+  bool wireless;
+  std::string active;   // true, false
+  std::string netbios;  // names learned by other services; empty: none
+  std::string mdns;
+};
+
+// The upstream link (file `link`, written by radiod, editable).
+struct Link {
+  int state = 0;  // what the driver answers; 0 is down
+  int wsc = 0;    // the driver's WPS status code
+  std::string ssid;
+  std::string bssid;
+  int channel = 0;
+  std::string phy;
+  std::string bandwidth;
+  int rate = 0;
+  int rssi = 0;
+};
+
+std::vector<Network> parse_networks(std::string_view text);
+std::vector<Station> parse_stations(std::string_view text);
+std::vector<Client> parse_clients(std::string_view text);
+Link parse_link(std::string_view text);
+std::string format_link(const Link& link);
+
+// The key by which a line of a file is found again: names compare exactly, addresses without letter case.
+bool same_address(std::string_view a, std::string_view b);
+
+}  // namespace kd::radio
+
+#endif

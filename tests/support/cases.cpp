@@ -1,0 +1,285 @@
+#include "support/cases.hpp"
+
+#include <algorithm>
+#include <ostream>
+#include <utility>
+
+#include "base/flags.hpp"
+#include "module/mod_kd_hnap.hpp"
+#include "xml/envelope.hpp"
+#include "xml/soap_parser.hpp"
+
+namespace kd::test {
+namespace {
+
+constexpr const char* kMarker = "run echo 1 > /tmp/postponeSiteSurvey";
+constexpr const char* kMarkerGone = "run rm -f /tmp/postponeSiteSurvey";
+
+const std::string kEnvelopeStart =
+    "<soap:Envelope xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+    "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+    "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\">";
+const std::string kEnvelopeEnd = "Response>\n</soap:Body>\n</soap:Envelope>\n";
+const std::string kFaultEnd =
+    "</faultstring>\r\n<detail />\r\n</soap:Fault>\r\n</soap:Body>\r\n</soap:Envelope>";
+const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n";
+
+// The tags that lines begin with: the shape of a reply, whatever its texts say.
+std::string shape(std::string_view reply) {
+  std::string tags;
+  while (!reply.empty()) {
+    const std::string_view line = reply.substr(0, reply.find('\n'));
+    tags += line.substr(0, line.find('>') + 1);
+    tags += '\n';
+    reply.remove_prefix(std::min(reply.size(), line.size() + 1));
+  }
+  return tags;
+}
+
+// What the dispatcher does, for a handler that it does not know.
+void call_handler(const ActionCase& row, host::Request& host_request) {
+  hnap_request request;
+  request.host = &host_request;
+  request.soap_action = copy_of(std::string{row.request_namespace} + row.action);
+  host::read_body(host_request, request.content, request.content_len);
+  soap_document document;
+  const char* error = open_document(document, request);
+  if (!error) error = parse_document(document, request, static_cast<std::int32_t>(request.content_len));
+  const xml_element* action = error ? nullptr : find_action_element(*document.tree);
+  if (error) {
+    host_request.reply = make_error_page(error).view();
+    host_request.status = 500;
+  } else {
+    host_request.reply = row.handler(request, action).view();
+    host_request.status = 200;
+  }
+  host_request.action = request.hnap_action;
+  flags.hnap_error_flag = false;
+}
+
+void deliver(const ActionCase& row, host::Request& request) {
+  if (row.handler) {
+    flags.alternate_namespace = row.request_namespace == std::string_view{EXTENDER_NAMESPACE_B};
+    call_handler(row, request);
+  } else {
+    send(request);
+  }
+}
+
+struct Outcome {
+  host::Request request;
+  std::vector<std::string> changes;  // of the request
+  std::vector<std::string> all;      // of the connection's end too
+  bool fault_met = false;
+  std::string faults;  // leaks and the like
+};
+
+std::string probe() {
+  device().set("Login", "admin");
+  device().set("Password", "password");
+  device().files["/var/is_dev_ready"] = "";
+  host::Request request = soap_request("IsDeviceReady");
+  send(request);
+  const bool served = request.status == 200 && reply_value(request.reply, "IsDeviceReadyResult") == "OK";
+  return served ? "" : "the next request is not served: " + request.reply;
+}
+
+Outcome run(const ActionCase& row, HeapFault heap_fault, Fault fault) {
+  flags = {};
+  Device device;
+  prepare_extender(device);
+  if (row.prepare) row.prepare(device);
+  Outcome outcome;
+  outcome.request = soap_request(row.action, row.arguments, row.request_namespace);
+  HeapWatch heap;
+  heap.fail(heap_fault);
+  device.fault = fault;
+  deliver(row, outcome.request);
+  outcome.changes = device.changes();
+  hnap_connection_close_callback(outcome.request.action, connection_uri::hnap);
+  outcome.all = device.changes();
+  outcome.fault_met = heap.fault_met() || device.fault_met();
+
+  heap.fail({});
+  device.fault = {};
+  outcome.faults = device.misuse() + wrong_with(outcome.request);
+  if (flags.hnap_error_flag) outcome.faults += "hnap_error_flag is set\n";
+  flags.hnap_reboot_flag = false;  // the device has restarted
+  outcome.faults += probe() + heap.leaks();
+  return outcome;
+}
+
+bool is_part_of(const std::vector<std::string>& some, const std::vector<std::string>& all) {
+  auto at = all.begin();
+  for (const std::string& line : some) {
+    at = std::find(at, all.end(), line);
+    if (at++ == all.end()) return false;
+  }
+  return true;
+}
+
+// A request that no handler answered has changed nothing but the survey marker.
+std::string acted_unasked(const Outcome& outcome) {
+  if (outcome.request.status == 200) return "";
+  for (const std::string& line : outcome.all) {
+    if (line != kMarker && line != kMarkerGone) return "acted without an answer: " + line;
+  }
+  return "";
+}
+
+// Lets each fault happen in turn until a run meets none, and hands every outcome to `check`.
+template <class MakeFault, class Check>
+void sweep(const ActionCase& row, MakeFault fault_at, Check check) {
+  for (unsigned at = 1;; ++at) {
+    SCOPED_TRACE(at);
+    const auto [heap_fault, fault] = fault_at(at);
+    const Outcome outcome = run(row, heap_fault, fault);
+    EXPECT_EQ(outcome.faults, "");
+    EXPECT_EQ(acted_unasked(outcome), "");
+    check(outcome);
+    if (::testing::Test::HasFailure() || !outcome.fault_met) break;
+  }
+}
+
+// Without memory the device is changed as in the undisturbed request, or less, and in the same order; a reply
+// has all its elements.
+void sweep_memory(const ActionCase& row, bool and_later) {
+  const Outcome full = run(row, {}, {});
+  sweep(
+      row,
+      [=](unsigned at) {
+        return std::pair{HeapFault{at, and_later}, Fault{}};
+      },
+      [&](const Outcome& outcome) {
+        EXPECT_TRUE(is_part_of(outcome.all, full.all)) << ::testing::PrintToString(outcome.all);
+        if (outcome.request.status != 200 || outcome.request.reply == kOutOfMemory || row.varies) return;
+        EXPECT_EQ(shape(outcome.request.reply), shape(full.request.reply));
+      });
+}
+
+// What a failed read led to is the handler's own business, as long as it is answered.
+void sweep_effects(const ActionCase& row, bool cut) {
+  sweep(
+      row,
+      [=](unsigned at) {
+        return std::pair{HeapFault{}, Fault{at, cut}};
+      },
+      [](const Outcome&) {});
+}
+
+}  // namespace
+
+const char* const kOutOfMemory =
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
+    "<soap:Envelope xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+    "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+    "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\">"
+    "<soap:Body><ErrorOutOfMemoryResponse xmlns=\"http://purenetworks.com/HNAP1/\">\r\n"
+    "</ErrorOutOfMemoryResponse>\r\n"
+    "<Result>ERROR</Result></soap:Body></soap:Envelope>";
+
+std::string whole_reply(std::string_view action, std::string_view inside, std::string_view reply_namespace) {
+  const std::string response = std::string{action} + "Response";
+  return kDeclaration + kEnvelopeStart + "\n<soap:Body>\n<" + response + " xmlns=\"" +
+         std::string{reply_namespace} + "\">\n" + std::string{inside} + "</" + response +
+         ">\n</soap:Body>\n</soap:Envelope>\n";
+}
+
+std::string error_page_of(std::string_view message) {
+  const std::string text{message};
+  std::string page = "<html><head><title>Document Error: " + text +
+                     "</title></head>\r\n\t\t<body><h2>Access Error: " + text + "</h2>\r\n\t\t<p>" + text +
+                     "</p></body></html>\r\n";
+  page.resize(511);
+  return page;
+}
+
+std::string wrong_with(const host::Request& request) {
+  const std::string& reply = request.reply;
+  switch (request.status) {
+    case 200:
+      if (reply == kOutOfMemory) return "";
+      if (reply.starts_with(kDeclaration + kEnvelopeStart + "\n") && reply.ends_with(kEnvelopeEnd)) return "";
+      return "no whole reply: " + reply;
+    case 401:
+      return request.refused && reply.empty() ? "" : "no plain refusal";
+    case 500:
+      for (const char* message : {"XML PARSE CREATE ERROR", "NEW XML TREE ERROR",
+                                  "XML PARSE STATUS NOT OK ERROR", "CONTENT LEN == 0 XML PARSE ERROR",
+                                  "CONTENT LEN < 0 XML PARSE ERROR", "HANDLE REQUEST INITIAL ERROR"}) {
+        if (reply == error_page_of(message)) return "";
+      }
+      return reply == kOutOfMemory || reply.ends_with(kFaultEnd) ? "" : "no whole page: " + reply;
+    default:
+      return "status " + std::to_string(request.status);
+  }
+}
+
+DeviceTest::DeviceTest() {
+  flags = {};
+  prepare_extender(device);
+}
+
+void DeviceTest::TearDown() {
+  EXPECT_EQ(heap.leaks(), "");
+  EXPECT_EQ(device.misuse(), "");
+  flags = {};
+}
+
+std::vector<std::string> DeviceTest::effects() {
+  return std::exchange(device.journal, {});
+}
+
+void PrintTo(const ActionCase& row, std::ostream* out) {
+  *out << row.action << ": " << row.name;
+}
+
+std::string identifier(std::string_view name) {
+  std::string kept;
+  bool capital = true;
+  for (const char c : name) {
+    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    if (letter) kept += capital && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    capital = !letter;
+  }
+  return kept;
+}
+
+std::string row_name(const ::testing::TestParamInfo<ActionCase>& info) {
+  return info.param.action + std::string{"_"} + identifier(info.param.name);
+}
+
+TEST_P(ActionTest, AnswersAsTheRowSays) {
+  const ActionCase& row = GetParam();
+  const Outcome outcome = run(row, {}, {});
+  const std::string inside =
+      row.reply.find('<') != std::string::npos
+          ? row.reply
+          : "<" + std::string{row.action} + "Result>" + row.reply + "</" + row.action + "Result>\n";
+  EXPECT_EQ(outcome.request.reply, whole_reply(row.action, inside, row.reply_namespace));
+  EXPECT_EQ(outcome.request.status, 200);
+  EXPECT_EQ(outcome.request.action, row.deferred);
+  EXPECT_EQ(outcome.faults, "");
+
+  std::vector<std::string> changes = row.changes;
+  if (!row.handler) changes.insert(changes.begin(), kMarker);
+  EXPECT_EQ(outcome.changes, changes);
+}
+
+TEST_P(ActionTest, SurvivesEachFailedAllocation) {
+  sweep_memory(GetParam(), false);
+}
+
+TEST_P(ActionTest, SurvivesTheEndOfMemory) {
+  sweep_memory(GetParam(), true);
+}
+
+TEST_P(ActionTest, SurvivesEachFailedEffect) {
+  sweep_effects(GetParam(), false);
+}
+
+TEST_P(ActionTest, SurvivesEachShortRead) {
+  sweep_effects(GetParam(), true);
+}
+
+}  // namespace kd::test

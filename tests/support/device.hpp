@@ -1,0 +1,105 @@
+// The device as the module sees it, held in memory: it stands behind the os port (kd::os) and the store's C
+// interface instead of the real ones, so that no test reaches the machine it runs on. Whatever the module
+// does is one line of the journal; whatever it reads was scripted before. Needs no test framework.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kd::test {
+
+// Lets one effect go wrong: the module's opens, reads (one for each line), writes, pipes, commands, file
+// look-ups, driver requests and store writes, counted from 1.
+struct Fault {
+  unsigned at = 0;   // 0: none
+  bool cut = false;  // short data instead of none, where there is data
+};
+
+// One request to the radio driver. The driver answers in the request's own buffer.
+struct DriverRequest {
+  unsigned long number;
+  std::string_view ifname;
+  void* data;             // the wireless request's buffer
+  std::uint16_t& length;  // its length
+  unsigned flags;
+  void* argument;  // the whole record, for requests that are not wireless ones
+};
+
+class Device {
+ public:
+  using Step = std::function<void(Device&)>;
+  using Texts = std::map<std::string, std::string, std::less<>>;
+
+  Device();
+  ~Device();
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  Texts files;    // by absolute path
+  Texts store;    // section 0 as stored: `set` reaches the module's own copy too
+  Texts outputs;  // what a command prints, by the command without its redirection
+  Texts eeprom;   // the driver's whole answer, by offset ("01D3"); another offset is refused
+  std::map<std::string, Step, std::less<>> steps;  // what a command does besides
+  // What cannot be opened: a path, a piped command, "socket", "store" (section 0).
+  std::set<std::string, std::less<>> broken;
+  std::set<std::string, std::less<>> full;  // paths that open, but take no bytes
+  std::function<bool(DriverRequest&)> driver;
+
+  // A stored value that the module's library has already read.
+  void set(std::string_view key, std::string_view value);
+  // Runs once when the clock, which only the module's sleeping moves, has reached that time.
+  void at(unsigned seconds, Step step);
+  unsigned seconds() const { return static_cast<unsigned>(now_ / 1000000); }
+
+  // Every effect in order: "run CMD", "pipe CMD", "open PATH MODE", "write PATH TEXT" (when closed),
+  // "console TEXT", "stat PATH", "ioctl 0x8be7 ra0", "kill PID NAME", "sleep S", "usleep US", "print TEXT",
+  // "nvram init|close|commit SECTION", "nvram set KEY=VALUE".
+  std::vector<std::string> journal;
+  // The journal without the lines that only read.
+  std::vector<std::string> changes() const;
+
+  Fault fault;
+  bool fault_met() const { return fault.at != 0 && effects_ >= fault.at; }
+  // What was closed wrongly or is still open; empty when all is well.
+  std::string misuse() const;
+
+  // For the doubled functions.
+  struct Stream {
+    std::string path;
+    std::string data;
+    std::size_t at = 0;
+    bool pipe = false, writes = false, ended = false;
+  };
+  Stream* open_stream(Stream stream);
+  Stream* stream(void* handle);
+  void close_stream(void* handle, bool pipe);
+  int open_number(std::string path);
+  const std::string* path_of(int number) const;
+  bool close_number(int number);
+  // Counts an effect; true when it is the one to go wrong.
+  bool goes_wrong() { return ++effects_ == fault.at; }
+  void note(std::string line) { journal.push_back(std::move(line)); }
+  void run(std::string_view command, bool cut);
+  std::string output_of(std::string_view command);
+  void sleep(std::uint64_t microseconds);
+  Texts library;  // what the module's library has read of the store
+  Texts pending;  // and what was set since the last commit
+
+ private:
+  std::uint64_t now_ = 0;
+  unsigned effects_ = 0;
+  std::multimap<std::uint64_t, Step> later_;
+  std::vector<Stream*> streams_;
+  std::map<int, std::string> numbers_;
+  std::string misuse_;
+};
+
+// The device of the test that runs; there is one at a time.
+Device& device();
+
+}  // namespace kd::test

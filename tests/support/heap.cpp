@@ -1,0 +1,121 @@
+#include "support/heap.hpp"
+
+#include <expat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <unordered_map>
+
+namespace {
+
+using kd::test::HeapFault;
+
+struct block {
+  std::size_t size;
+  unsigned number;
+};
+
+struct watch {
+  std::unordered_map<void*, block> live;
+  HeapFault fault;
+  unsigned count = 0;
+  std::size_t given_up = 0;
+};
+
+watch* current = nullptr;
+
+bool refuses() {
+  if (!current) return false;
+  const unsigned number = ++current->count;
+  const HeapFault& fault = current->fault;
+  return fault.at != 0 && (number == fault.at || (fault.and_later && number > fault.at));
+}
+
+void* remembered(void* memory, std::size_t size) {
+  if (current && memory) current->live[memory] = {size, current->count};
+  return memory;
+}
+
+void forget(void* memory) {
+  if (current) current->live.erase(memory);
+}
+
+}  // namespace
+
+// Names that the linker's --wrap prescribes.
+extern "C" {
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __real_realloc(void* memory, std::size_t size);
+char* __real_strdup(const char* text);
+void __real_free(void* memory);
+void __real__ZN2kd17leak_deliberatelyEPv(void* memory);
+
+void* __wrap_malloc(std::size_t size) {
+  return refuses() ? nullptr : remembered(__real_malloc(size), size);
+}
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+  return refuses() ? nullptr : remembered(__real_calloc(count, size), count * size);
+}
+void* __wrap_realloc(void* memory, std::size_t size) {
+  if (refuses()) return nullptr;
+  forget(memory);
+  return remembered(__real_realloc(memory, size), size);
+}
+char* __wrap_strdup(const char* text) {
+  if (refuses()) return nullptr;
+  return static_cast<char*>(remembered(__real_strdup(text), std::strlen(text) + 1));
+}
+void __wrap_free(void* memory) {
+  forget(memory);
+  __real_free(memory);
+}
+
+// kd::leak_deliberately
+void __wrap__ZN2kd17leak_deliberatelyEPv(void* memory) {
+  if (current) current->given_up += current->live.erase(memory);
+  __real__ZN2kd17leak_deliberatelyEPv(memory);
+}
+
+// expat allocates inside its own library, out of the linker's reach.
+XML_Parser __wrap_XML_ParserCreate(const XML_Char* encoding) {
+  static const XML_Memory_Handling_Suite memory = {__wrap_malloc, __wrap_realloc, __wrap_free};
+  return XML_ParserCreate_MM(encoding, &memory, nullptr);
+}
+}
+
+namespace kd::test {
+
+HeapWatch::HeapWatch() {
+  if (::current) std::abort();
+  ::current = new watch;
+}
+
+HeapWatch::~HeapWatch() {
+  delete ::current;
+  ::current = nullptr;
+}
+
+void HeapWatch::fail(HeapFault fault) {
+  ::current->fault = fault;
+  ::current->count = 0;
+}
+
+bool HeapWatch::fault_met() const {
+  return ::current->fault.at != 0 && ::current->count >= ::current->fault.at;
+}
+
+std::string HeapWatch::leaks() const {
+  std::string all;
+  for (const auto& [memory, block] : ::current->live) {
+    all +=
+        "leaked: " + std::to_string(block.size) + " bytes, allocation " + std::to_string(block.number) + "\n";
+  }
+  return all;
+}
+
+std::size_t HeapWatch::given_up() const {
+  return ::current->given_up;
+}
+
+}  // namespace kd::test

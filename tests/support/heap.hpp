@@ -1,0 +1,33 @@
+// The allocations of the module, of expat on its behalf and of the store's library: counted, made to fail,
+// and checked for leaks. The linker puts these functions before libc's (--wrap in tests/CMakeLists.txt); the
+// tests' own containers use operator new and stay outside.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace kd::test {
+
+struct HeapFault {
+  unsigned at = 0;         // number of the allocation that fails, from 1; 0: none
+  bool and_later = false;  // every later one fails too
+};
+
+// Watches from its construction to its end; there is one at a time.
+class HeapWatch {
+ public:
+  HeapWatch();
+  ~HeapWatch();
+  HeapWatch(const HeapWatch&) = delete;
+  HeapWatch& operator=(const HeapWatch&) = delete;
+
+  // Starts counting anew.
+  void fail(HeapFault fault);
+  bool fault_met() const;
+  // Blocks that were allocated under this watch and are neither freed nor given up deliberately; empty when
+  // there is none.
+  std::string leaks() const;
+  std::size_t given_up() const;  // deliberately
+};
+
+}  // namespace kd::test

@@ -1,0 +1,260 @@
+// The os port and the store's C interface, on top of the device double.
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/nvram.h"
+#include "platform/os.hpp"
+#include "support/device.hpp"
+
+namespace kd::os {
+namespace {
+
+using test::device;
+using Stream = test::Device::Stream;
+
+constexpr const char* kConsole = "/dev/console";
+
+// No libc stream: handing one to libc behind the port's back would crash.
+std::FILE* handle_of(Stream* stream) {
+  return reinterpret_cast<std::FILE*>(stream);
+}
+
+// The bytes that the next read may give. A read that goes wrong ends the stream, at once or after half of
+// them.
+std::size_t readable(Stream& stream, std::size_t wanted, bool counts) {
+  if (stream.ended) return 0;
+  std::size_t left = std::min(wanted, stream.data.size() - stream.at);
+  if (counts && device().goes_wrong()) {
+    stream.ended = true;
+    left = device().fault.cut ? left / 2 : 0;
+    stream.data.resize(stream.at + left);
+    stream.ended = left == 0;
+  }
+  return left;
+}
+
+std::string shown(std::string_view text) {
+  return text.size() <= 4200 ? std::string{text} : "(" + std::to_string(text.size()) + " bytes)";
+}
+
+}  // namespace
+
+int system(const char* command) {
+  device().note(std::string{"run "} + command);
+  const bool wrong = device().goes_wrong();
+  if (!wrong || device().fault.cut) device().run(command, wrong);
+  return wrong ? -1 : 0;
+}
+
+std::FILE* popen(const char* command) {
+  device().note(std::string{"pipe "} + command);
+  const bool wrong = device().goes_wrong();
+  if ((wrong && !device().fault.cut) || device().broken.contains(command)) return nullptr;
+  std::string output = device().output_of(command);
+  if (wrong) output.resize(output.size() / 2);
+  return handle_of(device().open_stream({command, std::move(output), 0, true}));
+}
+
+int pclose(std::FILE* pipe) {
+  device().close_stream(pipe, true);
+  return 0;
+}
+
+std::FILE* fopen(const char* path, const char* mode) {
+  if (std::strcmp(path, kConsole) != 0) device().note(std::string{"open "} + path + " " + mode);
+  if (device().goes_wrong() || device().broken.contains(path)) return nullptr;
+  const bool writes = *mode != 'r';
+  auto file = device().files.find(path);
+  if (!writes && file == device().files.end()) return nullptr;
+  Stream stream{path, *mode == 'w' || file == device().files.end() ? "" : file->second};
+  stream.writes = writes;
+  if (writes && stream.path != kConsole) device().files[path] = stream.data;
+  return handle_of(device().open_stream(std::move(stream)));
+}
+
+int fclose(std::FILE* file) {
+  Stream& stream = *device().stream(file);
+  bool failed = false;
+  if (stream.path == kConsole) {
+    device().note("console " + stream.data);
+  } else if (stream.writes) {
+    device().note("write " + stream.path + " " + shown(stream.data));
+    failed = device().goes_wrong();
+    if (!failed) device().files[stream.path] = stream.data;
+  }
+  device().close_stream(file, false);
+  return failed ? EOF : 0;
+}
+
+int getc(std::FILE* file) {
+  Stream& stream = *device().stream(file);
+  const std::string_view rest = std::string_view{stream.data}.substr(stream.at);
+  const bool line_starts = stream.at == 0 || stream.data[stream.at - 1] == '\n';
+  const std::size_t line = std::min(rest.find('\n'), rest.size() - 1) + 1;
+  if (readable(stream, line, line_starts) == 0) return EOF;
+  return static_cast<unsigned char>(stream.data[stream.at++]);
+}
+
+std::size_t fread(void* data, std::size_t size, std::FILE* file) {
+  Stream& stream = *device().stream(file);
+  const std::size_t count = readable(stream, size, true);
+  if (count) std::memcpy(data, stream.data.data() + stream.at, count);
+  stream.at += count;
+  return count;
+}
+
+std::size_t fwrite(const void* data, std::size_t size, std::FILE* file) {
+  Stream& stream = *device().stream(file);
+  std::size_t count = size;
+  if (device().goes_wrong()) count = device().fault.cut ? size / 2 : 0;
+  if (stream.ended || device().full.contains(stream.path)) count = 0;
+  if (count < size) stream.ended = true;
+  stream.data.append(static_cast<const char*>(data), count);
+  return count;
+}
+
+void rewind(std::FILE* file) {
+  device().stream(file)->at = 0;
+}
+
+int stat(const char* path, struct ::stat* status) {
+  device().note(std::string{"stat "} + path);
+  const auto file = device().files.find(path);
+  if (device().goes_wrong() || file == device().files.end()) {
+    errno = ENOENT;
+    return -1;
+  }
+  *status = {};
+  status->st_mode = S_IFREG | 0644;
+  status->st_size = static_cast<off_t>(file->second.size());
+  return 0;
+}
+
+int open(const char* path) {
+  device().note(std::string{"open "} + path);
+  if (device().goes_wrong() || device().broken.contains(path) || !device().files.contains(path)) {
+    errno = ENOENT;
+    return -1;
+  }
+  return device().open_number(path);
+}
+
+ssize_t pread(int descriptor, void* data, std::size_t size, off_t offset) {
+  const bool wrong = device().goes_wrong();
+  const std::string* path = device().path_of(descriptor);
+  if (!path || offset < 0 || (wrong && !device().fault.cut)) {
+    errno = EIO;
+    return -1;
+  }
+  const std::string& file = device().files[*path];
+  const std::size_t start = std::min(static_cast<std::size_t>(offset), file.size());
+  const std::size_t count = std::min(wrong ? size / 2 : size, file.size() - start);
+  if (count) std::memcpy(data, file.data() + start, count);
+  return static_cast<ssize_t>(count);
+}
+
+int close(int descriptor) {
+  return device().close_number(descriptor) ? 0 : -1;
+}
+
+int socket() {
+  if (device().goes_wrong() || device().broken.contains("socket")) return -1;
+  return device().open_number("socket");
+}
+
+namespace {
+
+// The layout of the wireless extensions' request, which plain interface requests share as far as the name.
+struct wireless_request {
+  char name[16];
+  void* pointer;
+  std::uint16_t length;
+  std::uint16_t flags;
+};
+
+bool answer_eeprom(const test::DriverRequest& request) {
+  char* text = static_cast<char*>(request.data);
+  const auto answer = device().eeprom.find(std::string_view{text, strnlen(text, request.length)});
+  if (answer == device().eeprom.end()) return false;
+  std::memcpy(text, answer->second.c_str(), answer->second.size() + 1);
+  return true;
+}
+
+}  // namespace
+
+int ioctl(int, unsigned long number, void* argument) {
+  auto& wireless = *static_cast<wireless_request*>(argument);
+  const std::string_view ifname{wireless.name, strnlen(wireless.name, sizeof wireless.name)};
+  char line[64];
+  std::snprintf(line, sizeof line, "ioctl 0x%lx %.*s", number, static_cast<int>(ifname.size()),
+                ifname.data());
+  device().note(line);
+  if (device().goes_wrong()) return -1;
+  test::DriverRequest request{number, ifname, wireless.pointer, wireless.length, wireless.flags, argument};
+  if (device().driver) return device().driver(request) ? 0 : -1;
+  return number == 0x8BE7 && answer_eeprom(request) ? 0 : -1;
+}
+
+int kill(pid_t process, int signal) {
+  device().note("kill " + std::to_string(process) + " " + sigabbrev_np(signal));
+  return device().goes_wrong() ? -1 : 0;
+}
+
+void sleep(unsigned seconds) {
+  device().note("sleep " + std::to_string(seconds));
+  device().sleep(std::uint64_t{seconds} * 1000000);
+}
+
+void usleep(unsigned microseconds) {
+  device().note("usleep " + std::to_string(microseconds));
+  device().sleep(microseconds);
+}
+
+void print(const char* text) {
+  device().note(std::string{"print "} + text);
+}
+
+void print_error(const char* text) {
+  device().note(std::string{"print "} + text);
+}
+
+}  // namespace kd::os
+
+using kd::test::device;
+
+int nvram_init(int section) {
+  device().note("nvram init " + std::to_string(section));
+  if (section != 0) return 0;
+  if (device().goes_wrong() || device().broken.contains("store")) return -1;
+  device().library = device().store;
+  for (const auto& [key, value] : device().pending) device().library[key] = value;
+  return 0;
+}
+
+char* nvram_bufget(int section, const char* key) {
+  const auto value = device().library.find(key);
+  if (section != 0 || value == device().library.end()) return nullptr;
+  return ::strdup(value->second.c_str());
+}
+
+int nvram_bufset(int section, const char* key, const char* value) {
+  device().note(std::string{"nvram set "} + key + "=" + value);
+  if (section != 0 || device().goes_wrong()) return -1;
+  device().library[key] = device().pending[key] = value;
+  return 0;
+}
+
+int nvram_commit(int section) {
+  device().note("nvram commit " + std::to_string(section));
+  if (section != 0 || device().goes_wrong()) return -1;
+  for (const auto& [key, value] : device().pending) device().store[key] = value;
+  device().pending.clear();
+  return 0;
+}
+
+void nvram_close(int section) {
+  device().note("nvram close " + std::to_string(section));
+  if (section == 0) device().library.clear();
+}

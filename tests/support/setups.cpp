@@ -1,0 +1,36 @@
+#include "support/setups.hpp"
+
+#include <cstdio>
+
+namespace kd::test {
+
+void prepare_extender(Device& device) {
+  device.set("Login", "admin");
+  device.set("Password", "password");
+  device.set("HostName", "Attic");
+  device.set("OperationMode", "0");
+  device.set("apClient", "1");
+  device.files["/var/boardid"] = "027210\n";
+  device.files["/var/is_dev_ready"] = "";
+  device.outputs["ps"] = "  PID USER       VSZ STAT COMMAND\n";
+  add_process(device, 1, "init");
+  add_process(device, 321, "nvram_daemon");
+}
+
+void add_process(Device& device, int pid, const char* command) {
+  char line[300];
+  std::snprintf(line, sizeof line, "%5d admin     1500 S    %s\n", pid, command);
+  device.outputs["ps"] += line;
+}
+
+void put_serial_number(Device& device, const char* serial) {
+  for (unsigned i = 0; serial[i]; ++i) {
+    char offset[8], answer[40];
+    std::snprintf(offset, sizeof offset, "%04X", 0x1D3 + i);
+    // Only the low byte of a word counts.
+    std::snprintf(answer, sizeof answer, "\n[0x%s]:0x7F%02X ", offset, static_cast<unsigned>(serial[i]));
+    device.eeprom[offset] = answer;
+  }
+}
+
+}  // namespace kd::test

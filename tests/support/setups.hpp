@@ -1,0 +1,17 @@
+// Devices to test on. A set-up for a family of actions starts from `prepare_extender` and adds to it.
+#pragma once
+
+#include "support/device.hpp"
+
+namespace kd::test {
+
+// A started extender of the first model: credentials admin/password, a name, a process list.
+void prepare_extender(Device& device);
+
+// The line of the process list for one more process.
+void add_process(Device& device, int pid, const char* command);
+
+// A serial number in the radio's EEPROM, 14 characters.
+void put_serial_number(Device& device, const char* serial);
+
+}  // namespace kd::test
