@@ -27,7 +27,7 @@ void skip_line(std::FILE* file) {
     while (byte != '\n' && byte != EOF) byte = os::getc(file);
     while (byte != EOF && is_space(static_cast<char>(byte))) byte = os::getc(file);
   }
-  if (byte != EOF) std::ungetc(byte, file);
+  if (byte != EOF) os::ungetc(byte, file);
 }
 
 bool read_first_line(const char* path, char* line, std::size_t capacity) {
