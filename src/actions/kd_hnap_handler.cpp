@@ -13,6 +13,15 @@ constexpr auto kTable = std::to_array<action_hndl_pair>({
     {"IsDeviceReady", is_device_ready},
     {"Reboot", reboot_dev},
     {"RestoreFactoryDefaults", restore_factory_defaults},
+    {"GetWirelessClientCapabilities", get_wireless_client_capabilities},
+    {"GetWirelessClientConnectionInfo2", get_wireless_client_connection_info2},
+    {"GetWirelessClientConnectionInfo", get_wireless_client_connection_info},
+    {"GetLastSetWirelessClientSettingsResult", get_last_set_wireless_client_settings_result},
+    {"GetWirelessClientSettings", get_wireless_client_settings},
+    {"SetWirelessClientSettings", set_wireless_client_settings},
+    {"GetWirelessNetworks", get_wireless_networks},
+    {"GetConnectedDevices", get_connected_devices},
+    {"DownloadSpeedTest", download_speed_test},
 });
 
 template <std::size_t N>
