@@ -17,6 +17,15 @@ constexpr auto kTable = std::to_array<action_hndl_pair>({
     {"RestoreFactoryDefaults", restore_factory_defaults},
     {"FirmwareUpload", firmware_upload},
     {"GetFirmwareSettings", get_firmware_settings},
+    {"GetWirelessClientCapabilities", get_wireless_client_capabilities},
+    {"GetWirelessClientConnectionInfo2", get_wireless_client_connection_info2},
+    {"GetWirelessClientConnectionInfo", get_wireless_client_connection_info},
+    {"GetLastSetWirelessClientSettingsResult", get_last_set_wireless_client_settings_result},
+    {"GetWirelessClientSettings", get_wireless_client_settings},
+    {"SetWirelessClientSettings", set_wireless_client_settings},
+    {"GetWirelessNetworks", get_wireless_networks},
+    {"GetConnectedDevices", get_connected_devices},
+    {"DownloadSpeedTest", download_speed_test},
 });
 
 // Complete, but only a vendor who asks for them at build time ships them.
@@ -61,6 +70,7 @@ constexpr auto with_rows(const std::array<action_hndl_pair, N>& table,
 
 constexpr auto kFullTable = with_rows(kTable, kUnregistered);
 
+static_assert(kTable.size() == 18);
 static_assert(no_row_is_shadowed(kTable));
 static_assert(no_row_is_shadowed(kFullTable));
 

@@ -38,6 +38,27 @@ reply_text restore_factory_defaults(hnap_request& request, const xml_element* ac
 reply_text get_device_settings(hnap_request& request, const xml_element* action);
 reply_text set_device_settings(hnap_request& request, const xml_element* action);
 
+// wireless_networks.cpp
+reply_text get_wireless_networks(hnap_request& request, const xml_element* action);
+
+// wireless_client_settings.cpp
+reply_text set_wireless_client_settings(hnap_request& request, const xml_element* action);
+reply_text get_wireless_client_settings(hnap_request& request, const xml_element* action);
+reply_text get_last_set_wireless_client_settings_result(hnap_request& request, const xml_element* action);
+
+// client_capabilities.cpp
+reply_text get_wireless_client_capabilities(hnap_request& request, const xml_element* action);
+
+// connection_info.cpp
+reply_text get_wireless_client_connection_info(hnap_request& request, const xml_element* action);
+reply_text get_wireless_client_connection_info2(hnap_request& request, const xml_element* action);
+
+// connected_devices.cpp
+reply_text get_connected_devices(hnap_request& request, const xml_element* action);
+
+// download_speed_test.cpp
+reply_text download_speed_test(hnap_request& request, const xml_element* action);
+
 // firmware.cpp
 reply_text firmware_upload(hnap_request& request, const xml_element* action);
 reply_text get_firmware_settings(hnap_request& request, const xml_element* action);
