@@ -5,7 +5,7 @@ import base64
 import pytest
 import requests
 
-from conftest import EXTENDER_A, HNAP1, envelope, value
+from virtual_extender import EXTENDER_A, HNAP1, envelope, value
 
 ENVELOPE = (
     '<?xml version="1.0" encoding="utf-8"?>\r\n'
