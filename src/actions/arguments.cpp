@@ -10,6 +10,11 @@ const char* accept_text(const xml_element& element, void* target) {
   return nullptr;
 }
 
+const char* accept_latest_text(const xml_element& element, void* target) {
+  *static_cast<const char**>(target) = element.text ? element.text : "";
+  return nullptr;
+}
+
 Argument* find_argument(std::span<Argument> arguments, std::string_view name) {
   for (Argument& argument : arguments) {
     if (name == argument.name) return &argument;
@@ -30,13 +35,17 @@ Argument text_argument(const char* name, const char** target) {
   return {name, accept_text, target};
 }
 
+Argument latest_text_argument(const char* name, const char** target) {
+  return {name, accept_latest_text, target};
+}
+
 argument_fault read_arguments(const xml_element* action, std::span<Argument> arguments) {
   const xml_element* child = action ? action->first_child : nullptr;
   while (!all_seen(arguments)) {
-    if (!child) return {kGenericError, nullptr};
+    if (!child) return {kGenericError, nullptr, true};
     Argument* argument = find_argument(arguments, child->name);
-    if (!argument) return {kGenericError, child->name};
-    if (const char* error = argument->accept(*child, argument->target)) return {error, child->name};
+    if (!argument) return {kGenericError, child->name, false};
+    if (const char* error = argument->accept(*child, argument->target)) return {error, nullptr, false};
     argument->seen = true;
     child = child->next_sibling;
   }

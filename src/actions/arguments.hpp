@@ -20,10 +20,14 @@ struct Argument {
 // An argument whose text goes to `target`; an element without text leaves the earlier value.
 Argument text_argument(const char* name, const char** target);
 
-// Why a walk failed.
+// The same, but an element without text counts as empty text and overrides.
+Argument latest_text_argument(const char* name, const char** target);
+
+// Why a walk failed: an element that is no argument, an argument missing, or one whose text was refused.
 struct argument_fault {
-  const char* text = nullptr;          // of the error reply; null when all went well
-  const char* unknown_name = nullptr;  // the element that is no argument; null when the children ran out
+  const char* text = nullptr;  // of the error reply; null when all went well
+  const char* unknown_name = nullptr;
+  bool missing = false;
 
   explicit operator bool() const { return text != nullptr; }
 };

@@ -25,6 +25,10 @@ struct action_hndl_pair {
 // The dispatch table; the first matching row wins.
 std::span<const action_hndl_pair> action_hndl_pairs();
 
+// device_settings_2.cpp
+reply_text get_device_settings_2(hnap_request& request, const xml_element* action);
+reply_text set_device_settings_2(hnap_request& request, const xml_element* action);
+
 // power.cpp
 reply_text is_device_ready(hnap_request& request, const xml_element* action);
 reply_text reboot_dev(hnap_request& request, const xml_element* action);
@@ -33,5 +37,44 @@ reply_text restore_factory_defaults(hnap_request& request, const xml_element* ac
 // device_settings.cpp
 reply_text get_device_settings(hnap_request& request, const xml_element* action);
 reply_text set_device_settings(hnap_request& request, const xml_element* action);
+
+// wireless_networks.cpp
+reply_text get_wireless_networks(hnap_request& request, const xml_element* action);
+
+// wireless_client_settings.cpp
+reply_text set_wireless_client_settings(hnap_request& request, const xml_element* action);
+reply_text get_wireless_client_settings(hnap_request& request, const xml_element* action);
+reply_text get_last_set_wireless_client_settings_result(hnap_request& request, const xml_element* action);
+
+// client_capabilities.cpp
+reply_text get_wireless_client_capabilities(hnap_request& request, const xml_element* action);
+
+// connection_info.cpp
+reply_text get_wireless_client_connection_info(hnap_request& request, const xml_element* action);
+reply_text get_wireless_client_connection_info2(hnap_request& request, const xml_element* action);
+
+// connected_devices.cpp
+reply_text get_connected_devices(hnap_request& request, const xml_element* action);
+
+// download_speed_test.cpp
+reply_text download_speed_test(hnap_request& request, const xml_element* action);
+
+// firmware.cpp
+reply_text firmware_upload(hnap_request& request, const xml_element* action);
+reply_text get_firmware_settings(hnap_request& request, const xml_element* action);
+
+// What follows is served only when the module is built with KD_HNAP_UNREGISTERED_ACTIONS.
+
+// wps.cpp
+reply_text start_wps(hnap_request& request, const xml_element* action);
+reply_text stop_wps(hnap_request& request, const xml_element* action);
+reply_text get_wps_status(hnap_request& request, const xml_element* action);
+
+// mac_filters.cpp
+reply_text get_mac_filters_2(hnap_request& request, const xml_element* action);
+reply_text set_mac_filters_2(hnap_request& request, const xml_element* action);
+
+// network_stats.cpp
+reply_text get_network_stats(hnap_request& request, const xml_element* action);
 
 }  // namespace kd

@@ -7,10 +7,6 @@
 namespace kd {
 namespace {
 
-bool is_space(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -27,6 +23,23 @@ std::string_view skip_spaces(std::string_view text) {
 }
 
 }  // namespace
+
+bool is_space(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+bool is_hex_digit(char c) {
+  return hex_digit(c) >= 0;
+}
+
+std::string_view take_word(std::string_view& text) {
+  text = skip_spaces(text);
+  std::size_t length = 0;
+  while (length < text.size() && !is_space(text[length])) ++length;
+  const std::string_view word = head(text, length);
+  text = tail(text, length);
+  return word;
+}
 
 std::int32_t text_to_int(const char* text) {
   return text_to_int(view_of(text));

@@ -33,6 +33,12 @@ inline bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
+bool is_space(char c);
+bool is_hex_digit(char c);
+
+// Takes the next word off the front of `text`: what stands between white space. Empty when there is none.
+std::string_view take_word(std::string_view& text);
+
 // What lies from `start` on; empty when that is behind the end (substr would need exceptions).
 inline std::string_view tail(std::string_view text, std::size_t start) {
   text.remove_prefix(start < text.size() ? start : text.size());

@@ -176,6 +176,14 @@ void append_body(Request& request, std::string_view bytes) {
   if (target) buffer_copy_string_len(target, bytes.data(), bytes.size());
 }
 
+void give_body(Request& request, heap_text text, std::size_t length) {
+  buffer* target = chunkqueue_get_append_buffer(request.con->write_queue);
+  if (!target) return;
+  std::free(target->ptr);
+  target->ptr = text.release();
+  target->used = target->size = length + 1;
+}
+
 void finish(Request& request, int status) {
   request.con->file_finished = 1;
   request.con->http_status = status;

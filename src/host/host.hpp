@@ -35,6 +35,9 @@ void add_header(Request& request, std::string_view name, std::string_view value)
 // Queues bytes of the reply's body.
 void append_body(Request& request, std::string_view bytes);
 
+// Queues a heap text of `length` bytes and a terminator: the server takes the block over, nothing is copied.
+void give_body(Request& request, heap_text text, std::size_t length);
+
 // The reply is complete as queued; the server adds nothing to its body.
 void finish(Request& request, int status);
 

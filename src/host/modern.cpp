@@ -50,7 +50,11 @@ struct connection_note {
   int action = kNoDeferredAction;
   connection_uri uri = connection_uri::none;
   bool taken = false;  // a request of the module's was among them: its URI stays
+  bool large = false;  // so was a large reply
 };
+
+// The server keeps up to 64 used blocks for a minute, however large they are.
+constexpr std::size_t kLargeReply = 16 * 1024;
 
 void*& slot_of(connection* con, const plugin_data& plugin) {
   return con->plugin_ctx[plugin.id];
@@ -58,14 +62,14 @@ void*& slot_of(connection* con, const plugin_data& plugin) {
 
 connection_note read_note(void* slot) {
   const auto bits = reinterpret_cast<std::uintptr_t>(slot);
-  return {static_cast<int>(bits & 0xFF), static_cast<connection_uri>(bits >> 8 & 0xFF),
-          (bits >> 16 & 1) != 0};
+  return {static_cast<int>(bits & 0xFF), static_cast<connection_uri>(bits >> 8 & 0xFF), (bits >> 16 & 1) != 0,
+          (bits >> 17 & 1) != 0};
 }
 
 void* packed(const connection_note& note) {
   return reinterpret_cast<void*>(static_cast<std::uintptr_t>(note.action & 0xFF) |
                                  static_cast<std::uintptr_t>(note.uri) << 8 |
-                                 std::uintptr_t{note.taken} << 16);
+                                 std::uintptr_t{note.taken} << 16 | std::uintptr_t{note.large} << 17);
 }
 
 }  // namespace
@@ -129,6 +133,19 @@ void add_header(Request& request, std::string_view name, std::string_view value)
 
 void append_body(Request& request, std::string_view bytes) {
   chunkqueue_append_mem(&request.r->write_queue, bytes.data(), bytes.size());
+}
+
+void give_body(Request& request, heap_text text, std::size_t length) {
+  buffer whole{};
+  whole.ptr = text.release();
+  whole.used = whole.size = static_cast<uint32_t>(length + 1);
+  chunkqueue_append_buffer(&request.r->write_queue, &whole);
+  // A short text was copied, else the chunk gave its own empty block in return.
+  std::free(whole.ptr);
+  void*& slot = slot_of(request.r->con, *request.plugin);
+  connection_note note = read_note(slot);
+  note.large |= length > kLargeReply;
+  slot = packed(note);
 }
 
 void finish(Request& request, int status) {
@@ -230,6 +247,7 @@ static handler_t mod_kd_hnap_connection_close(connection* con, void* data) {
   void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
   const connection_note note = read_note(slot);
   slot = nullptr;  // the record is used again for another connection
+  if (note.large) chunkqueue_chunk_pool_clear();
   hnap_connection_close_callback(note.action, note.uri);
   return HANDLER_GO_ON;
 }

@@ -43,13 +43,13 @@ const action_hndl_pair* match_element(const xml_element& action) {
 }
 
 // Queues a handler's reply; without one the server is left to answer.
-void send_reply(hnap_request& request, const reply_text& reply) {
+void send_reply(hnap_request& request, reply_text reply) {
   if (!reply) {
     kd_hnap_printf(&request, kModuleSource, __LINE__, "reply messages is NULL !!!");
     return;
   }
   kd_hnap_printf(&request, kModuleSource, __LINE__, "Fill in response");
-  kd_hnap_fill_response_message(request, reply);
+  kd_hnap_fill_response_message(request, std::move(reply));
 }
 
 void kd_hnap_handle_request(hnap_request& request, const xml_tree& tree) {

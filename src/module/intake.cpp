@@ -47,8 +47,12 @@ void kd_hnap_html_status(hnap_request& request, int status) {
   host::finish(*request.host, status);
 }
 
-void kd_hnap_fill_response_message(hnap_request& request, const reply_text& reply) {
-  host::append_body(*request.host, reply.view());
+void kd_hnap_fill_response_message(hnap_request& request, reply_text reply) {
+  if (heap_text block = reply.release()) {
+    host::give_body(*request.host, std::move(block), reply.view().size());
+  } else {
+    host::append_body(*request.host, reply.view());
+  }
   kd_hnap_html_status(request, 200);
 }
 

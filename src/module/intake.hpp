@@ -28,8 +28,8 @@ void kd_hnap_get_http_content(hnap_request& request);
 // Marks the reply complete.
 void kd_hnap_html_status(hnap_request& request, int status);
 
-// Queues a handler's reply, status 200.
-void kd_hnap_fill_response_message(hnap_request& request, const reply_text& reply);
+// Queues a handler's reply, status 200. The server takes the reply's memory over.
+void kd_hnap_fill_response_message(hnap_request& request, reply_text reply);
 
 // Answers with the SOAP fault, status 500.
 void kd_hnap_error_unknow_method(hnap_request& request);

@@ -29,6 +29,9 @@ int fclose(std::FILE* file) {
 int getc(std::FILE* file) {
   return ::getc_unlocked(file);
 }
+int ungetc(int byte, std::FILE* file) {
+  return std::ungetc(byte, file);
+}
 std::size_t fread(void* data, std::size_t size, std::FILE* file) {
   return std::fread(data, 1, size, file);
 }

@@ -19,6 +19,7 @@ int pclose(std::FILE* pipe);
 std::FILE* fopen(const char* path, const char* mode);
 int fclose(std::FILE* file);
 int getc(std::FILE* file);
+int ungetc(int byte, std::FILE* file);
 std::size_t fread(void* data, std::size_t size, std::FILE* file);
 std::size_t fwrite(const void* data, std::size_t size, std::FILE* file);
 void rewind(std::FILE* file);

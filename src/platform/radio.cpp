@@ -5,6 +5,7 @@
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
+#include "platform/nvram_config.hpp"
 #include "platform/os.hpp"
 
 namespace kd {
@@ -23,6 +24,10 @@ struct wireless_request {
 static_assert(sizeof(wireless_request) == 32);
 
 constexpr unsigned long kEepromRequest = 0x8BE7;
+constexpr unsigned long kStatusRequest = 0x8BE1;
+constexpr unsigned kRepeaterStatus = 0x060B;
+constexpr unsigned long kWscRequest = 0x8BEE;
+constexpr unsigned kWscStatusCommand = 0x0751;
 
 class DriverSocket {
  public:
@@ -86,6 +91,33 @@ int kd_get_eeprom(const hnap_request* request, const char* offset, const char* i
     kd_hnap_printf(request, kModuleSource, __LINE__, "Error while read EEPROM !!!");
   }
   return answer.word;
+}
+
+std::uint32_t RP_getRPStatus(const char* ifname) {
+  const DriverSocket driver;
+  std::uint32_t status = 0;
+  if (!driver || !driver.ask(ifname, kStatusRequest, &status, sizeof status, kRepeaterStatus)) return 0;
+  return status;
+}
+
+int getAPClientStatus() {
+  const int operation_mode = nvram_number(nullptr, "OperationMode");
+  const bool is_repeater =
+      operation_mode == 3 || (operation_mode == 0 && nvram_number(nullptr, "apClient") == 1);
+  if (!is_repeater || RP_getRPStatus("apcli0") == 0) return 0;
+  // The driver has answered; what the tool prints decides nothing.
+  const os::Pipe pipe{os::popen("iwconfig apcli0")};
+  char text[256];
+  if (pipe) os::fread(text, sizeof text, pipe.get());
+  return 1;
+}
+
+std::uint32_t kd_get_wsc_status(const hnap_request* request, const char* ifname) {
+  std::uint32_t status = 0;
+  const DriverSocket driver;
+  if (driver && driver.ask(ifname, kWscRequest, &status, sizeof status, kWscStatusCommand)) return status;
+  kd_hnap_printf(request, kModuleSource, __LINE__, "ioctl error when get wsc status");
+  return 0;
 }
 
 }  // namespace kd

@@ -70,15 +70,23 @@ void kd_hnap_generate_return_msg_header(Text& reply) {
   reply.append(XML_DECLARATION);
 }
 
-reply_text write_reply(tree_ptr tree) {
+std::size_t reply_size(const xml_tree& tree) {
+  return sizeof XML_DECLARATION + tree.written_size;
+}
+
+reply_text write_reply(tree_ptr tree, Text& room) {
   pop_all_xml_tree(tree.get());
-  Text reply;
   // One allocation of the right size: a reply may be megabytes long.
-  reply.reserve(sizeof XML_DECLARATION + tree->written_size);
-  kd_hnap_generate_return_msg_header(reply);
-  generate_xml(tree.get(), reply);
-  if (reply.failed()) return report_memory_error();
-  return reply_text{std::move(reply)};
+  room.reserve(reply_size(*tree) - 1);
+  kd_hnap_generate_return_msg_header(room);
+  generate_xml(tree.get(), room);
+  if (room.failed()) return report_memory_error();
+  return reply_text{std::move(room)};
+}
+
+reply_text write_reply(tree_ptr tree) {
+  Text room;
+  return write_reply(std::move(tree), room);
 }
 
 reply_text kd_hnap_report_HNAP_error_owntext(tree_ptr tree, xml_element* result_element, const char* text) {

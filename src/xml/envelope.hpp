@@ -17,8 +17,12 @@ void kd_hnap_generate_common_header(xml_tree* tree, const char* response_name, i
 // Appends the XML declaration and its line end.
 void kd_hnap_generate_return_msg_header(Text& reply);
 
-// Closes every open element and writes the reply. Takes the tree in any case; when memory is short it sets
-// hnap_error_flag and gives the out-of-memory reply.
+// Bytes that the finished reply takes, terminator included.
+std::size_t reply_size(const xml_tree& tree);
+
+// Closes every open element and writes the reply into `room`, which is empty but may have its memory already.
+// Takes the tree in any case; when memory is short it sets hnap_error_flag and gives the out-of-memory reply.
+reply_text write_reply(tree_ptr tree, Text& room);
 reply_text write_reply(tree_ptr tree);
 
 // Finishes a reply whose only result is `text`, and sets hnap_error_flag. Takes the tree, which the element

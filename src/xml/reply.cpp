@@ -32,14 +32,21 @@ void Reply::leaf(const char* name, const char* text) {
   if (!push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)))) fail();
 }
 
+void Reply::filled_leaf(const char* name, char byte, std::uint32_t count) {
+  if (failed_) return;
+  xml_element* element = new_xml_element(tree_.get(), name);
+  fill_xml_element_text(element, byte, count);
+  if (!push_pop_xml_tree(tree_.get(), element)) fail();
+}
+
 void Reply::encoded_leaf(const char* name, const char* text) {
   const EncodedText encoded{text};
   leaf(name, encoded.get());
 }
 
-void Reply::number_leaf(const char* name, long value) {
+void Reply::number_leaf(const char* name, long long value) {
   char text[24];
-  std::snprintf(text, sizeof text, "%ld", value);
+  std::snprintf(text, sizeof text, "%lld", value);
   leaf(name, text);
 }
 
@@ -52,9 +59,15 @@ void Reply::close() {
   if (!failed_) pop_xml_tree(tree_.get());
 }
 
+bool Reply::fits(std::size_t limit) {
+  if (failed_) return false;
+  const std::size_t size = reply_size(*tree_);
+  return size <= limit && room_.reserve(size - 1);
+}
+
 reply_text Reply::finish() {
   if (failed_) return report_memory_error();
-  return write_reply(std::move(tree_));
+  return write_reply(std::move(tree_), room_);
 }
 
 reply_text Reply::error(const char* text) {

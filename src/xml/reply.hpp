@@ -30,9 +30,15 @@ class Reply {
   void result(const char* text);
   void leaf(const char* name, const char* text);
   void encoded_leaf(const char* name, const char* text);
-  void number_leaf(const char* name, long value);
+  void number_leaf(const char* name, long long value);
+  // An element of `count` copies of one byte.
+  void filled_leaf(const char* name, char byte, std::uint32_t count);
   void open(const char* name);
   void close();
+
+  // Whether the reply as it stands takes at most `limit` bytes, terminator included, and its memory could be
+  // had. A reply that does not fit is to be dropped.
+  bool fits(std::size_t limit);
 
   // Ends the reply. `error` makes `text` the result of a reply that holds nothing else.
   reply_text finish();
@@ -42,6 +48,7 @@ class Reply {
   void fail();
 
   tree_ptr tree_;
+  Text room_;
   bool failed_ = false;
   char result_name_[64];
 };

@@ -11,8 +11,8 @@ namespace {
 // What lies in the tree's arena is freed with the tree.
 void keep(void*) {}
 
-// "<></>" and two line ends.
-constexpr std::size_t kTagSize = 7;
+// "<></>" and the line end; one with children has a second line end.
+constexpr std::size_t kTagSize = 6;
 
 char* put_text(char* at, std::string_view text) {
   if (!text.empty()) std::memcpy(at, text.data(), text.size());
@@ -45,6 +45,7 @@ void append_text(xml_element& element, std::string_view text) {
 }
 
 void attach(xml_element& parent, xml_element& child) {
+  if (!parent.first_child) ++parent.tree->written_size;
   child.parent = &parent;
   (parent.last_child ? parent.last_child->next_sibling : parent.first_child) = &child;
   parent.last_child = &child;

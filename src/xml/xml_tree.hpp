@@ -45,7 +45,7 @@ struct xml_tree {
   xml_element* root = nullptr;
   stack* open_elements = nullptr;  // of xml_element
   Arena arena;
-  // What the elements made so far take at most when written, so that writing needs no counting pass.
+  // What the elements made so far take when written, once all of them are attached: no counting pass is needed.
   std::size_t written_size = 0;
 };
 

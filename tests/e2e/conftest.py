@@ -1,127 +1,19 @@
-"""Boots the virtual extender with the release module and talks to it as a client application would."""
-
-import os
-import pathlib
-import re
-import signal
-import socket
-import subprocess
-import time
-
 import pytest
-import requests
 
-REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
-BUILD = pathlib.Path(os.environ.get("KD_BUILD_DIR", REPOSITORY / "build" / "release"))
-NO_SANDBOX = 77
-
-HNAP1 = "http://purenetworks.com/HNAP1/"
-EXTENDER_A = "http://kelda.example/HNAPExt/Extender/"
-EXTENDER_B = "http://corvane.example/HNAPExt/Extender/"
+from virtual_extender import Device, NoSandbox
 
 
-def envelope(action, arguments="", namespace=HNAP1):
-    return (
-        '<?xml version="1.0" encoding="utf-8"?>\n'
-        '<soap:Envelope xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/"><soap:Body>'
-        f'<{action} xmlns="{namespace}">{arguments}</{action}>'
-        "</soap:Body></soap:Envelope>"
-    )
-
-
-class Device:
-    """One running virtual extender."""
-
-    def __init__(self, state, *options):
-        self.state = state
-        self.login = ("admin", "admin")
-        command = [BUILD / "bin" / "extender", "run", "--port", "0", "--state", state, "--reboot-pause", "200"]
-        self.process = subprocess.Popen(
-            [*map(str, command), *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
-        )
-        output = ""
-        for line in self.process.stdout:
-            output += line
-            if found := re.search(r"http://127\.0\.0\.1:(\d+)", line):
-                self.url, self.port = found.group(0), int(found.group(1))
-                return
-        if self.process.wait() == NO_SANDBOX:
-            pytest.skip("no sandbox here: " + output)
-        raise RuntimeError(output)
-
-    def post_raw(self, body, soap_action=HNAP1 + "IsDeviceReady", auth=None, path="/HNAP1/", timeout=30):
-        return requests.post(
-            self.url + path,
-            data=body,
-            headers={"SOAPAction": f'"{soap_action}"'},
-            auth=auth or self.login,
-            timeout=timeout,
-        )
-
-    def post(self, action, arguments="", namespace=HNAP1):
-        return self.post_raw(envelope(action, arguments, namespace), namespace + action)
-
-    def get(self, path="/HNAP1/"):
-        return requests.get(self.url + path, timeout=30)
-
-    def send(self, data, close=False):
-        """Sends raw bytes and gives back everything until the server ends the connection."""
-        with socket.create_connection(("127.0.0.1", self.port), timeout=30) as connection:
-            connection.sendall(data)
-            if close:
-                connection.shutdown(socket.SHUT_WR)
-            reply = b""
-            while piece := connection.recv(65536):
-                reply += piece
-            return reply
-
-    def run(self, *command, check=True):
-        """Runs a command inside the device."""
-        done = subprocess.run(
-            [BUILD / "bin" / "extender", "exec", "--state", self.state, "--", *command],
-            capture_output=True,
-            text=True,
-            timeout=30,
-            check=check,
-        )
-        return done.stdout
-
-    def exists(self, path):
-        return self.run("sh", "-c", f"test -e {path} && echo yes", check=False) == "yes\n"
-
-    def console(self):
-        return (self.state / "console.log").read_text(errors="replace")
-
-    def boots(self):
-        return self.console().count("init: device ready")
-
-    def stop(self):
-        if self.process.poll() is None:
-            self.process.send_signal(signal.SIGINT)
-        self.process.wait(timeout=10)
-        self.process.stdout.close()
-
-
-def wait_until(condition, seconds=15):
-    """True as soon as the condition holds."""
-    end = time.monotonic() + seconds
-    while time.monotonic() < end:
-        if condition():
-            return True
-        time.sleep(0.05)
-    return False
-
-
-def value(reply, element):
-    """The text of the first such element; None when there is none."""
-    found = re.search(f"<{element}>(.*?)</{element}>", reply.text, re.S)
-    return found.group(1) if found else None
+def boot(state):
+    try:
+        return Device(state)
+    except NoSandbox as reason:
+        pytest.skip(f"no sandbox here: {reason}")
 
 
 @pytest.fixture(scope="module")
 def device(tmp_path_factory):
     """One device for all tests of a file: they leave it as they found it."""
-    running = Device(tmp_path_factory.mktemp("device"))
+    running = boot(tmp_path_factory.mktemp("device"))
     yield running
     running.stop()
 
@@ -129,6 +21,6 @@ def device(tmp_path_factory):
 @pytest.fixture
 def own_device(tmp_path):
     """A device of the test's own, to be restarted or spoiled."""
-    running = Device(tmp_path)
+    running = boot(tmp_path)
     yield running
     running.stop()

@@ -5,7 +5,7 @@ import time
 import pytest
 import requests
 
-from conftest import value, wait_until
+from virtual_extender import value, wait_until
 
 
 def set_settings(device, name="Kitchen", password="admin"):

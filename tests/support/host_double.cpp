@@ -46,6 +46,10 @@ void append_body(Request& request, std::string_view bytes) {
   request.reply += bytes;
 }
 
+void give_body(Request& request, heap_text text, std::size_t length) {
+  append_body(request, {text.get(), length});
+}
+
 void finish(Request& request, int status) {
   request.status = status;
   request.finished = true;

@@ -97,6 +97,11 @@ int getc(std::FILE* file) {
   return static_cast<unsigned char>(stream.data[stream.at++]);
 }
 
+int ungetc(int byte, std::FILE* file) {
+  --device().stream(file)->at;
+  return byte;
+}
+
 std::size_t fread(void* data, std::size_t size, std::FILE* file) {
   Stream& stream = *device().stream(file);
   const std::size_t count = readable(stream, size, true);

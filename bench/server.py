@@ -1,0 +1,139 @@
+#!/usr/bin/env python3
+"""Measures the module inside the stock server, in the virtual extender.
+
+Prints each figure beside its budget and ends non-zero when one is missed.
+"""
+
+import os
+import pathlib
+import re
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "e2e"))
+from virtual_extender import BUILD, Device  # noqa: E402
+
+missed = []
+
+
+def report(what, figure, budget, unit=""):
+    verdict = "" if figure <= budget else "  MISSED"
+    if verdict:
+        missed.append(what)
+    print(f"{what:58} {figure:8.2f} {unit:3} at most {budget:g}{verdict}")
+
+
+def pid_of(device, name):
+    """The host's process id of a program of the device."""
+    for entry in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            command = (entry / "cmdline").read_bytes().split(b"\0")
+            parent = int((entry / "stat").read_text().rsplit(")", 1)[1].split()[1])
+            grandparent = int(pathlib.Path(f"/proc/{parent}/stat").read_text().rsplit(")", 1)[1].split()[1])
+        except (OSError, IndexError, ValueError):
+            continue
+        if command[0].endswith(name.encode()) and device.process.pid in (parent, grandparent):
+            return int(entry.name)
+    raise RuntimeError(f"no {name} in the device")
+
+
+def resident_kb(pid):
+    return int(re.search(r"^Rss:\s+(\d+)", pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text(), re.M).group(1))
+
+
+# The commands of one GET, run with the same calls of the C library in a loop of their own.
+BARE = """
+import ctypes, sys, time
+libc = ctypes.CDLL(None)
+libc.popen.restype = ctypes.c_void_p
+libc.fgets.argtypes = [ctypes.c_char_p, ctypes.c_int, ctypes.c_void_p]
+libc.pclose.argtypes = [ctypes.c_void_p]
+line = ctypes.create_string_buffer(256)
+def cat():
+    pipe = libc.popen(b"cat /var/boardid", b"r")
+    libc.fgets(line, 99, pipe)
+    libc.pclose(pipe)
+rounds = int(sys.argv[1])
+start = time.perf_counter()
+for _ in range(rounds):
+    libc.system(b"echo 1 > /tmp/postponeSiteSurvey")
+    cat()
+    cat()
+    libc.system(b"rm -f /tmp/postponeSiteSurvey")
+print((time.perf_counter() - start) / rounds * 1000)
+"""
+
+# A client that speaks just enough HTTP, so that its own cost does not hide the module's.
+CLIENT = """
+import socket, sys, time
+rounds = int(sys.argv[2])
+start = time.perf_counter()
+for _ in range(rounds):
+    with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as connection:
+        connection.connect(("127.0.0.1", int(sys.argv[1])))
+        connection.send(b"GET /HNAP1/ HTTP/1.0\\r\\n\\r\\n")
+        while connection.recv(65536):
+            pass
+print((time.perf_counter() - start) / rounds * 1000)
+"""
+
+
+def device_settings_cost(device):
+    rounds = 100
+    ratios = []
+    for _ in range(9):
+        bare = float(device.run("/usr/bin/python3", "-c", BARE, str(rounds)))
+        client = [sys.executable, "-c", CLIENT, str(device.port), str(rounds)]
+        served = float(subprocess.run(client, capture_output=True, text=True, check=True).stdout)
+        ratios.append(served / bare)
+    print(f"GetDeviceSettings {served:.3f} ms, its commands alone {bare:.3f} ms (last round)")
+    report("GetDeviceSettings: time over that of its commands (median)", statistics.median(ratios), 1.05)
+
+
+def processes_started(device):
+    log = tempfile.NamedTemporaryFile()
+    pid = pid_of(device, "lighttpd")
+    tracer = subprocess.Popen(
+        ["strace", "-f", "-q", "-e", "trace=execve", "-s", "200", "-o", log.name, "-p", str(pid)],
+        stderr=subprocess.DEVNULL,
+    )
+    time.sleep(1)
+    device.get()
+    time.sleep(1)
+    tracer.terminate()
+    tracer.wait()
+    calls = re.findall(r'execve\("[^"]*", (\[.*?\])', pathlib.Path(log.name).read_text())
+    print("GetDeviceSettings starts:")
+    for call in calls:
+        print("   ", call)
+
+
+def main():
+    with tempfile.TemporaryDirectory() as state:
+        started = time.perf_counter()
+        device = Device(pathlib.Path(state))
+        while True:
+            try:
+                device.get()
+                break
+            except OSError:
+                time.sleep(0.001)
+        report("First answer after start", (time.perf_counter() - started) * 1000, 100, "ms")
+        try:
+            device_settings_cost(device)
+            processes_started(device)
+            with_module = resident_kb(pid_of(device, "lighttpd"))
+        finally:
+            device.stop()
+    stripped = tempfile.NamedTemporaryFile()
+    subprocess.run(["strip", "-o", stripped.name, BUILD / "lib" / "mod_kd_hnap.so"], check=True)
+    report("Module, stripped", os.path.getsize(stripped.name) / 1024, 96, "KB")
+    print(f"Resident size of the server after these requests: {with_module} KB")
+    return 1 if missed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,45 @@
+// GetWirelessNetworks.
+#include "actions/kd_hnap_handler.hpp"
+#include "base/debug_log.hpp"
+#include "platform/site_survey.hpp"
+#include "xml/reply.hpp"
+
+namespace kd {
+namespace {
+
+void add_network(Reply& reply, const site_survey_entry& network) {
+  reply.open("WirelessNetwork");
+  reply.encoded_leaf("SSID", network.ssid);
+  reply.leaf("NetworkType", network.network_type);
+  reply.leaf("Mode", network.mode);
+  reply.number_leaf("SignalStrength", network.signal);
+  reply.leaf("SecurityEnabled", network.security_enabled ? "true" : "false");
+  reply.leaf("SecurityType", network.security_type);
+  reply.leaf("Encryption", network.encryption);
+  reply.close();
+}
+
+}  // namespace
+
+reply_text get_wireless_networks(hnap_request& request, const xml_element*) {
+  Reply reply{"GetWirelessNetworks", namespace_of(request)};
+  if (!reply) return reply.finish();  // out of memory: spare the radio a scan
+  site_survey_list list;
+  if (kd_hnap_repeater_get_networks(&request, list) < 0) {
+    reply.result("ERROR");
+    return reply.finish();
+  }
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "Scan completed. There are %d AP information in list",
+                 list.count);
+  reply.result("OK");
+  reply.open("WirelessNetworkList");
+  const site_survey_entry* network = list.head;
+  for (std::int32_t left = list.count; left > 0 && network; --left, network = network->next) {
+    add_network(reply, *network);
+  }
+  reply.close();
+  kd_hnap_repeater_free_networks(&request, list);
+  return reply.finish();
+}
+
+}  // namespace kd

@@ -1,0 +1,59 @@
+#include "platform/lines.hpp"
+
+namespace kd {
+
+std::string_view read_piece(std::FILE* file, char* line, std::size_t capacity) {
+  std::size_t length = 0;
+  while (length < capacity - 1) {
+    const int byte = os::getc(file);
+    if (byte == EOF) break;
+    line[length++] = static_cast<char>(byte);
+    if (byte == '\n') break;
+  }
+  line[length] = '\0';
+  return {line, length};
+}
+
+std::string_view read_line(std::FILE* file, char* line, std::size_t capacity) {
+  const std::string_view read = read_piece(file, line, capacity);
+  char rest[256];
+  for (std::string_view piece = read; piece.size() && piece.back() != '\n';) piece = read_piece(file, rest);
+  return read;
+}
+
+void skip_line(std::FILE* file) {
+  int byte = os::getc(file);
+  if (byte != '\n') {
+    while (byte != '\n' && byte != EOF) byte = os::getc(file);
+    while (byte != EOF && is_space(static_cast<char>(byte))) byte = os::getc(file);
+  }
+  if (byte != EOF) os::ungetc(byte, file);
+}
+
+bool read_first_line(const char* path, char* line, std::size_t capacity) {
+  line[0] = '\0';
+  const os::File file{os::fopen(path, "r")};
+  if (!file) return false;
+  read_piece(file.get(), line, capacity);
+  return true;
+}
+
+bool read_first_line_of_command(const char* command, char* line, std::size_t capacity) {
+  line[0] = '\0';
+  const os::Pipe pipe{os::popen(command)};
+  if (!pipe) return false;
+  read_piece(pipe.get(), line, capacity);
+  return true;
+}
+
+void read_file(const char* path, Text& text) {
+  const os::File file{os::fopen(path, "r")};
+  struct ::stat status;
+  if (!file || os::stat(path, &status) != 0 || status.st_size <= 0) return;
+  const auto size = static_cast<std::size_t>(status.st_size);
+  char* room = text.extend(size);
+  if (!room) return;
+  text.shrink(os::fread(room, size, file.get()));
+}
+
+}  // namespace kd
