@@ -1,11 +1,11 @@
 #include "host.hpp"
 
-#include <cstdlib>
 #include <strings.h>
 #include <sys/mman.h>
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -19,11 +19,14 @@ namespace {
 
 server the_server;
 
-// The server ends itself when memory is short, so its own allocations stay outside the watched heap.
+// The server ends itself when memory is short, so its own allocations stay outside the watched heap. They are
+// the C library's: the module may free a buffer's text and put its own there.
+extern "C" void* __real_malloc(std::size_t size);
+
 void assign(buffer& target, std::string_view text) {
   std::free(target.ptr);
   target.used = target.size = text.size() + 1;
-  target.ptr = static_cast<char*>(std::malloc(target.size));
+  target.ptr = static_cast<char*>(__real_malloc(target.size));
   std::memcpy(target.ptr, text.data(), text.size());
   target.ptr[text.size()] = '\0';
 }
