@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -18,11 +19,13 @@ namespace {
 
 server the_server;
 
-// The server ends itself when memory is short, so its own allocations stay outside the watched heap.
+// The server ends itself when memory is short, so its own allocations stay outside the watched heap. The
+// bytes of a buffer are free()'d.
 void assign(buffer& target, std::string_view text) {
-  delete[] target.ptr;
-  target.used = target.size = text.size() + 1;
-  target.ptr = new char[target.size];
+  std::free(target.ptr);
+  target.used = text.size() + 1;
+  target.size = (target.used + 15) & ~std::size_t{15};
+  target.ptr = static_cast<char*>(std::aligned_alloc(16, target.size));
   std::memcpy(target.ptr, text.data(), text.size());
   target.ptr[text.size()] = '\0';
 }
@@ -88,7 +91,7 @@ buffer* buffer_init_string(const char* text) {
 }
 
 void buffer_free(buffer* b) {
-  delete[] b->ptr;
+  std::free(b->ptr);
   delete b;
 }
 
