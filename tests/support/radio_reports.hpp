@@ -20,7 +20,8 @@ struct ScanNetwork {
 
 // A line of the scan report, without its line end.
 std::string scan_line(const ScanNetwork& network);
-// A whole report: two header lines of together 151 bytes, so that no network is needed to make it long enough.
+// A whole report: two header lines of together 151 bytes, so that no network is needed to make it long
+// enough.
 std::string scan_report(std::initializer_list<ScanNetwork> networks);
 extern const char* const kScanHeader;
 extern const char* const kScanCommand;

@@ -1,6 +1,8 @@
 // The scan report and the list of networks.
 #include "platform/site_survey.hpp"
 
+#include <algorithm>
+
 #include "support/cases.hpp"
 #include "support/radio_reports.hpp"
 
@@ -89,7 +91,8 @@ TEST(ScanLine, MayEndInAnyColumn) {
     site_survey_entry entry{};
     const bool listed = parse_scan_line(exact, entry);
     EXPECT_EQ(listed, length >= 60 + std::string_view{"WPA2PSK/AES"}.size());
-    if (listed) EXPECT_EQ(entry.signal, length <= 83 ? 0 : length == 84 ? 7 : 70);
+    if (!listed) continue;
+    EXPECT_EQ(entry.signal, length <= 83 ? 0 : length == 84 ? 7 : 70);
   }
 }
 
@@ -134,13 +137,17 @@ const ReportRow kReports[] = {
     {"blank lines behind the header", std::string{kScanHeader} + "\n \n" + scan_line({}) + "\n", 1, "Home,"},
     {"short lines between", kScanHeader + scan_line({}) + "\n\nx\nxy\n" + scan_line({.ssid = "b"}) + "\n", 2,
      "Home,b,"},
-    // The first line is not consumed, so the second one is skipped and the third is read as a network.
-    {"an empty first line", "\n" + scan_line({.ssid = "a"}) + "\n" + scan_line({.ssid = "b"}) + "\n", 2, "a,b,"},
+    // Neither skip consumes an empty line, so no network is taken for a header.
+    {"an empty first line", "\n" + scan_line({.ssid = "a"}) + "\n" + scan_line({.ssid = "b"}) + "\n", 2,
+     "a,b,"},
     {"header of 9000 bytes", std::string(9000, 'h') + "\nsecond\n" + scan_line({}) + "\n", 1, "Home,"},
-    {"a line of 8000 bytes", kScanHeader + scan_line({}) + std::string(7890, 'x') + "\n" +
-                                 scan_line({.ssid = "next"}) + "\n", 2, "Home,next,"},
-    {"the end of a long line is none", kScanHeader + std::string(7999, 'x') + scan_line({.ssid = "no"}) +
-                                           "\n" + scan_line({.ssid = "yes"}) + "\n", 1, "yes,"},
+    {"a line of 8000 bytes",
+     kScanHeader + scan_line({}) + std::string(7890, 'x') + "\n" + scan_line({.ssid = "next"}) + "\n", 2,
+     "Home,next,"},
+    {"the end of a long line is none",
+     kScanHeader + std::string(7999, 'x') + scan_line({.ssid = "no"}) + "\n" + scan_line({.ssid = "yes"}) +
+         "\n",
+     1, "yes,"},
     {"nul bytes", kScanHeader + std::string(3, '\0') + "\n" + scan_line({}) + "\n", 1, "Home,"},
 };
 class ReportTest : public SurveyTest, public ::testing::WithParamInterface<ReportRow> {};
@@ -179,8 +186,8 @@ TEST_F(SurveyTest, CountsBothFaultsTogether) {
 TEST_F(SurveyTest, GivesTheLastEntryUp) {
   for (std::size_t networks = 0; networks <= 3; ++networks) {
     const std::size_t before = heap.given_up();
-    print(kScanHeader + (networks > 0 ? scan_line({}) + "\n" : "") + (networks > 1 ? scan_line({}) + "\n" : "") +
-          (networks > 2 ? scan_line({}) + "\n" : ""));
+    print(kScanHeader + (networks > 0 ? scan_line({}) + "\n" : "") +
+          (networks > 1 ? scan_line({}) + "\n" : "") + (networks > 2 ? scan_line({}) + "\n" : ""));
     kd_hnap_repeater_get_networks(nullptr, list);
     kd_hnap_repeater_free_networks(nullptr, list);
     EXPECT_EQ(heap.given_up() - before, networks > 0 ? 1U : 0U);
@@ -195,8 +202,8 @@ constexpr const char* kBandCommand =
 
 TEST_F(SurveyTest, NamesTheBandOfTheLink) {
   const std::pair<const char*, const char*> rows[] = {
-      {"", "2.4GHz"}, {"14\n", "2.4GHz"}, {"15\n", "5GHz"}, {"161", "5GHz"}, {"off\n", "2.4GHz"},
-      {"       161\n", "2.4GHz"}};  // behind the seventh character
+      {"", "2.4GHz"},  {"14\n", "2.4GHz"},  {"15\n", "5GHz"},
+      {"161", "5GHz"}, {"off\n", "2.4GHz"}, {"       161\n", "2.4GHz"}};  // behind the seventh character
   for (const auto& [output, band] : rows) {
     device.outputs[kBandCommand] = output;
     char text[7] = "before";
