@@ -51,8 +51,8 @@ void link_server_modules(const std::string& from) {
 
 std::string server_configuration(const radio::Record& arguments) {
   std::string text =
-      "# The listening socket comes in as descriptor 0.\n"
-      "server.bind = \"/dev/stdin\"\n"
+      "# The preload library puts the launcher's socket in the place of the one that is bound here.\n"
+      "server.bind = \"127.0.0.1\"\n"
       "server.port = " +
       arguments.text("port", "80") +
       "\n"

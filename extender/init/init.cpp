@@ -48,6 +48,7 @@ class Init {
 
  private:
   void open_console();
+  void hold_link_events();
   void block_signals();
   void say(const std::string& line) { write_all(kConsoleLogFd, line + "\n"); }
   void start_programs();
@@ -65,6 +66,7 @@ class Init {
   const radio::Record arguments_;
   Fd console_;
   Fd console_writer_;
+  Fd link_events_;
   Fd signals_;
   pid_t server_ = 0;
   Clock::time_point server_start_;
@@ -87,6 +89,12 @@ void Init::open_console() {
   ::dup2(console_writer_.get(), STDERR_FILENO);
 }
 
+// As long as one reader holds the FIFO, an event waits for radiod, however late that starts.
+void Init::hold_link_events() {
+  link_events_ = Fd(::open(layout::kLinkEvents, O_RDWR | O_CLOEXEC));
+  if (!link_events_) throw Failure(std::string("link events: ") + std::strerror(errno));
+}
+
 void Init::block_signals() {
   // Blocked and read here: the kernel drops what its first process neither handles nor blocks.
   sigset_t set;
@@ -106,7 +114,8 @@ pid_t Init::spawn(const std::vector<std::string>& command, bool web_server) {
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
   if (web_server) {
-    ::dup2(kListenerFd, STDIN_FILENO);
+    ::fcntl(kListenerFd, F_SETFD, 0);
+    ::setenv("KD_LISTENER", std::to_string(kListenerFd).c_str(), 1);
     ::setenv("LD_PRELOAD", layout::kPreloadLibrary, 1);
     ::setenv("LD_LIBRARY_PATH", layout::kLibraryDirectory, 1);
   }
@@ -215,6 +224,7 @@ int Init::run() {
   block_signals();
   say("init: boot " + arguments_.text("boot") + ", " + firmware_line());
   make_boot_files(arguments_);
+  hold_link_events();
   if (const std::string refused = make_interfaces(); !refused.empty()) {
     say("init: no network interfaces (" + refused + "), going on without");
   }

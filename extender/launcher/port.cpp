@@ -33,7 +33,7 @@ void set_reuse(int socket, int on) {
 }
 
 Fd bound_socket(std::uint16_t port) {
-  Fd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  Fd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket) fail(port, "");
   set_reuse(socket.get(), 1);
   const sockaddr_in address = loopback(port);

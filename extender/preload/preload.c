@@ -1,5 +1,6 @@
-/* What the radio driver and the flash driver would answer, for the web server only. Everything else goes to
- * the real calls. The state is read anew at each call, so that it may be edited while the device runs. */
+/* What the radio driver and the flash driver would answer, and the launcher's listening socket, for the web
+ * server only. Everything else goes to the real calls. The state is read anew at each call, so that it may be
+ * edited while the device runs. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -10,6 +11,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #define LINK_FILE "/var/radio/link"
@@ -25,8 +27,14 @@ enum {
   ERASED_WORD = 0xFFFF
 };
 
+static int listener = -1; /* the launcher's socket, which listens outside of the device's network */
+
 /* The commands that the server starts must be the device's own, untouched. */
-__attribute__((constructor)) static void hide_from_children(void) {
+__attribute__((constructor)) static void take_over(void) {
+  const char* number = getenv("KD_LISTENER");
+  if (number != NULL) listener = (int)strtol(number, NULL, 10);
+  if (listener >= 0) fcntl(listener, F_SETFD, FD_CLOEXEC);
+  unsetenv("KD_LISTENER");
   unsetenv("LD_PRELOAD");
 }
 
@@ -119,6 +127,15 @@ int ioctl(int fd, unsigned long request, ...) {
   int (*call)(int, unsigned long, ...) = NULL;
   *(void**)&call = real("ioctl");
   return call(fd, request, argument);
+}
+
+/* The server's own socket becomes the launcher's. This serves every version of the server alike; only newer
+ * ones could take a socket by configuration. */
+int bind(int fd, const struct sockaddr* address, socklen_t length) {
+  if (listener >= 0 && address->sa_family == AF_INET) return dup3(listener, fd, O_CLOEXEC) < 0 ? -1 : 0;
+  int (*call)(int, const struct sockaddr*, socklen_t) = NULL;
+  *(void**)&call = real("bind");
+  return call(fd, address, length);
 }
 
 static const char* redirected(const char* path) {

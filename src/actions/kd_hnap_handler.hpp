@@ -25,6 +25,10 @@ struct action_hndl_pair {
 // The dispatch table; the first matching row wins.
 std::span<const action_hndl_pair> action_hndl_pairs();
 
+// device_settings_2.cpp
+reply_text get_device_settings_2(hnap_request& request, const xml_element* action);
+reply_text set_device_settings_2(hnap_request& request, const xml_element* action);
+
 // power.cpp
 reply_text is_device_ready(hnap_request& request, const xml_element* action);
 reply_text reboot_dev(hnap_request& request, const xml_element* action);
@@ -54,5 +58,23 @@ reply_text get_connected_devices(hnap_request& request, const xml_element* actio
 
 // download_speed_test.cpp
 reply_text download_speed_test(hnap_request& request, const xml_element* action);
+
+// firmware.cpp
+reply_text firmware_upload(hnap_request& request, const xml_element* action);
+reply_text get_firmware_settings(hnap_request& request, const xml_element* action);
+
+// What follows is served only when the module is built with KD_HNAP_UNREGISTERED_ACTIONS.
+
+// wps.cpp
+reply_text start_wps(hnap_request& request, const xml_element* action);
+reply_text stop_wps(hnap_request& request, const xml_element* action);
+reply_text get_wps_status(hnap_request& request, const xml_element* action);
+
+// mac_filters.cpp
+reply_text get_mac_filters_2(hnap_request& request, const xml_element* action);
+reply_text set_mac_filters_2(hnap_request& request, const xml_element* action);
+
+// network_stats.cpp
+reply_text get_network_stats(hnap_request& request, const xml_element* action);
 
 }  // namespace kd

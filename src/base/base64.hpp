@@ -8,7 +8,8 @@
 namespace kd {
 
 // Lenient decoder: bytes outside the alphabet ("=" and line breaks included) are skipped, the text ends at
-// its end or at its first NUL. At most `capacity` bytes are written, further ones dropped.
+// its end or at its first NUL. At most `capacity` bytes are written, further ones dropped. `output` may be
+// the input itself: what is written never reaches what is still to be read.
 //   returns  number of bytes written
 std::size_t b64_decode(std::string_view input, unsigned char* output, std::size_t capacity);
 

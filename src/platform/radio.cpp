@@ -26,6 +26,8 @@ static_assert(sizeof(wireless_request) == 32);
 constexpr unsigned long kEepromRequest = 0x8BE7;
 constexpr unsigned long kStatusRequest = 0x8BE1;
 constexpr unsigned kRepeaterStatus = 0x060B;
+constexpr unsigned long kWscRequest = 0x8BEE;
+constexpr unsigned kWscStatusCommand = 0x0751;
 
 class DriverSocket {
  public:
@@ -108,6 +110,14 @@ int getAPClientStatus() {
   char text[256];
   if (pipe) os::fread(text, sizeof text, pipe.get());
   return 1;
+}
+
+std::uint32_t kd_get_wsc_status(const hnap_request* request, const char* ifname) {
+  std::uint32_t status = 0;
+  const DriverSocket driver;
+  if (driver && driver.ask(ifname, kWscRequest, &status, sizeof status, kWscStatusCommand)) return status;
+  kd_hnap_printf(request, kModuleSource, __LINE__, "ioctl error when get wsc status");
+  return 0;
 }
 
 }  // namespace kd

@@ -62,6 +62,19 @@ std::string any_row_name(const ::testing::TestParamInfo<Row>& info) {
   return identifier(info.param.name);
 }
 
+// One request on a device of its own. Every fault that it can meet happens in turn; whatever comes of it, the
+// client gets a defined answer, nothing leaks, the device is changed as without the fault or less, and the
+// next request is served.
+struct Trial {
+  host::Request request;
+  void (*prepare)(Device&) = nullptr;
+  bool varies = false;               // as in ActionCase
+  action_handler handler = nullptr;  // as in ActionCase
+};
+void survive_each_failed_allocation(const Trial& trial);
+void survive_each_failed_effect(const Trial& trial);
+void survive_each_fault(const Trial& trial);
+
 class ActionTest : public ::testing::TestWithParam<ActionCase> {};
 
 // The whole reply around what lies inside the response element.

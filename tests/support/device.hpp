@@ -65,6 +65,7 @@ class Device {
 
   Fault fault;
   bool fault_met() const { return fault.at != 0 && effects_ >= fault.at; }
+  unsigned effects_so_far() const { return effects_; }
   // What was closed wrongly or is still open; empty when all is well.
   std::string misuse() const;
 

@@ -1,6 +1,7 @@
 #include "support/heap.hpp"
 
 #include <expat.h>
+#include <sanitizer/asan_interface.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -75,6 +76,27 @@ void __wrap_free(void* memory) {
 void __wrap__ZN2kd17leak_deliberatelyEPv(void* memory) {
   if (current) current->given_up += current->live.erase(memory);
   __real__ZN2kd17leak_deliberatelyEPv(memory);
+}
+
+// kd::Arena::allocate and grow: each piece counts as an allocation, and a red zone behind it lets the address
+// sanitizer see who writes over its end.
+constexpr std::size_t kRedZone = 16;
+
+void* __real__ZN2kd5Arena8allocateEm(void* arena, std::size_t size);
+void* __real__ZN2kd5Arena4growEPvmm(void* arena, void* piece, std::size_t old_size, std::size_t size);
+
+static void* guarded(void* piece, std::size_t size) {
+  if (piece) ASAN_POISON_MEMORY_REGION(static_cast<char*>(piece) + size, kRedZone);
+  return piece;
+}
+
+void* __wrap__ZN2kd5Arena8allocateEm(void* arena, std::size_t size) {
+  return refuses() ? nullptr : guarded(__real__ZN2kd5Arena8allocateEm(arena, size + kRedZone), size);
+}
+void* __wrap__ZN2kd5Arena4growEPvmm(void* arena, void* piece, std::size_t old_size, std::size_t size) {
+  if (refuses()) return nullptr;
+  ASAN_UNPOISON_MEMORY_REGION(static_cast<char*>(piece) + old_size, kRedZone);
+  return guarded(__real__ZN2kd5Arena4growEPvmm(arena, piece, old_size + kRedZone, size + kRedZone), size);
 }
 
 // expat allocates inside its own library, out of the linker's reach.

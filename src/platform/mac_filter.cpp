@@ -1,0 +1,93 @@
+#include "platform/mac_filter.hpp"
+
+#include "base/debug_log.hpp"
+#include "base/text.hpp"
+#include "platform/nvram_config.hpp"
+#include "platform/os.hpp"
+#include "platform/wps.hpp"
+
+namespace kd {
+namespace {
+
+constexpr const char* kPolicyKey = "AccessPolicy0";
+constexpr const char* kListKey = "AccessControlList0";
+enum filter_policy { kOff = 0, kAllow = 1, kDeny = 2 };
+
+bool is_hex_digit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
+bool has_mac_form(std::string_view text) {
+  if (text.size() != kMacLength) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (i % 3 == 2 ? text[i] != ':' : !is_hex_digit(text[i])) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void kd_hnap_get_mac_filter_settings(const hnap_request* request, mac_filter_settings& settings) {
+  settings = {};
+  const int policy = nvram_number(request, kPolicyKey);
+  settings.enabled = policy == kAllow || policy == kDeny;
+  settings.is_allow_list = policy == kAllow;
+
+  config_value list{};
+  kd_get_nvram_config(request, kListKey, list);
+  std::string_view rest = list;
+  while (!rest.empty() && settings.count < kMostMacFilters) {
+    const std::string_view mac = head(rest, rest.find(';'));
+    rest = tail(rest, mac.size() + 1);
+    if (!kd_hnap_valid_mac(request, mac)) continue;
+    char(&entry)[kMacLength + 1] = settings.addresses[settings.count++];
+    copy_text(entry, mac);
+    kd_hnap_printf(request, kModuleSource, __LINE__, "MAC Address: %s", entry);
+  }
+}
+
+void kd_hnap_set_mac_filter_settings(const hnap_request* request, bool enabled, bool is_allow_list,
+                                     const char* list) {
+  kd_set_nvram_config(request, kPolicyKey, !enabled ? "0" : is_allow_list ? "1" : "2");
+  if (enabled) kd_set_nvram_config(request, kListKey, list);
+}
+
+bool kd_hnap_valid_mac(const hnap_request* request, std::string_view text) {
+  if (!has_mac_form(text)) {
+    kd_hnap_printf(request, kModuleSource, __LINE__, "Invalid MAC address");
+    return false;
+  }
+  if (kd_hnap_is_multicast_mac(text)) {
+    kd_hnap_printf(request, kModuleSource, __LINE__, "Multicast MAC address");
+    return false;
+  }
+  return true;
+}
+
+bool kd_hnap_is_multicast_mac(std::string_view text) {
+  return hex_to_uint(head(text, 2)) & 1;
+}
+
+bool kd_hnap_is_duplicate_entry(const hnap_request* request, std::string_view list, std::string_view mac) {
+  char upper[kMacLength + 1];
+  copy_text(upper, mac);
+  for (char& c : upper) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  if (!contains(list, upper)) return false;
+  kd_hnap_printf(request, kModuleSource, __LINE__, "Duplicate MAC address");
+  return true;
+}
+
+void kd_hnap_active_mac_filter(const hnap_request* request) {
+  kd_hnap_printf(request, kModuleSource, __LINE__, "Active MAC fileter settings");
+}
+
+void kd_hnap_reactive_wifi() {
+  os::system("ifconfig ra0 down");
+  os::system("ralink_init make_wireless_config rt2860");
+  os::system("ifconfig ra0 up");
+  kd_restart_wps();
+}
+
+}  // namespace kd
