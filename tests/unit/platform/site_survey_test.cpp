@@ -1,6 +1,8 @@
 // The scan report and the list of networks.
 #include "platform/site_survey.hpp"
 
+#include <algorithm>
+
 #include "support/cases.hpp"
 #include "support/radio_reports.hpp"
 
@@ -89,7 +91,8 @@ TEST(ScanLine, MayEndInAnyColumn) {
     site_survey_entry entry{};
     const bool listed = parse_scan_line(exact, entry);
     EXPECT_EQ(listed, length >= 60 + std::string_view{"WPA2PSK/AES"}.size());
-    if (listed) EXPECT_EQ(entry.signal, length <= 83 ? 0 : length == 84 ? 7 : 70);
+    if (!listed) continue;
+    EXPECT_EQ(entry.signal, length <= 83 ? 0 : length == 84 ? 7 : 70);
   }
 }
 
@@ -134,7 +137,7 @@ const ReportRow kReports[] = {
     {"blank lines behind the header", std::string{kScanHeader} + "\n \n" + scan_line({}) + "\n", 1, "Home,"},
     {"short lines between", kScanHeader + scan_line({}) + "\n\nx\nxy\n" + scan_line({.ssid = "b"}) + "\n", 2,
      "Home,b,"},
-    // The first line is not consumed, so the second one is skipped and the third is read as a network.
+    // Neither skip consumes an empty line, so no network is taken for a header.
     {"an empty first line", "\n" + scan_line({.ssid = "a"}) + "\n" + scan_line({.ssid = "b"}) + "\n", 2,
      "a,b,"},
     {"header of 9000 bytes", std::string(9000, 'h') + "\nsecond\n" + scan_line({}) + "\n", 1, "Home,"},
