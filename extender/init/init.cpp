@@ -31,8 +31,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kShutdownTime{1000};  // for the web server to write a queued reply
-constexpr milliseconds kRemindTime{100};     // between two requests to end, should the server miss one
-constexpr milliseconds kShortLife{2000};     // a server that ends sooner after its start did not come up
+constexpr useconds_t kRefuseAfterMicroseconds = 5000;
+constexpr milliseconds kRemindTime{100};  // between two requests to end, should the server miss one
+constexpr milliseconds kShortLife{2000};  // a server that ends sooner after its start did not come up
 constexpr int kMostShortLives = 3;
 
 // What runs besides the web server, in the order of its start.
@@ -171,11 +172,7 @@ void Init::drain_console() {
 
 void Init::server_ended(int status) {
   server_ = 0;
-  if (end_at_) {
-    // New connections are refused from now on. Not sooner: the server would complain about its socket.
-    ::shutdown(kListenerFd, SHUT_RDWR);
-    return;
-  }
+  if (end_at_) return;
   const std::string how = WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
                                               : "ended with status " + std::to_string(WEXITSTATUS(status));
   short_lives_ = Clock::now() - server_start_ < kShortLife ? short_lives_ + 1 : 0;
@@ -203,6 +200,10 @@ void Init::begin_shutdown() {
   if (end_at_) return;
   say("init: restarting");
   ::kill(-1, SIGTERM);
+  // From now on the device refuses, also while its server is still busy with the reply to the order. The
+  // moment in between lets an idle server end first: it would complain about its socket.
+  ::usleep(kRefuseAfterMicroseconds);
+  ::shutdown(kListenerFd, SHUT_RDWR);
   end_at_ = Clock::now() + kShutdownTime;
 }
 
