@@ -164,10 +164,10 @@ TEST_F(Lang, FileThatChangesWhileItIsRead) {
   for (unsigned at = 1; met; ++at) {
     load("A,1\n");
     device.files["/web/lang/STRINGS_EN.txt"] = "A,1\nB,2\nC,3\n";
-    device.fault = {device.effects_so_far() + at, false};
+    device.fail({at, false});
     lang_init();
     met = device.fault_met();
-    device.fault = {};
+    device.fail({});
     const std::string first = translation("A"), last = translation("C");
     EXPECT_TRUE(first == kUnknown || first == "1") << at;
     EXPECT_TRUE(last == kUnknown || last == "3") << at;
