@@ -19,14 +19,13 @@ namespace {
 
 server the_server;
 
-// The server ends itself when memory is short, so its own allocations stay outside the watched heap. They are
-// the C library's: the module may free a buffer's text and put its own there.
-extern "C" void* __real_malloc(std::size_t size);
-
+// The server ends itself when memory is short, so its own allocations stay outside the watched heap. The
+// bytes of a buffer are free()'d.
 void assign(buffer& target, std::string_view text) {
   std::free(target.ptr);
-  target.used = target.size = text.size() + 1;
-  target.ptr = static_cast<char*>(__real_malloc(target.size));
+  target.used = text.size() + 1;
+  target.size = (target.used + 15) & ~std::size_t{15};
+  target.ptr = static_cast<char*>(std::aligned_alloc(16, target.size));
   std::memcpy(target.ptr, text.data(), text.size());
   target.ptr[text.size()] = '\0';
 }

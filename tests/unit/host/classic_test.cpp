@@ -111,6 +111,36 @@ TEST_F(Classic, AnswersAndEnds) {
   }
 }
 
+// The wireless reload is what a connection's end is for.
+TEST_F(Classic, RunsTheDeferredActionOnce) {
+  ClassicHost host;
+  const std::string chosen = envelope("SetWirelessClientSettings",
+                                      elements({{"SSID", "Upstream"},
+                                                {"NetworkType", "INFRASTRUCTURE"},
+                                                {"SecurityEnabled", "false"},
+                                                {"SecurityType", ""},
+                                                {"Encryption", ""},
+                                                {"Key", ""}}),
+                                      kCore);
+  ClassicRequest request = post("SetWirelessClientSettings", {{Piece::memory, chosen}});
+  request.content_length = chosen.size();
+  for (const bool vanished : {false, true}) {
+    host.accept();
+    host.receive(request);
+    EXPECT_EQ(reply_value(host.sent(), "SetWirelessClientSettingsResult"), "REBOOT");
+    effects();
+    vanished ? host.abort() : host.finish();
+    const auto done = effects();
+    EXPECT_EQ(std::count(done.begin(), done.end(), "console Reload WLAN by HNAP\n"), 1) << vanished;
+    EXPECT_FALSE(host.dirty_slot());
+    host.accept();
+    host.receive(post("IsDeviceReady"));
+    effects();
+    host.finish();
+    EXPECT_EQ(effects(), std::vector<std::string>{kMarkerGone}) << "the next connection has none";
+  }
+}
+
 TEST_F(Classic, LeavesOtherRequestsAlone) {
   ClassicHost host;
   effects();

@@ -164,7 +164,7 @@ TEST_F(Lang, FileThatChangesWhileItIsRead) {
   for (unsigned at = 1; met; ++at) {
     load("A,1\n");
     device.files["/web/lang/STRINGS_EN.txt"] = "A,1\nB,2\nC,3\n";
-    device.fail({at, false});
+    device.fail({at});
     lang_init();
     met = device.fault_met();
     device.fail({});
