@@ -42,6 +42,9 @@ void call_handler(action_handler handler, host::Request& host_request) {
   if (error) {
     host_request.reply = make_error_page(error).view();
     host_request.status = 500;
+  } else if (!request.soap_action) {  // without memory for it no row is found
+    host_request.reply = soap_fault(nullptr).view();
+    host_request.status = 500;
   } else {
     host_request.reply = handler(request, action).view();
     host_request.status = 200;
