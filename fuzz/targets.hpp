@@ -1,23 +1,27 @@
 // One function for each kind of untrusted input. To add one: declare it here and in the table below, write it
-// in targets/, name it in CMakeLists.txt, and put seeds into seeds/<name>/.
+// in targets/, and put seeds into seeds/<name>/, named after what they hold.
 #pragma once
 
 #include <string_view>
 
 namespace kd::fuzz {
 
-void request_body(std::string_view input);  // line 1: SOAPAction, with a Content-Length behind its last quote
-void authorization(std::string_view input);  // the header
-void soap_action(std::string_view input);    // the header
-void scan_list(std::string_view input);      // the radio's report
-void station_table(std::string_view input);  // the driver's table; parts: table, "iwconfig", RSSI
-void client_list(std::string_view input);    // the daemon's file; parts: list, learned name, pid file
-void device_reports(
-    std::string_view input);  // parts: board id, "ps", EEPROM, counters, WPS status and progress
-void firmware_image(std::string_view input);   // an image, as it is and with its checksums repaired
-void firmware_upload(std::string_view input);  // the body with the image in base64
-void strings_file(std::string_view input);     // a language's strings
-void store_file(std::string_view input);       // a section of the store
+// What a client sends.
+void request_body(std::string_view input);     // line 1: SOAPAction; behind its last quote the Content-Length
+void authorization(std::string_view input);    // the header
+void soap_action(std::string_view input);      // the header
+void firmware_upload(std::string_view input);  // a body with an image in base64
+void firmware_image(std::string_view input);   // the image, as it is and with its checksums repaired
+
+// What the device's other programs report, some of it learned from the air. Parts end in a line "--".
+void scan_list(std::string_view input);
+void station_table(std::string_view input);   // the table, the uplink's "iwconfig", its RSSI
+void client_list(std::string_view input);     // the list, a learned device name, the daemon's pid file
+void device_reports(std::string_view input);  // board id, "ps", EEPROM, traffic, WPS status, WPS progress
+
+// The device's own files.
+void strings_file(std::string_view input);
+void store_file(std::string_view input);
 
 struct Target {
   const char* name;
