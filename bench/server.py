@@ -111,6 +111,20 @@ def processes_started(device):
         print("   ", call)
 
 
+def speed_test(device):
+    """DownloadSpeedTest beside a bare server that sends the same bytes from memory."""
+    done = subprocess.run(
+        [BUILD.parent / "bench" / "bin" / "speedtest", str(device.port), ":".join(device.login),
+         str(pid_of(device, "lighttpd"))],
+        capture_output=True, text=True, check=True,
+    )
+    print(done.stdout, end="")
+    rate = float(re.search(r"bare server = 1: ([\d.]+)", done.stdout).group(1))
+    report("DownloadSpeedTest: bare server's rate over the device's", 1 / rate, 1.43)
+    growth = float(re.search(r"= ([\d.]+) replies", done.stdout).group(1))
+    report("DownloadSpeedTest: growth of the server's peak memory", growth, 2.2, "replies")
+
+
 def main():
     with tempfile.TemporaryDirectory() as state:
         started = time.perf_counter()
@@ -125,6 +139,7 @@ def main():
         try:
             device_settings_cost(device)
             processes_started(device)
+            speed_test(device)
             with_module = resident_kb(pid_of(device, "lighttpd"))
         finally:
             device.stop()

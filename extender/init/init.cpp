@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -30,7 +31,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kShutdownTime{1000};  // for the web server to write a queued reply
-constexpr milliseconds kShortLife{2000};     // a server that ends sooner after its start did not come up
+constexpr useconds_t kRefuseAfterMicroseconds = 5000;
+constexpr milliseconds kRemindTime{100};  // between two requests to end, should the server miss one
+constexpr milliseconds kShortLife{2000};  // a server that ends sooner after its start did not come up
 constexpr int kMostShortLives = 3;
 
 // What runs besides the web server, in the order of its start.
@@ -169,11 +172,7 @@ void Init::drain_console() {
 
 void Init::server_ended(int status) {
   server_ = 0;
-  if (end_at_) {
-    // New connections are refused from now on. Not sooner: the server would complain about its socket.
-    ::shutdown(kListenerFd, SHUT_RDWR);
-    return;
-  }
+  if (end_at_) return;
   const std::string how = WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
                                               : "ended with status " + std::to_string(WEXITSTATUS(status));
   short_lives_ = Clock::now() - server_start_ < kShortLife ? short_lives_ + 1 : 0;
@@ -201,6 +200,10 @@ void Init::begin_shutdown() {
   if (end_at_) return;
   say("init: restarting");
   ::kill(-1, SIGTERM);
+  // From now on the device refuses, also while its server is still busy with the reply to the order. The
+  // moment in between lets an idle server end first: it would complain about its socket.
+  ::usleep(kRefuseAfterMicroseconds);
+  ::shutdown(kListenerFd, SHUT_RDWR);
   end_at_ = Clock::now() + kShutdownTime;
 }
 
@@ -215,8 +218,9 @@ void Init::take_signals() {
 int Init::next_timeout() const {
   const std::optional<Clock::time_point>& next = end_at_ ? end_at_ : ready_at_;
   if (!next) return -1;
-  const auto left = std::chrono::ceil<milliseconds>(*next - Clock::now()).count();
-  return left > 0 ? static_cast<int>(left) : 0;
+  auto left = std::chrono::ceil<milliseconds>(*next - Clock::now());
+  if (end_at_) left = std::min(left, kRemindTime);
+  return left.count() > 0 ? static_cast<int>(left.count()) : 0;
 }
 
 int Init::run() {
@@ -242,7 +246,9 @@ int Init::run() {
       say("init: device ready");
     }
     pollfd waiting[] = {{signals_.get(), POLLIN, 0}, {console_.get(), POLLIN, 0}, {kLifelineFd, POLLIN, 0}};
-    ::poll(waiting, 3, next_timeout());
+    const int events = ::poll(waiting, 3, next_timeout());
+    // A signal between the server's look at its flag and its wait for events is noticed a second later.
+    if (events == 0 && end_at_ && server_ > 0) ::kill(server_, SIGTERM);
     if (waiting[2].revents != 0) return 1;  // the launcher is gone: everything ends with this process
     if (waiting[1].revents != 0) drain_console();
     if (waiting[0].revents != 0) take_signals();

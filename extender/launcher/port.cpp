@@ -100,7 +100,7 @@ bool Probe::proceed() {
   }
   char byte;
   const bool answered = ::recv(socket_.get(), &byte, 1, 0) == 1;
-  if (!answered) socket_.reset();
+  socket_.reset();
   return answered;
 }
 

@@ -32,9 +32,10 @@ class Probe {
   explicit Probe(std::uint16_t port);
   int fd() const { return socket_.get(); }
   short events() const;
-  // Call when the descriptor is ready. True when the first bytes of the answer are there.
+  // Call when the descriptor is ready. True when the first bytes of the answer are there; done, also with
+  // a failure, from then on.
   bool proceed();
-  bool failed() const { return !socket_; }
+  bool done() const { return !socket_; }
 
  private:
   Fd socket_;

@@ -42,25 +42,10 @@ void add_line(const std::string& path, std::string text, const radio::Record& re
 }
 
 void drop_lines(const std::string& path, const char* field, const std::string& value, bool address) {
-  replace(path, without_records(read_file_or_empty(path), field, value, address));
+  replace(path, radio::without_records(read_file_or_empty(path), field, value, address));
 }
 
 }  // namespace
-
-std::string without_records(std::string_view text, std::string_view field, std::string_view value,
-                            bool address) {
-  std::string kept;
-  while (!text.empty()) {
-    const std::size_t end = text.find('\n');
-    const std::string_view line = text.substr(0, end == std::string_view::npos ? end : end + 1);
-    text.remove_prefix(line.size());
-    const radio::Record record = radio::parse_record(line);
-    const std::string found = record.text(field);
-    const bool matches = record.has(field) && (address ? radio::same_address(found, value) : found == value);
-    if (!matches) kept += line;
-  }
-  return kept;
-}
 
 int add_network(const std::string& state, const std::vector<std::string>& fields) {
   const radio::Record record = record_of(fields);

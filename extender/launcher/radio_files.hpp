@@ -4,7 +4,6 @@
 #define KD_EXTENDER_RADIO_FILES_HPP
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace kd {
@@ -16,11 +15,6 @@ int connect_client(const std::string& state, const std::vector<std::string>& fie
 int disconnect_client(const std::string& state, const std::string& mac);
 // "up", "down" or fields of the link.
 int change_link(const std::string& state, const std::vector<std::string>& words);
-
-// The text without the lines whose record has this field with this value; other lines stay byte for byte.
-// Addresses compare without letter case.
-std::string without_records(std::string_view text, std::string_view field, std::string_view value,
-                            bool address);
 
 }  // namespace kd
 

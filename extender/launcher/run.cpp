@@ -10,17 +10,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <optional>
 
-#include "common/layout.hpp"
 #include "common/settings.hpp"
 #include "init/exit_status.hpp"
+#include "launcher/device_view.hpp"
 #include "launcher/port.hpp"
 #include "launcher/sandbox.hpp"
 #include "launcher/state.hpp"
-
-namespace fs = std::filesystem;
 
 namespace kd {
 namespace {
@@ -28,64 +25,6 @@ namespace {
 constexpr std::size_t kLastConsoleLines = 15;
 
 enum class BootEnd { restart, stopped, powered_off };
-
-void require_file(const std::string& path, const char* what, const char* option) {
-  if (!fs::is_regular_file(path))
-    throw Failure(std::string("no ") + what + " at " + path + " (" + option + ")");
-}
-
-bool below_usr(const std::string& path) {
-  return path.rfind("/usr/", 0) == 0;
-}
-
-std::string in_server_directory(const std::string& host_path) {
-  return std::string(layout::kServerDirectory) + "/" + fs::path(host_path).filename().string();
-}
-
-// What the device sees of the host.
-std::vector<Source> sources(const Options& options, const State& state) {
-  std::vector<Source> list = {
-      {"/usr", "/usr"},
-      {program_path(), layout::kProgram},
-      {options.store_library, std::string(layout::kLibraryDirectory) + "/libnvram.so"},
-      {options.preload, layout::kPreloadLibrary},
-      {state.scenario(), layout::kScenario},
-      {shared_directory() + "/scenarios/home", layout::kHomeScenario},
-      {exists(state.scenario() + "/web") ? state.scenario() + "/web" : shared_directory() + "/web",
-       layout::kWeb},
-      {state.flash(), layout::kFlash, true},
-      {state.radio(), layout::kRadio, true},
-  };
-  if (options.module != "none") {
-    list.push_back({options.module, std::string(layout::kServerDirectory) + "/mod_kd_hnap.so"});
-  }
-  if (!below_usr(options.server)) list.push_back({options.server, in_server_directory(options.server)});
-  if (!options.server_modules.empty() && !below_usr(options.server_modules)) {
-    list.push_back({options.server_modules, "/opt/server_modules"});
-  }
-  for (const char* device :
-       {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"}) {
-    list.push_back({device, device});
-  }
-  return list;
-}
-
-std::string server_modules_inside(const Options& options) {
-  if (options.server_modules.empty()) return "/usr/lib/lighttpd";
-  return below_usr(options.server_modules) ? options.server_modules : "/opt/server_modules";
-}
-
-std::vector<std::string> init_arguments(const Options& options, const State& state, int boot, int port) {
-  const Settings settings = read_settings(state.scenario_file("settings"));
-  return {
-      "boot=" + std::to_string(boot),
-      "port=" + std::to_string(port),
-      "server=" + (below_usr(options.server) ? options.server : in_server_directory(options.server)),
-      "server_modules=" + server_modules_inside(options),
-      "module=" + std::string(options.module == "none" ? "no" : "yes"),
-      "ready_delay=" + std::to_string(options.ready_delay.value_or(settings.ready_delay)),
-  };
-}
 
 class Signals {
  public:
@@ -131,6 +70,39 @@ void print_welcome(const Options& options, const State& state, const Port& port)
   std::fflush(stdout);
 }
 
+// Ends the device's first process, and with it everything inside, on every way out.
+class Child {
+ public:
+  explicit Child(pid_t pid) : pid_(pid) {}
+  Child(const Child&) = delete;
+  ~Child() {
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+  // The exit status when it has ended.
+  std::optional<int> ended() {
+    int status = 0;
+    if (::waitpid(pid_, &status, WNOHANG) != pid_) return std::nullopt;
+    pid_ = 0;
+    return status;
+  }
+
+ private:
+  pid_t pid_;
+};
+
+struct Pipe {
+  Fd read;
+  Fd write;
+};
+
+Pipe open_pipe() {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) throw Failure(std::string("pipe: ") + std::strerror(errno));
+  return {Fd(ends[0]), Fd(ends[1])};
+}
+
 // One run of the launcher: the socket, the state and the boots.
 class Launcher {
  public:
@@ -165,7 +137,9 @@ class Launcher {
   BootEnd run_boot(int boot);
   BootEnd judge_end(int status) const;
   [[noreturn]] void fail_with_console(const std::string& what) const;
-  void read_report(int fd);
+  BootEnd watch(Child& child, Fd& status, int boot);
+  bool read_report(int fd) const;
+  void announce(int boot) const;
   bool pause() const;
 
   const Options& options_;
@@ -174,7 +148,6 @@ class Launcher {
   State state_;
   Port port_;
   int pause_;
-  bool ready_ = false;
 };
 
 // Waits between two boots; false when a signal ends the run.
@@ -186,93 +159,66 @@ bool Launcher::pause() const {
   return true;
 }
 
-// Ends the device's first process, and with it everything inside, on every way out.
-class Child {
- public:
-  explicit Child(pid_t pid) : pid_(pid) {}
-  Child(const Child&) = delete;
-  ~Child() {
-    if (pid_ <= 0) return;
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-  }
-  // The exit status when it has ended.
-  std::optional<int> ended() {
-    int status = 0;
-    if (::waitpid(pid_, &status, WNOHANG) != pid_) return std::nullopt;
-    pid_ = 0;
-    return status;
-  }
-
- private:
-  pid_t pid_;
-};
-
 BootEnd Launcher::run_boot(int boot) {
   state_.hand_over();
   port_.open();
-  int status_pipe[2];
-  int lifeline[2];
-  if (::pipe2(status_pipe, O_CLOEXEC) != 0) throw Failure(std::string("pipe: ") + std::strerror(errno));
-  Fd status_read(status_pipe[0]);
-  Fd status_write(status_pipe[1]);
-  if (::pipe2(lifeline, O_CLOEXEC) != 0) throw Failure(std::string("pipe: ") + std::strerror(errno));
-  Fd lifeline_read(lifeline[0]);
-  const Fd lifeline_write(lifeline[1]);
-
+  Pipe status = open_pipe();
+  Pipe lifeline = open_pipe();
   const Boot request{sources(options_, state_),
                      identity_,
                      init_arguments(options_, state_, boot, port_.number()),
                      port_.listener(),
                      state_.console_log(),
-                     status_write.get(),
-                     lifeline_read.get()};
+                     status.write.get(),
+                     lifeline.read.get()};
   const pid_t pid = start_boot(request);
   Child child(pid);
-  status_write.reset();
-  lifeline_read.reset();
+  status.write.reset();
+  lifeline.read.reset();
   state_.record_device({port_.url(), pid, ::getpid()}, boot);
+  return watch(child, status.read, boot);
+}
 
-  ready_ = false;
+BootEnd Launcher::watch(Child& child, Fd& status, int boot) {
   std::optional<Probe> probe;
   for (;;) {
     pollfd waiting[3] = {{signals_.fd(), POLLIN, 0},
-                         {status_read ? status_read.get() : -1, POLLIN, 0},
+                         {status ? status.get() : -1, POLLIN, 0},
                          {probe ? probe->fd() : -1, probe ? probe->events() : short{0}, 0}};
-    if (::poll(waiting, 3, -1) < 0 && errno != EINTR)
+    if (::poll(waiting, 3, -1) < 0 && errno != EINTR) {
       throw Failure(std::string("poll: ") + std::strerror(errno));
-
+    }
     if (waiting[1].revents != 0) {
-      read_report(status_read.get());
-      status_read.reset();
-      if (ready_) probe.emplace(port_.number());
+      if (read_report(status.get())) probe.emplace(port_.number());
+      status.reset();
     }
     if (waiting[2].revents != 0 && probe) {
-      if (probe->proceed()) {
-        probe.reset();
-        if (boot == 1) {
-          print_welcome(options_, state_, port_);
-        } else {
-          std::printf("The device is back (boot %d).\n", boot);
-          std::fflush(stdout);
-        }
-      } else if (probe->failed()) {
-        probe.reset();
-      }
+      if (probe->proceed()) announce(boot);
+      if (probe->done()) probe.reset();
     }
     if (waiting[0].revents != 0) {
       if (signals_.take()) return BootEnd::stopped;
-      if (const std::optional<int> status = child.ended()) return judge_end(*status);
+      if (const std::optional<int> ended = child.ended()) return judge_end(*ended);
     }
   }
 }
 
-void Launcher::read_report(int fd) {
+void Launcher::announce(int boot) const {
+  if (boot == 1) {
+    print_welcome(options_, state_, port_);
+  } else {
+    std::printf("The device is back (boot %d).\n", boot);
+    std::fflush(stdout);
+  }
+}
+
+// True when the device is up; false when it ended before, which its exit status explains.
+bool Launcher::read_report(int fd) const {
   Report report{};
-  if (::read(fd, &report, sizeof report) != sizeof report) return;  // its end says what happened
+  if (::read(fd, &report, sizeof report) != sizeof report) return false;
   report.step[sizeof report.step - 1] = '\0';
   if (report.kind == Report::sandbox_refused) throw Refusal{report.step, report.error};
-  ready_ = true;
+  return true;
 }
 
 BootEnd Launcher::judge_end(int status) const {
@@ -296,17 +242,6 @@ void Launcher::fail_with_console(const std::string& what) const {
     if (log[start - 1] == '\n' && start != log.size() && ++lines == kLastConsoleLines) break;
   }
   throw Failure(what + "; the end of " + state_.directory() + "/console.log:\n" + log.substr(start));
-}
-
-void check_files(const Options& options) {
-  require_file(options.server, "web server", "--host-lighttpd; package lighttpd");
-  require_file(options.preload, "preload library", "--preload");
-  require_file(options.store_library, "store library", "--store-library");
-  if (options.module != "none") require_file(options.module, "module", "--module; \"none\" boots without");
-  for (const char* needed :
-       {"/usr/bin/dash", "/usr/bin/grep", "/usr/bin/sed", "/usr/bin/cat", "/usr/bin/rm"}) {
-    require_file(needed, "device shell tool", "the device takes it from the host");
-  }
 }
 
 }  // namespace

@@ -72,7 +72,8 @@ std::optional<RunningDevice> find_running(const std::string& state) {
 State::State(const Options& options, const Identity& identity)
     : directory_(options.state), identity_(identity) {
   try {
-    fs::create_directories(directory_);
+    const bool made = fs::create_directories(directory_);
+    if (made) give_to_device_user(directory_);
     lock_ = Fd(::open((directory_ + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     if (!lock_) fail(directory_ + "/lock");
     if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -132,24 +133,33 @@ void State::fill_store() const {
   if (parsed.status != store::ParseStatus::ok) {
     throw Failure(defaults + ", line " + std::to_string(parsed.line) + ": no well-formed store file");
   }
-  const std::string flash_directory = flash();
-  if (!exists(flash_directory + "/2860.nvram")) {
+  const std::string directory = flash();
+  if (!exists(directory + "/2860.nvram")) {
     store::Lock lock;
-    if (!lock.acquire(flash_directory.c_str(), 0) ||
-        !store::replace_section(flash_directory.c_str(), 0, table)) {
-      fail(flash_directory);
-    }
+    if (!lock.acquire(directory.c_str(), 0) || !store::replace_section(directory.c_str(), 0, table))
+      fail(directory);
+    return;
+  }
+  store::Table stored;
+  if (store::read_section(directory.c_str(), 0, stored) != store::ReadStatus::ok) {
+    throw Failure(directory +
+                  "/2860.nvram is damaged or cannot be read; repair it, or start anew with --fresh");
   }
 }
 
+void State::give_to_device_user(const std::string& path) const {
+  if (::geteuid() == 0 && ::lchown(path.c_str(), identity_.uid, identity_.gid) != 0 && errno != ENOENT)
+    fail(path);
+}
+
 void State::hand_over() const {
-  if (::geteuid() != 0) return;
+  // With sudo this also lets the user run the device without it the next time.
+  for (const char* file : {"lock", "scenario", "device", "console.log"})
+    give_to_device_user(directory_ + "/" + file);
   for (const std::string& part : {flash(), radio()}) {
-    if (::chown(part.c_str(), identity_.uid, identity_.gid) != 0) fail(part);
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(part)) {
-      if (::lchown(entry.path().c_str(), identity_.uid, identity_.gid) != 0 && errno != ENOENT)
-        fail(entry.path());
-    }
+    give_to_device_user(part);
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(part))
+      give_to_device_user(entry.path());
   }
 }
 

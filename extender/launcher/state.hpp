@@ -55,7 +55,7 @@ class State {
   // A file of the scenario, or of `home` when the scenario has none of that name.
   std::string scenario_file(const std::string& name) const;
 
-  // Hands flash/ and radio/ to the device's user: root may have edited them since the last boot.
+  // Hands our files to the device's user: root may have edited some since the last boot.
   void hand_over() const;
 
   void record_device(const RunningDevice& device, int boot) const;
@@ -65,6 +65,7 @@ class State {
   void choose_scenario(const Options& options);
   void fill_radio() const;
   void fill_store() const;
+  void give_to_device_user(const std::string& path) const;  // does nothing unless root runs it
 
   std::string directory_;
   std::string scenario_;

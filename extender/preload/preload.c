@@ -6,6 +6,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/wireless.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -24,7 +25,8 @@ enum {
   REQUEST_WPS_STATUS = 35822,  /* as the link state */
   SUBCOMMAND_LINK_STATE = 0x060B,
   EEPROM_BUFFER_SIZE = 4096,
-  ERASED_WORD = 0xFFFF
+  ERASED_WORD = 0xFFFF,
+  MOST_REFUSAL_WAITS = 500 /* milliseconds */
 };
 
 static int listener = -1; /* the launcher's socket, which listens outside of the device's network */
@@ -136,6 +138,41 @@ int bind(int fd, const struct sockaddr* address, socklen_t length) {
   int (*call)(int, const struct sockaddr*, socklen_t) = NULL;
   *(void**)&call = real("bind");
   return call(fd, address, length);
+}
+
+static int refuses(void) {
+  int listening = 0;
+  socklen_t size = sizeof listening;
+  return getsockopt(listener, SOL_SOCKET, SO_ACCEPTCONN, &listening, &size) != 0 || listening == 0;
+}
+
+/* A socket that refuses has nothing to accept; the server need not complain about it while it ends. */
+static int refused(int result) {
+  if (result < 0 && errno == EINVAL && refuses()) errno = EAGAIN;
+  return result;
+}
+
+int accept(int fd, struct sockaddr* address, socklen_t* length) {
+  int (*call)(int, struct sockaddr*, socklen_t*) = NULL;
+  *(void**)&call = real("accept");
+  return refused(call(fd, address, length));
+}
+
+int accept4(int fd, struct sockaddr* address, socklen_t* length, int flags) {
+  int (*call)(int, struct sockaddr*, socklen_t*, int) = NULL;
+  *(void**)&call = real("accept4");
+  return refused(call(fd, address, length, flags));
+}
+
+/* An order to restart returns when the device refuses connections. Otherwise a client that has its reply
+ * could reach the ending server once more, and take it for the restarted one. */
+int kill(pid_t pid, int signal) {
+  int (*call)(pid_t, int) = NULL;
+  *(void**)&call = real("kill");
+  const int result = call(pid, signal);
+  if (pid != 1 || signal != SIGTERM || result != 0) return result;
+  for (int i = 0; i < MOST_REFUSAL_WAITS && !refuses(); ++i) usleep(1000);
+  return result;
 }
 
 static const char* redirected(const char* path) {

@@ -118,4 +118,19 @@ bool same_address(std::string_view a, std::string_view b) {
                     [](char x, char y) { return upper(x) == upper(y); });
 }
 
+std::string without_records(std::string_view text, std::string_view field, std::string_view value,
+                            bool address) {
+  std::string kept;
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end == std::string_view::npos ? end : end + 1);
+    text.remove_prefix(line.size());
+    const Record record = parse_record(line);
+    const std::string found = record.text(field);
+    const bool matches = record.has(field) && (address ? same_address(found, value) : found == value);
+    if (!matches) kept += line;
+  }
+  return kept;
+}
+
 }  // namespace kd::radio

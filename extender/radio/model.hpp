@@ -67,8 +67,13 @@ std::vector<Client> parse_clients(std::string_view text);
 Link parse_link(std::string_view text);
 std::string format_link(const Link& link);
 
-// The key by which a line of a file is found again: names compare exactly, addresses without letter case.
+// Addresses and hexadecimal keys compare without letter case.
 bool same_address(std::string_view a, std::string_view b);
+
+// The text without the lines whose record has this field with this value (compared as an address, or
+// exactly); every other line, comments too, stays byte for byte.
+std::string without_records(std::string_view text, std::string_view field, std::string_view value,
+                            bool address);
 
 }  // namespace kd::radio
 

@@ -26,7 +26,10 @@ const client_security* find_security(std::string_view type) {
 }
 
 bool allows(const client_security& security, std::string_view encryption) {
-  return encryption == security.encryptions[0] || encryption == view_of(security.encryptions[1]);
+  for (const char* allowed : security.encryptions) {
+    if (allowed && encryption == allowed) return true;
+  }
+  return false;
 }
 
 const char* check_wep_key(std::string_view encryption, const char* key) {

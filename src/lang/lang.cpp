@@ -46,6 +46,11 @@ std::size_t file_size(const char* path) {
   return static_cast<std::size_t>(status.st_size);
 }
 
+void free_table() {
+  currentLang.reset();
+  csb.reset();
+}
+
 // Zeroed memory for every line and for every byte of the file.
 bool allocate_table(std::size_t lines, std::size_t bytes) {
   // An empty file is no failure, so never ask for nothing.
@@ -54,8 +59,7 @@ bool allocate_table(std::size_t lines, std::size_t bytes) {
   csb.reset(static_cast<char*>(std::calloc(std::max<std::size_t>(bytes, 1), 1)));
   csb_size = bytes;
   if (currentLang && csb) return true;
-  currentLang.reset();
-  csb.reset();
+  free_table();
   return false;
 }
 
@@ -121,7 +125,11 @@ int lang_init() {
     return 0;
   }
   const std::int32_t loaded = load_table(path);
-  if (loaded > 0) multiLangInit = '1';
+  if (loaded > 0) {
+    multiLangInit = '1';
+  } else {
+    free_table();  // nobody looks into it, and lang_free would pass it over
+  }
   if (loaded != langCounter) {
     console_printf(
         "lang_init: Please check mem content and original string file, that seems lose some row content!\n");
@@ -152,8 +160,7 @@ void lang_free() {
   }
   console_printf("lang_free: Start to release multi-lang mapping.\n");
   langCounter = 0;
-  currentLang.reset();
-  csb.reset();
+  free_table();
   multiLangInit = '0';
   console_printf("lang_free: End of release multi-lang mapping.\n");
 }

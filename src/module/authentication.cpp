@@ -45,7 +45,9 @@ bool kd_hnap_is_authorized(hnap_request& request) {
   request.auth_user = copy_of(user);
   request.auth_password = copy_of(password);
 
-  const bool authorized = is_stored("Login", user) && is_stored("Password", password);
+  // Without memory for the name there is nobody whom a handler could compare with.
+  const bool authorized = request.auth_user && request.auth_password && is_stored("Login", user) &&
+                          is_stored("Password", password);
   kd_hnap_printf(&request, kModuleSource, __LINE__, "%s",
                  authorized ? "Authorization successful" : "Authorization failed");
   return authorized;

@@ -13,10 +13,6 @@ constexpr const char* kPolicyKey = "AccessPolicy0";
 constexpr const char* kListKey = "AccessControlList0";
 enum filter_policy { kOff = 0, kAllow = 1, kDeny = 2 };
 
-bool is_hex_digit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-}
-
 bool has_mac_form(std::string_view text) {
   if (text.size() != kMacLength) return false;
   for (std::size_t i = 0; i < text.size(); ++i) {

@@ -3,9 +3,10 @@ import pytest
 from virtual_extender import Device, NoSandbox
 
 
-def boot(state):
+def boot(state, *options):
+    """A running device; where there can be none the test is skipped with the reason."""
     try:
-        return Device(state)
+        return Device(state, *options)
     except NoSandbox as reason:
         pytest.skip(f"no sandbox here: {reason}")
 

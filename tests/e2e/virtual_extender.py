@@ -5,6 +5,7 @@ import pathlib
 import re
 import signal
 import socket
+import struct
 import subprocess
 import time
 
@@ -76,16 +77,27 @@ class Device:
                 reply += piece
             return reply
 
-    def run(self, *command, check=True):
-        """Runs a command inside the device."""
+    def send_and_leave(self, data):
+        """Sends raw bytes and resets the connection without reading anything."""
+        connection = socket.create_connection(("127.0.0.1", self.port), timeout=30)
+        connection.sendall(data)
+        connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        connection.close()
+
+    def command(self, subcommand, *words, check=True):
+        """Runs a sub-command of the extender for this device."""
         done = subprocess.run(
-            [BUILD / "bin" / "extender", "exec", "--state", self.state, "--", *command],
+            [BUILD / "bin" / "extender", *subcommand, "--state", self.state, *words],
             capture_output=True,
             text=True,
             timeout=30,
             check=check,
         )
         return done.stdout
+
+    def run(self, *command, check=True):
+        """Runs a command inside the device."""
+        return self.command(["exec"], "--", *command, check=check)
 
     def exists(self, path):
         return self.run("sh", "-c", f"test -e {path} && echo yes", check=False) == "yes\n"

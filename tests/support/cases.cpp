@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/flags.hpp"
+#include "lang/lang.hpp"
 #include "module/intake.hpp"
 #include "module/mod_kd_hnap.hpp"
 #include "xml/envelope.hpp"
@@ -15,15 +16,6 @@ namespace {
 
 constexpr const char* kMarker = "run echo 1 > /tmp/postponeSiteSurvey";
 constexpr const char* kMarkerGone = "run rm -f /tmp/postponeSiteSurvey";
-
-const std::string kEnvelopeStart =
-    "<soap:Envelope xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
-    "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
-    "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\">";
-const std::string kEnvelopeEnd = "Response>\n</soap:Body>\n</soap:Envelope>\n";
-const std::string kFaultEnd =
-    "</faultstring>\r\n<detail />\r\n</soap:Fault>\r\n</soap:Body>\r\n</soap:Envelope>";
-const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n";
 
 // The tags that lines begin with: the shape of a reply, whatever its texts say.
 std::string shape(std::string_view reply) {
@@ -95,7 +87,7 @@ Outcome run(const Trial& trial, HeapFault heap_fault = {}, Fault fault = {}) {
   outcome.request = trial.request;
   HeapWatch heap;
   heap.fail(heap_fault);
-  device.fault = fault;
+  device.fail(fault);
   deliver(trial, outcome.request);
   outcome.changes = device.changes();
   hnap_connection_close_callback(outcome.request.action, connection_uri::hnap);
@@ -103,17 +95,21 @@ Outcome run(const Trial& trial, HeapFault heap_fault = {}, Fault fault = {}) {
   outcome.fault_met = heap.fault_met() || device.fault_met();
 
   heap.fail({});
-  device.fault = {};
+  device.fail({});
   outcome.faults = device.misuse() + wrong_with(outcome.request);
   if (flags.hnap_error_flag) outcome.faults += "hnap_error_flag is set\n";
   flags.hnap_reboot_flag = false;  // the device has restarted
+  lang_free();                     // a loaded language stays between requests
   outcome.faults += probe() + heap.leaks();
   return outcome;
 }
 
+// Letting the site survey go on counts as nothing, nor does what is said on the console: a failure may do
+// more of both.
 bool is_part_of(const std::vector<std::string>& some, const std::vector<std::string>& all) {
   auto at = all.begin();
   for (const std::string& line : some) {
+    if (line == kMarkerGone || line.starts_with("console ")) continue;
     at = std::find(at, all.end(), line);
     if (at++ == all.end()) return false;
   }
@@ -151,67 +147,29 @@ Trial trial_of(const ActionCase& row) {
 
 }  // namespace
 
-const char* const kOutOfMemory =
-    "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
-    "<soap:Envelope xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
-    "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
-    "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\">"
-    "<soap:Body><ErrorOutOfMemoryResponse xmlns=\"http://purenetworks.com/HNAP1/\">\r\n"
-    "</ErrorOutOfMemoryResponse>\r\n"
-    "<Result>ERROR</Result></soap:Body></soap:Envelope>";
-
-std::string whole_reply(std::string_view action, std::string_view inside, std::string_view reply_namespace) {
-  const std::string response = std::string{action} + "Response";
-  return kDeclaration + kEnvelopeStart + "\n<soap:Body>\n<" + response + " xmlns=\"" +
-         std::string{reply_namespace} + "\">\n" + std::string{inside} + "</" + response +
-         ">\n</soap:Body>\n</soap:Envelope>\n";
-}
-
-std::string error_page_of(std::string_view message) {
-  const std::string text{message};
-  std::string page = "<html><head><title>Document Error: " + text +
-                     "</title></head>\r\n\t\t<body><h2>Access Error: " + text + "</h2>\r\n\t\t<p>" + text +
-                     "</p></body></html>\r\n";
-  page.resize(511);
-  return page;
-}
-
 std::string wrong_with(const host::Request& request) {
   const std::string& reply = request.reply;
   switch (request.status) {
+    case 0:
+      return request.method == host::Method::other && reply.empty() ? "" : "no answer";
     case 200:
-      if (reply == kOutOfMemory) return "";
-      if (reply.starts_with(kDeclaration + kEnvelopeStart + "\n") && reply.ends_with(kEnvelopeEnd)) return "";
-      return "no whole reply: " + reply;
+      return is_whole_reply(reply) || reply == kOutOfMemory ? "" : "no whole reply: " + reply;
     case 401:
       return request.refused && reply.empty() ? "" : "no plain refusal";
-    case 500:
+    case 500: {
+      // Without memory for its copy the action is an unknown one without a name.
+      const std::string_view action = soap_action_of(host::header(request, "SOAPAction").value_or(""));
+      if (reply == kOutOfMemory || reply == fault_of("") || reply == fault_of(head(action, 3))) return "";
       for (const char* message : {"XML PARSE CREATE ERROR", "NEW XML TREE ERROR",
                                   "XML PARSE STATUS NOT OK ERROR", "CONTENT LEN == 0 XML PARSE ERROR",
                                   "CONTENT LEN < 0 XML PARSE ERROR", "HANDLE REQUEST INITIAL ERROR"}) {
         if (reply == error_page_of(message)) return "";
       }
-      return reply == kOutOfMemory || reply.ends_with(kFaultEnd) ? "" : "no whole page: " + reply;
-    case 0:
-      return request.method == host::Method::other && reply.empty() ? "" : "no answer";
+      return "no whole page: " + reply;
+    }
     default:
       return "status " + std::to_string(request.status);
   }
-}
-
-DeviceTest::DeviceTest() {
-  flags = {};
-  prepare_extender(device);
-}
-
-void DeviceTest::TearDown() {
-  EXPECT_EQ(heap.leaks(), "");
-  EXPECT_EQ(device.misuse(), "");
-  flags = {};
-}
-
-std::vector<std::string> DeviceTest::effects() {
-  return std::exchange(device.journal, {});
 }
 
 void PrintTo(const ActionCase& row, std::ostream* out) {

@@ -17,33 +17,17 @@
 #include <vector>
 
 #include "actions/kd_hnap_handler.hpp"
-#include "support/device.hpp"
-#include "support/heap.hpp"
+#include "support/fixture.hpp"
 #include "support/host_double.hpp"
-#include "support/setups.hpp"
 #include "xml/namespaces.hpp"
 
 namespace kd::test {
 
-// A started extender whose heap is watched. At the end nothing may be allocated or open, and the flags are
-// clean.
-class DeviceTest : public ::testing::Test {
- protected:
-  DeviceTest();
-  void TearDown() override;
-
-  // The journal since the last call.
-  std::vector<std::string> effects();
-
-  Device device;
-  HeapWatch heap;
-};
-
 struct ActionCase {
   const char* name;  // what is special
   const char* action;
-  Arguments arguments;
-  std::string reply;  // what lies inside the response element; without any "<" the text of its only result
+  Arguments arguments = {};
+  std::string reply = "";  // what lies inside the response element; without any "<" the text of its only result
   std::vector<std::string> changes = {};  // Device::changes() of the request, without the survey marker's
   void (*prepare)(Device&) = nullptr;     // the device, besides prepare_extender
   int deferred = 0;                       // the action code for the connection's end
@@ -55,12 +39,6 @@ struct ActionCase {
 
 void PrintTo(const ActionCase& row, std::ostream* out);
 std::string row_name(const ::testing::TestParamInfo<ActionCase>& info);
-// The same for any table whose rows have a name: letters and digits of it.
-std::string identifier(std::string_view name);
-template <class Row>
-std::string any_row_name(const ::testing::TestParamInfo<Row>& info) {
-  return identifier(info.param.name);
-}
 
 // One request on a device of its own. Every fault that it can meet happens in turn; whatever comes of it, the
 // client gets a defined answer, nothing leaks, the device is changed as without the fault or less, and the
@@ -76,12 +54,6 @@ void survive_each_failed_effect(const Trial& trial);
 void survive_each_fault(const Trial& trial);
 
 class ActionTest : public ::testing::TestWithParam<ActionCase> {};
-
-// The whole reply around what lies inside the response element.
-std::string whole_reply(std::string_view action, std::string_view inside, std::string_view reply_namespace);
-extern const char* const kOutOfMemory;
-// The page of 511 bytes, NUL bytes at its end.
-std::string error_page_of(std::string_view message);
 
 // A reply that the module may give when something failed: complete XML, the out-of-memory reply, a fault or
 // error page, or the challenge. Empty when it is one, else what is wrong.

@@ -60,6 +60,11 @@ void Device::at(unsigned seconds, Step step) {
   later_.emplace(std::uint64_t{seconds} * 1000000, std::move(step));
 }
 
+void Device::fail(Fault fault) {
+  fault_ = fault;
+  effects_ = 0;
+}
+
 void Device::sleep(std::uint64_t microseconds) {
   now_ += microseconds;
   if (seconds() > 100000) give_up("waits for ever");

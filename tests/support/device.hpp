@@ -63,8 +63,9 @@ class Device {
   // The journal without the lines that only read.
   std::vector<std::string> changes() const;
 
-  Fault fault;
-  bool fault_met() const { return fault.at != 0 && effects_ >= fault.at; }
+  // Counts the effects from here on.
+  void fail(Fault fault);
+  bool fault_met() const { return fault_.at != 0 && effects_ >= fault_.at; }
   // What was closed wrongly or is still open; empty when all is well.
   std::string misuse() const;
 
@@ -82,7 +83,8 @@ class Device {
   const std::string* path_of(int number) const;
   bool close_number(int number);
   // Counts an effect; true when it is the one to go wrong.
-  bool goes_wrong() { return ++effects_ == fault.at; }
+  bool goes_wrong() { return ++effects_ == fault_.at; }
+  bool cuts() const { return fault_.cut; }
   void note(std::string line) { journal.push_back(std::move(line)); }
   void run(std::string_view command, bool cut);
   std::string output_of(std::string_view command);
@@ -92,6 +94,7 @@ class Device {
 
  private:
   std::uint64_t now_ = 0;
+  Fault fault_;
   unsigned effects_ = 0;
   std::multimap<std::uint64_t, Step> later_;
   std::vector<Stream*> streams_;

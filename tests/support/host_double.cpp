@@ -1,6 +1,5 @@
 #include "support/host_double.hpp"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -77,41 +76,10 @@ void log_error(Request& request, unsigned, const char* text, const char* detail)
 
 namespace kd::test {
 
-std::string elements(const Arguments& arguments) {
-  std::string all;
-  for (const auto& [name, value] : arguments) all += "<" + name + ">" + value + "</" + name + ">";
-  return all;
-}
-
-std::string envelope(std::string_view action, std::string_view arguments, std::string_view action_namespace) {
-  const std::string name{action};
-  return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
-         "<soap:Envelope xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\"><soap:Body><" +
-         name + " xmlns=\"" + std::string{action_namespace} + "\">" + std::string{arguments} + "</" + name +
-         "></soap:Body></soap:Envelope>\n";
-}
-
-std::string base64(std::string_view text) {
-  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string encoded;
-  for (std::size_t i = 0; i < text.size(); i += 3) {
-    unsigned bits = 0;
-    const std::size_t count = std::min<std::size_t>(3, text.size() - i);
-    for (std::size_t k = 0; k < 3; ++k) {
-      bits = bits << 8 | (k < count ? static_cast<unsigned char>(text[i + k]) : 0U);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
-      encoded += k <= count ? kAlphabet[bits >> (18 - 6 * k) & 63] : '=';
-    }
-  }
-  return encoded;
-}
-
 host::Request soap_request(std::string_view action, const Arguments& arguments,
                            std::string_view action_namespace) {
   host::Request request;
-  request.headers = {{"SOAPAction", "\"" + std::string{action_namespace} + std::string{action} + "\""},
-                     {"Authorization", "Basic " + base64("admin:password")}};
+  request.headers = soap_headers(action, action_namespace);
   request.body = envelope(action, elements(arguments), action_namespace);
   return request;
 }
@@ -125,14 +93,6 @@ bool send(host::Request& request) {
   if (!wants(request)) return false;
   handle(request);
   return true;
-}
-
-std::optional<std::string> reply_value(std::string_view reply, std::string_view element) {
-  const std::string start = "<" + std::string{element} + ">", end = "</" + std::string{element} + ">";
-  const std::size_t at = reply.find(start);
-  const std::size_t until = reply.find(end, at);
-  if (at == std::string_view::npos || until == std::string_view::npos) return std::nullopt;
-  return std::string{reply.substr(at + start.size(), until - at - start.size())};
 }
 
 }  // namespace kd::test

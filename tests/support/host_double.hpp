@@ -6,17 +6,17 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "host/host.hpp"
+#include "support/requests.hpp"
 
 namespace kd::host {
 
 struct Request {
   Method method = Method::post;
   std::optional<std::string> uri = "/HNAP1/";
-  std::vector<std::pair<std::string, std::string>> headers;
+  test::Headers headers;
   std::string body;
   std::optional<std::uint64_t> content_length;  // the body's length unless given
 
@@ -24,7 +24,7 @@ struct Request {
   bool finished = false;  // the reply is complete as queued
   bool refused = false;   // the server's own page follows
   std::string reply;
-  std::vector<std::pair<std::string, std::string>> reply_headers;
+  test::Headers reply_headers;
   std::vector<std::string> log;
   int action = 0;
 };
@@ -33,15 +33,6 @@ struct Request {
 
 namespace kd::test {
 
-using Arguments = std::vector<std::pair<std::string, std::string>>;
-
-// The arguments as elements; a value is XML, so that one can hold elements of its own.
-std::string elements(const Arguments& arguments);
-// A whole envelope around one action element, with its namespace.
-std::string envelope(std::string_view action, std::string_view arguments, std::string_view action_namespace);
-
-std::string base64(std::string_view text);
-
 // A POST with the credentials of `prepare_extender`.
 host::Request soap_request(std::string_view action, const Arguments& arguments = {},
                            std::string_view action_namespace = "http://purenetworks.com/HNAP1/");
@@ -49,8 +40,5 @@ void set_header(host::Request& request, std::string_view name, std::string_view 
 
 // Hands the request to the module if that wants it; false when it does not.
 bool send(host::Request& request);
-
-// The text of the first such element in a reply; nothing when there is none.
-std::optional<std::string> reply_value(std::string_view reply, std::string_view element);
 
 }  // namespace kd::test

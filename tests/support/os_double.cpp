@@ -28,7 +28,7 @@ std::size_t readable(Stream& stream, std::size_t wanted, bool counts) {
   std::size_t left = std::min(wanted, stream.data.size() - stream.at);
   if (counts && device().goes_wrong()) {
     stream.ended = true;
-    left = device().fault.cut ? left / 2 : 0;
+    left = device().cuts() ? left / 2 : 0;
     stream.data.resize(stream.at + left);
     stream.ended = left == 0;
   }
@@ -44,14 +44,14 @@ std::string shown(std::string_view text) {
 int system(const char* command) {
   device().note(std::string{"run "} + command);
   const bool wrong = device().goes_wrong();
-  if (!wrong || device().fault.cut) device().run(command, wrong);
+  if (!wrong || device().cuts()) device().run(command, wrong);
   return wrong ? -1 : 0;
 }
 
 std::FILE* popen(const char* command) {
   device().note(std::string{"pipe "} + command);
   const bool wrong = device().goes_wrong();
-  if ((wrong && !device().fault.cut) || device().broken.contains(command)) return nullptr;
+  if ((wrong && !device().cuts()) || device().broken.contains(command)) return nullptr;
   std::string output = device().output_of(command);
   if (wrong) output.resize(output.size() / 2);
   return handle_of(device().open_stream({command, std::move(output), 0, true}));
@@ -113,7 +113,7 @@ std::size_t fread(void* data, std::size_t size, std::FILE* file) {
 std::size_t fwrite(const void* data, std::size_t size, std::FILE* file) {
   Stream& stream = *device().stream(file);
   std::size_t count = size;
-  if (device().goes_wrong()) count = device().fault.cut ? size / 2 : 0;
+  if (device().goes_wrong()) count = device().cuts() ? size / 2 : 0;
   if (stream.ended || device().full.contains(stream.path)) count = 0;
   if (count < size) stream.ended = true;
   stream.data.append(static_cast<const char*>(data), count);
@@ -149,7 +149,7 @@ int open(const char* path) {
 ssize_t pread(int descriptor, void* data, std::size_t size, off_t offset) {
   const bool wrong = device().goes_wrong();
   const std::string* path = device().path_of(descriptor);
-  if (!path || offset < 0 || (wrong && !device().fault.cut)) {
+  if (!path || offset < 0 || (wrong && !device().cuts())) {
     errno = EIO;
     return -1;
   }

@@ -7,8 +7,14 @@ namespace {
 std::string settings(const std::string& type, const std::string& name, const std::string& model,
                      const std::string& version) {
   std::string actions;
-  for (const action_hndl_pair& row : action_hndl_pairs()) {
-    actions += "<string>http://purenetworks.com/HNAP1/" + std::string{row.name} + "</string>\n";
+  for (const char* action :
+       {"GetDeviceSettings2", "SetDeviceSettings2", "GetDeviceSettings", "SetDeviceSettings", "IsDeviceReady",
+        "Reboot", "RestoreFactoryDefaults", "FirmwareUpload", "GetFirmwareSettings",
+        "GetWirelessClientCapabilities", "GetWirelessClientConnectionInfo2",
+        "GetWirelessClientConnectionInfo", "GetLastSetWirelessClientSettingsResult",
+        "GetWirelessClientSettings", "SetWirelessClientSettings", "GetWirelessNetworks",
+        "GetConnectedDevices", "DownloadSpeedTest"}) {
+    actions += std::string{"<string>http://purenetworks.com/HNAP1/"} + action + "</string>\n";
   }
   const auto task = [](const std::string& title, const char* url) {
     return "<TaskExtension>\n<Name>" + title + "</Name>\n<URL>" + url +

@@ -1,6 +1,6 @@
 #include "base/base64.hpp"
 
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test {
 namespace {

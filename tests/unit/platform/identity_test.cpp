@@ -1,6 +1,6 @@
 #include "platform/identity.hpp"
 
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test {
 namespace {

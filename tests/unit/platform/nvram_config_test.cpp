@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "platform/radio.hpp"
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test {
 namespace {
@@ -80,9 +80,9 @@ TEST_F(Config, WritesOnlyNameAndPassword) {
 }
 
 TEST_F(Config, PassesTheStoresResultOn) {
-  device.fault.at = 1;
+  device.fail({1});
   EXPECT_EQ(kd_set_nvram_config(nullptr, "Key", "x"), -1);
-  device.fault.at = 2;
+  device.fail({1});
   EXPECT_EQ(kd_hnap_commit_config(nullptr), -1);
 }
 

@@ -1,6 +1,6 @@
 #include "platform/process.hpp"
 
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test {
 namespace {

@@ -3,8 +3,9 @@
 #include <climits>
 #include <cstdarg>
 
+#include "base/text.hpp"
 #include "platform/console.hpp"
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 // The formats are made by the tests.
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"

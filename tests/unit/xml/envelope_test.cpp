@@ -67,9 +67,8 @@ TEST_F(Replies, FaultsShowThreeBytesOfTheAction) {
   } rows[] = {{"X/FooBar", "X/F"}, {"abc", "abc"}, {"<&", "<&"}, {"", ""}, {nullptr, ""}};
   for (const auto& row : rows) {
     const reply_text fault = soap_fault(row.action);
+    EXPECT_EQ(fault.view(), fault_of(row.shown));
     EXPECT_EQ(fault.view().size(), 337 + view_of(row.shown).size() + 73);
-    EXPECT_TRUE(
-        contains(fault.view(), std::string{"Header "} + row.shown + "</faultstring>\r\n<detail />\r\n"));
   }
   heap.fail({1});
   EXPECT_EQ(soap_fault("abc").view(), kOutOfMemory);

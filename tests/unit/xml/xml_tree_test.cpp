@@ -1,8 +1,9 @@
 #include "xml/xml_tree.hpp"
 
+#include <span>
 #include <string>
 
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 #include "xml/xml_encode.hpp"
 
 namespace kd::test {

@@ -1,0 +1,84 @@
+#include "launcher/device_view.hpp"
+
+#include <filesystem>
+
+#include "common/files.hpp"
+#include "common/layout.hpp"
+#include "common/settings.hpp"
+
+namespace fs = std::filesystem;
+
+namespace kd {
+namespace {
+
+void require_file(const std::string& path, const char* what, const char* option) {
+  if (!fs::is_regular_file(path))
+    throw Failure(std::string("no ") + what + " at " + path + " (" + option + ")");
+}
+
+bool below_usr(const std::string& path) {
+  return path.rfind("/usr/", 0) == 0;
+}
+
+std::string in_server_directory(const std::string& host_path) {
+  return std::string(layout::kServerDirectory) + "/" + fs::path(host_path).filename().string();
+}
+
+std::string server_modules_inside(const Options& options) {
+  if (options.server_modules.empty()) return "/usr/lib/lighttpd";
+  return below_usr(options.server_modules) ? options.server_modules : "/opt/server_modules";
+}
+
+}  // namespace
+
+void check_files(const Options& options) {
+  require_file(options.server, "web server", "--host-lighttpd; package lighttpd");
+  require_file(options.preload, "preload library", "--preload");
+  require_file(options.store_library, "store library", "--store-library");
+  if (options.module != "none") require_file(options.module, "module", "--module; \"none\" boots without");
+  for (const char* needed :
+       {"/usr/bin/dash", "/usr/bin/grep", "/usr/bin/sed", "/usr/bin/cat", "/usr/bin/rm"}) {
+    require_file(needed, "device shell tool", "the device takes it from the host");
+  }
+}
+
+std::vector<Source> sources(const Options& options, const State& state) {
+  std::vector<Source> list = {
+      {"/usr", "/usr"},
+      {program_path(), layout::kProgram},
+      {options.store_library, std::string(layout::kLibraryDirectory) + "/libnvram.so"},
+      {options.preload, layout::kPreloadLibrary},
+      {state.scenario(), layout::kScenario},
+      {shared_directory() + "/scenarios/home", layout::kHomeScenario},
+      {exists(state.scenario() + "/web") ? state.scenario() + "/web" : shared_directory() + "/web",
+       layout::kWeb},
+      {state.flash(), layout::kFlash, true},
+      {state.radio(), layout::kRadio, true},
+  };
+  if (options.module != "none") {
+    list.push_back({options.module, std::string(layout::kServerDirectory) + "/mod_kd_hnap.so"});
+  }
+  if (!below_usr(options.server)) list.push_back({options.server, in_server_directory(options.server)});
+  if (!options.server_modules.empty() && !below_usr(options.server_modules)) {
+    list.push_back({options.server_modules, "/opt/server_modules"});
+  }
+  for (const char* device :
+       {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"}) {
+    list.push_back({device, device});
+  }
+  return list;
+}
+
+std::vector<std::string> init_arguments(const Options& options, const State& state, int boot, int port) {
+  const Settings settings = read_settings(state.scenario_file("settings"));
+  return {
+      "boot=" + std::to_string(boot),
+      "port=" + std::to_string(port),
+      "server=" + (below_usr(options.server) ? options.server : in_server_directory(options.server)),
+      "server_modules=" + server_modules_inside(options),
+      "module=" + std::string(options.module == "none" ? "no" : "yes"),
+      "ready_delay=" + std::to_string(options.ready_delay.value_or(settings.ready_delay)),
+  };
+}
+
+}  // namespace kd

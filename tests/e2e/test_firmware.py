@@ -1,0 +1,61 @@
+"""Firmware upload: the image travels through the server's temporary files into the flash and boots."""
+
+import subprocess
+
+import pytest
+
+from virtual_extender import BUILD, HNAP1, value, wait_until
+
+
+def upload(device, tmp_path, *options):
+    data = tmp_path / "data"
+    data.write_bytes(bytes(range(256)) * 512)  # larger than what the server keeps in memory
+    body = subprocess.run(
+        [BUILD / "bin" / "mkfirmware", "--name", "demo image", "--soap", *options, data],
+        capture_output=True,
+        check=True,
+    ).stdout
+    return value(device.post_raw(body, HNAP1 + "FirmwareUpload"), "FirmwareUploadResult")
+
+
+def processes(device):
+    return device.run("ps")
+
+
+def test_device_restarts_into_the_uploaded_image(own_device, tmp_path):
+    assert "kd_wps_led" in processes(own_device)
+    assert upload(own_device, tmp_path) == "REBOOT"
+    assert wait_until(lambda: own_device.boots() == 2)
+    assert "demo image" in own_device.console().split("init: restarting")[-1]
+
+
+@pytest.mark.parametrize(
+    "flaw", ["short", "magic", "header-crc", "maker-magic", "board", "data-crc", "huge-data-size", "no-tags", "empty"]
+)
+def test_bad_image_is_refused(device, tmp_path, flaw):
+    assert upload(device, tmp_path, "--board", "027215", "--flaw", flaw) == "ERROR"
+    assert not device.exists("/var/hnapUploadedFirmware")
+    assert not device.exists("/var/upgrade_progress")
+    assert device.boots() == 1
+
+
+def test_upload_that_the_server_refused_is_not_read(own_device, tmp_path):
+    own_device.run("sh", "-c", "echo 1 > /tmp/request_size_too_long")
+    assert upload(own_device, tmp_path) == "ERROR"
+    assert "kd_wps_led" in processes(own_device)  # nothing was stopped
+
+
+def test_firmware_settings(device):
+    reply = device.post("GetFirmwareSettings")
+    assert value(reply, "FirmwareDate") == "2014-04-19T00:00:00"
+    assert "<UpdateMethods>\n<string>HNAP_UPLOAD</string>\n</UpdateMethods>" in reply.text
+
+
+def test_locale_is_kept(own_device):
+    arguments = (
+        "<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"
+        "<Locale>fr-ca</Locale><SSL>false</SSL>"
+    )
+    assert value(own_device.post("SetDeviceSettings2", arguments), "SetDeviceSettings2Result") == "OK"
+    assert value(own_device.post("GetDeviceSettings2"), "Locale") == "fr-ca"
+    assert "Initial multi-language success! Current language is CA.\n" in own_device.console()

@@ -1,0 +1,128 @@
+"""The upstream network: seen, chosen, joined, watched; and the clients behind the extender."""
+
+import pytest
+
+from conftest import boot
+from virtual_extender import EXTENDER_A, EXTENDER_B, envelope, value, wait_until
+
+LAST_RESULT = "GetLastSetWirelessClientSettingsResult"
+
+
+def choose(device, ssid, key, kind="WPA2-PSK", encryption="AES", enabled="true"):
+    arguments = (
+        f"<SSID>{ssid}</SSID><NetworkType>INFRASTRUCTURE</NetworkType><SecurityEnabled>{enabled}</SecurityEnabled>"
+        f"<SecurityType>{kind}</SecurityType><Encryption>{encryption}</Encryption><Key>{key}</Key>"
+    )
+    return value(device.post("SetWirelessClientSettings", arguments), "SetWirelessClientSettingsResult")
+
+
+def outcome(device):
+    return value(device.post(LAST_RESULT), "Result")
+
+
+def connected(device):
+    return value(device.post("GetWirelessClientSettings"), "Connected")
+
+
+def test_choose_and_join_a_network(own_device):
+    device = own_device
+    survey = device.post("GetWirelessNetworks")
+    assert value(survey, "GetWirelessNetworksResult") == "OK"
+    assert "<SSID>Neighbours &amp; Sons</SSID>" in survey.text
+    assert "Basement" not in survey.text and "Console" not in survey.text  # hidden, ad-hoc
+    assert (outcome(device), connected(device)) == ("UNKNOWN", "false")
+
+    for ssid, key, result, link in [
+        ("Home Network", "correct horse", "SUCCESS", "true"),
+        ("Home Network", "wrong horse", "AUTHENTICATION_FAILURE", "false"),
+        ("Nowhere", "correct horse", "CONNECTION_FAILURE", "false"),
+        ("Home Network 5G", "correct horse", "SUCCESS", "true"),
+    ]:
+        reloads = device.console().count("Reload WLAN by HNAP\n")
+        assert choose(device, ssid, key) == "REBOOT"
+        assert wait_until(lambda: device.console().count("Reload WLAN by HNAP\n") == reloads + 1)
+        assert wait_until(lambda: outcome(device) == result), (ssid, key, outcome(device))
+        assert connected(device) == link
+
+    info = device.post("GetWirelessClientConnectionInfo")
+    assert (value(info, "SSID"), value(info, "Frequency"), value(info, "Channel")) == ("Home Network 5G", "5", "44")
+    assert value(info, "Mode") == "802.11n" and int(value(info, "LinkSpeedIn")) > 0
+    assert 0 < int(value(info, "SignalStrength")) <= 100
+    assert value(device.post("GetWirelessClientConnectionInfo2"), "Band") == "5GHz"
+    assert device.run("nvram_get", "2860", "Channel").strip() == "44"
+    assert device.run("nvram_get", "2860", "LastSSID1").strip() == "Nowhere"
+    assert device.run("cat", "/tmp/SetWirelessClientSettings") == "2\n"
+
+
+def test_refused_choice_changes_nothing(device):
+    before = device.run("nvram_get", "2860", "SSID1")
+    assert choose(device, "Home Network", "short") == "ERROR_ILLEGAL_KEY_VALUE"
+    assert choose(device, "s" * 33, "correct horse") == "ERROR"
+    assert choose(device, "Home Network", "correct horse", "WPA-RADIUS") == "ERROR_TYPE_NOT_SUPPORTED"
+    assert device.run("nvram_get", "2860", "SSID1") == before
+    assert "Reload WLAN by HNAP\n" not in device.console()
+
+
+def test_reload_survives_a_client_that_vanishes(own_device):
+    body = envelope(
+        "SetWirelessClientSettings",
+        "<SSID>Coffee Guest</SSID><NetworkType>INFRASTRUCTURE</NetworkType><SecurityEnabled>false</SecurityEnabled>"
+        "<SecurityType/><Encryption/><Key/>",
+    )
+    head = (
+        "POST /HNAP1/ HTTP/1.1\r\nHost: x\r\nAuthorization: Basic YWRtaW46YWRtaW4=\r\n"
+        f"SOAPAction: http://purenetworks.com/HNAP1/SetWirelessClientSettings\r\nContent-Length: {len(body)}\r\n\r\n"
+    )
+    own_device.send_and_leave((head + body).encode())
+    assert wait_until(lambda: outcome(own_device) == "SUCCESS")
+    assert own_device.console().count("Reload WLAN by HNAP\n") == 1
+
+
+def test_link_and_clients_follow_the_radio_files(device):
+    radio = lambda verb, *words: device.command(["radio", verb], *words)
+    clients = lambda: device.post("GetConnectedDevices").text
+    radio("connect", "mac=02:AA:00:00:00:77", "ip=192.168.1.77", "name=tablet", "wireless=yes", "phy=OFDM", "rate=54")
+    assert "<MacAddress>02:AA:00:00:00:77</MacAddress>\n<DeviceName>tablet</DeviceName>\n<PortName>WLAN 802.11g" in clients()
+    radio("disconnect", "02:AA:00:00:00:77")
+    assert "02:AA:00:00:00:77" not in clients()
+    radio("add", "ssid=Boat House", "channel=13", "signal=7")
+    assert "<SSID>Boat House</SSID>" in device.post("GetWirelessNetworks").text
+
+
+@pytest.mark.parametrize("namespace", [EXTENDER_A, EXTENDER_B])
+def test_reply_is_in_the_namespace_of_the_request(device, namespace):
+    reply = device.post("GetWirelessClientCapabilities", namespace=namespace)
+    assert f'<GetWirelessClientCapabilitiesResponse xmlns="{namespace}">' in reply.text
+    assert reply.text.count("<SecurityInfo>") == 6
+
+
+@pytest.mark.parametrize("scenario, networks", [("crowded", 120), ("lonely", 0)])
+def test_other_scenarios(tmp_path, scenario, networks):
+    device = boot(tmp_path, "--scenario", scenario)
+    try:
+        survey = device.post("GetWirelessNetworks")
+        assert value(survey, "GetWirelessNetworksResult") == "OK"
+        assert survey.text.count("<SSID>") == networks
+        assert survey.text.endswith("</soap:Envelope>\n")
+    finally:
+        device.stop()
+
+
+def test_a_very_long_list_arrives_whole(own_device):
+    """Twice as long as any fixed buffer of the device once was."""
+    with open(own_device.state / "radio" / "neighbours", "a") as neighbours:
+        for number in range(400):
+            neighbours.write(f'ssid="{number:03} {"&" * 28}" channel=6\n')
+    survey = own_device.post("GetWirelessNetworks")
+    assert len(survey.content) > 2 * 76800
+    assert [f"<SSID>{number:03} {'&amp;' * 28}</SSID>" in survey.text for number in range(400)] == [True] * 400
+
+
+@pytest.mark.parametrize(
+    "count, result",
+    [(0, "OK"), (2_099_571, "OK"), (2_099_572, "ERROR_BUFFER_TOO_LARGE"), (2**31, "ERROR_BUFFER_TOO_LARGE"), (-1, "ERROR")],
+)
+def test_download_speed_test(device, count, result):
+    reply = device.post("DownloadSpeedTest", f"<Bytes>{count}</Bytes><BufferSize>1024</BufferSize>")
+    assert value(reply, "DownloadSpeedTestResult") == result
+    assert value(reply, "ByteStream") == ("y" * count if result == "OK" else None)

@@ -1,0 +1,147 @@
+/* A small double of the plug-in interface of lighttpd 1.4.29: the records and functions that the classic
+ * binding uses, as far as it uses them. Plain C, because the binding includes it as C. */
+#ifndef CLASSIC_HOST_BASE_H
+#define CLASSIC_HOST_BASE_H
+
+#include <stddef.h>
+#include <sys/types.h>
+
+#define LIGHTTPD_VERSION_ID 0x1041D
+
+typedef struct buffer {
+  char* ptr;
+  size_t used; /* counts the terminator; 0: unset */
+  size_t size;
+} buffer;
+
+typedef struct data_unset {
+  buffer* key;
+} data_unset;
+
+typedef struct data_string {
+  buffer* key;
+  buffer* value;
+} data_string;
+
+typedef struct array {
+  data_string** data;
+  size_t used;
+} array;
+
+typedef struct chunk {
+  enum { UNUSED_CHUNK, MEM_CHUNK, FILE_CHUNK } type;
+  buffer* mem; /* of a memory chunk */
+  struct {     /* of a spooled one */
+    buffer* name;
+    off_t start;
+    off_t length;
+    int fd; /* -1: closed */
+    struct {
+      char* start; /* MAP_FAILED: not mapped */
+      size_t length;
+      off_t offset;
+    } mmap;
+    int is_temp;
+  } file;
+  off_t offset; /* bytes of the chunk that were consumed */
+  struct chunk* next;
+} chunk;
+
+typedef struct chunkqueue {
+  chunk* first;
+  chunk* last;
+  off_t bytes_in, bytes_out;
+} chunkqueue;
+
+typedef enum {
+  HTTP_METHOD_UNSET = -1,
+  HTTP_METHOD_GET,
+  HTTP_METHOD_POST,
+  HTTP_METHOD_HEAD,
+  HTTP_METHOD_OPTIONS,
+  HTTP_METHOD_PROPFIND,
+  HTTP_METHOD_MKCOL,
+  HTTP_METHOD_PUT
+} http_method_t;
+
+typedef enum { DIRECT, EXTERNAL } connection_type;
+
+typedef enum {
+  CON_STATE_CONNECT,
+  CON_STATE_REQUEST_START,
+  CON_STATE_READ,
+  CON_STATE_REQUEST_END,
+  CON_STATE_READ_POST,
+  CON_STATE_HANDLE_REQUEST,
+  CON_STATE_RESPONSE_START,
+  CON_STATE_WRITE,
+  CON_STATE_RESPONSE_END,
+  CON_STATE_ERROR,
+  CON_STATE_CLOSE
+} connection_state_t;
+
+typedef enum {
+  HANDLER_UNSET,
+  HANDLER_GO_ON,
+  HANDLER_FINISHED,
+  HANDLER_COMEBACK,
+  HANDLER_WAIT_FOR_EVENT,
+  HANDLER_ERROR,
+  HANDLER_WAIT_FOR_FD
+} handler_t;
+
+typedef struct {
+  http_method_t http_method;
+  buffer* uri;
+  array* headers;
+  size_t content_length;
+} request;
+
+typedef struct {
+  array* headers;
+} response;
+
+typedef struct connection {
+  connection_state_t state;
+  int keep_alive;
+  int file_finished;
+  int http_status;
+  connection_type mode; /* DIRECT, or the id of the plug-in that answers */
+  request request;
+  response response;
+  chunkqueue* request_content_queue;
+  chunkqueue* write_queue;
+  void** plugin_ctx; /* one slot for each plug-in, by its id */
+} connection;
+
+typedef struct server server;
+
+#define PLUGIN_DATA size_t id
+
+typedef struct plugin {
+  size_t version;
+  buffer* name;
+  void* (*init)(void);
+  handler_t (*set_defaults)(server* srv, void* p_d);
+  handler_t (*cleanup)(server* srv, void* p_d);
+  handler_t (*handle_uri_raw)(server* srv, connection* con, void* p_d);
+  handler_t (*handle_uri_clean)(server* srv, connection* con, void* p_d);
+  handler_t (*handle_subrequest)(server* srv, connection* con, void* p_d);
+  handler_t (*handle_connection_close)(server* srv, connection* con, void* p_d);
+  handler_t (*connection_reset)(server* srv, connection* con, void* p_d);
+  void* data;
+} plugin;
+
+buffer* buffer_init(void);
+buffer* buffer_init_string(const char* text);
+void buffer_free(buffer* b);
+int buffer_copy_string_len(buffer* b, const char* text, size_t length);
+/* The name in any letter case; null when there is none. */
+data_unset* array_get_element(array* a, const char* key);
+/* A new memory chunk's buffer at the queue's end. */
+buffer* chunkqueue_get_append_buffer(chunkqueue* queue);
+int response_header_insert(server* srv, connection* con, const char* key, size_t key_length,
+                           const char* value, size_t value_length);
+int log_error_write(server* srv, const char* file, unsigned int line, const char* format, ...);
+
+#endif

@@ -1,0 +1,234 @@
+// The uplink as the driver's tools describe it, and GetWirelessClientConnectionInfo.
+#include "platform/repeater_conninfo.hpp"
+
+#include <cstring>
+
+#include "platform/station_table.hpp"
+#include "support/cases.hpp"
+#include "support/radio_reports.hpp"
+
+namespace kd::test {
+namespace {
+
+constexpr const char* kPoint = "02:11:22:33:44:01";
+
+struct IwconfigRow {
+  const char* name;
+  std::string text;
+  std::string ssid;
+  int channel;
+  std::string access_point;
+};
+const IwconfigRow kIwconfig[] = {
+    {"all there", iwconfig("Den", "6", kPoint), "Den", 6, kPoint},
+    {"quotes and blanks in the name", iwconfig("a\"b \" c", "36", kPoint), "a\"b \" c", 36, kPoint},
+    {"quote and two blanks end it", iwconfig("a\"  b", "6", kPoint), "a", 6, kPoint},
+    {"three digits", iwconfig("Den", "1613", kPoint), "Den", 161, kPoint},
+    {"nothing", "", "", 0, ""},
+    {"no ESSID", "Channel=6  Access Point: 02:11:22:33:44:01", "", 6, kPoint},
+    {"name without end", "ESSID:\"Den\" Channel=6  Access Point: 02:11:22:33:44:01", "", 6, kPoint},
+    {"no channel", "ESSID:\"Den\"  Access Point: 02:11:22:33:44:01", "Den", 0, kPoint},
+    {"no access point", "ESSID:\"Den\"  Channel=6", "Den", 6, ""},
+    {"16 characters of an address", "ESSID:\"Den\"  Channel=6  Access Point: 02:11:22:33:44:0", "Den", 6, ""},
+    {"markers before the name do not count", "Channel=1 ESSID:\"Den\"  Channel=6", "Den", 6, ""},
+    {"ends behind a marker", "ESSID:", "", 0, ""},
+    {"channel no number", "ESSID:\"Den\"  Channel=off", "Den", 0, ""},
+};
+TEST(Iwconfig, EachMarkerMayBeMissing) {
+  for (const IwconfigRow& row : kIwconfig) {
+    SCOPED_TRACE(row.name);
+    const iwconfig_link link = parse_iwconfig(row.text);
+    EXPECT_EQ(link.ssid, row.ssid);
+    EXPECT_EQ(link.channel, row.channel);
+    EXPECT_EQ(link.access_point, row.access_point);
+  }
+}
+
+TEST(Iwconfig, MayEndAnywhere) {
+  const std::string text = iwconfig("Den", "6", kPoint);
+  for (std::size_t length = 0; length <= text.size(); ++length) {
+    const std::string exact = text.substr(0, length);
+    const iwconfig_link link = parse_iwconfig(exact);
+    EXPECT_TRUE(link.ssid.empty() || link.ssid == "Den");
+    EXPECT_TRUE(link.access_point.empty() || link.access_point == kPoint);
+  }
+}
+
+TEST(StationTable, NamesTheMode) {
+  const struct {
+    int channel;
+    const char* phy_mode;
+    int rate;
+    const char* mode;
+  } rows[] = {
+      {6, "CCK", 11, "802.11b"},
+      {6, "CCK", 12, ""},
+      {6, "CCK", 55, "802.11n"},
+      {6, "OFDM", 54, "802.11g"},
+      {6, "OFDM", 55, "802.11n"},
+      {6, "HTMIX", 1, "802.11n"},
+      {6, "", 54, ""},
+      {6, "", 55, "802.11n"},
+      {0, "OFDM", 6, "802.11g"},
+      {14, "OFDM", 54, "802.11g"},
+      {15, "OFDM", 300, "802.11a"},
+      {36, "HTMIX", 6, "802.11n"},
+      {36, "CCK", 11, ""},
+      {36, "ofdm", 54, ""},
+      {-1, "OFDM", -5, "802.11g"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_STREQ(station_mode(row.channel, row.phy_mode, row.rate), row.mode) << row.phy_mode << row.rate;
+  }
+}
+
+TEST(StationTable, MissingColumnsAreEmpty) {
+  const std::string line = station("02:00", "OFDM", "20M", "54");
+  const station_line whole = split_station_line(line);
+  EXPECT_EQ(whole.mac, "3:02:00");
+  EXPECT_EQ(whole.phy_mode, "OFDM");
+  EXPECT_EQ(whole.bandwidth, "20M");
+  EXPECT_EQ(whole.data_rate, "54");
+  const station_line cut = split_station_line("  a b\tc d e f g h i OFDM");
+  EXPECT_EQ(cut.mac, "a");
+  EXPECT_EQ(cut.phy_mode, "OFDM");
+  EXPECT_EQ(cut.bandwidth, "");
+  EXPECT_EQ(cut.data_rate, "");
+  EXPECT_EQ(split_station_line(" \n").mac, "");
+}
+
+TEST(Signal, IsAPercentage) {
+  const std::pair<int, int> rows[] = {{0, 100},  {-50, 100}, {-51, 99},           {-65, 63},
+                                      {-79, 26}, {-80, 24},  {-81, 23},           {-89, 2},
+                                      {-90, 0},  {-91, 0},   {-2147483647 - 1, 0}};
+  for (const auto& [rssi, percent] : rows) EXPECT_EQ(signal_percent(rssi), percent) << rssi;
+}
+
+void connect(Device& device) {
+  device.set("WmmCapable", "1");
+  device.outputs["iwconfig apcli0"] = iwconfig("A&B", "6", kPoint);
+  device.outputs[kStationsCommand] =
+      station("02:00:00:00:00:09", "CCK", "20M", "11") + station(kPoint, "HTMIX", "20M", "130");
+  device.outputs["iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"] = "-65\n";
+  device.driver = [](DriverRequest& request) {
+    if (request.number == 0x8BE1) std::memset(request.data, 1, request.length);
+    return request.number == 0x8BE1;
+  };
+}
+
+// A reply with any noise in its range, put in place of the noise that was given.
+std::string info(const host::Request& request) {
+  std::string values;
+  for (const char* name : {"SSID", "Frequency", "Mode", "ChannelWidth", "Channel", "SignalStrength",
+                           "LinkSpeedIn", "LinkSpeedOut", "WmmEnabled"}) {
+    values += reply_value(request.reply, name).value_or("(none)") + "|";
+  }
+  return values;
+}
+
+struct InfoRow {
+  const char* name;
+  void (*prepare)(Device&);
+  const char* values;
+};
+const InfoRow kInfo[] = {
+    {"found in the table", [](Device&) {}, "A&amp;B|2|802.11n|20|6|63|130000|130000|true|"},
+    {"not in the table", [](Device& d) { d.outputs[kStationsCommand] = station("x", "OFDM", "20M", "54"); },
+     "A&amp;B|2||40|6|63|0|0|true|"},
+    {"letter case counts",
+     [](Device& d) {
+       d.outputs["iwconfig apcli0"] = iwconfig("A", "6", "02:aa:00:00:00:01");
+       d.outputs[kStationsCommand] = station("02:AA:00:00:00:01", "OFDM", "20M", "54");
+     },
+     "A|2||40|6|63|0|0|true|"},
+    {"no table", [](Device& d) { d.broken.insert(kStationsCommand); }, "A&amp;B|2||40|6|63|0|0|true|"},
+    {"short lines carry nothing over",
+     [](Device& d) {
+       d.outputs[kStationsCommand] =
+           station("02:00:00:00:00:09", "OFDM", "20M", "54") + "\n3:" + std::string{kPoint} + " 1\n";
+     },
+     "A&amp;B|2||40|6|63|0|0|true|"},
+    {"a table line of 8000 bytes",
+     [](Device& d) {
+       d.outputs[kStationsCommand] = std::string(8000, 'x') + "\n" + station(kPoint, "OFDM", "40M", "54");
+     },
+     "A&amp;B|2|802.11g|40|6|63|54000|54000|true|"},
+    {"no address matches nothing", [](Device& d) { d.outputs["iwconfig apcli0"] = "ESSID:\"x\"  "; },
+     "x|2||40|0|63|0|0|true|"},
+    {"no text", [](Device& d) { d.broken.insert("/tmp/repeater_conninfo"); }, "|2||40|0|63|0|0|true|"},
+    {"5 GHz", [](Device& d) { d.outputs["iwconfig apcli0"] = iwconfig("A", "36", kPoint); },
+     "A|5|802.11n|20|36|63|130000|130000|true|"},
+    {"a rate beyond all limits",
+     [](Device& d) { d.outputs[kStationsCommand] = station(kPoint, "HTMIX", "20", "99999999999"); },
+     "A&amp;B|2|802.11n|40|6|63|4294966296|4294966296|true|"},
+    {"only three characters of the signal",
+     [](Device& d) { d.outputs["iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"] = "-100"; },
+     "A&amp;B|2|802.11n|20|6|100|130000|130000|true|"},
+    {"no signal", [](Device& d) { d.broken.insert("iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"); },
+     "A&amp;B|2|802.11n|20|6|0|130000|130000|true|"},
+    {"an empty signal",
+     [](Device& d) { d.outputs["iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"] = ""; },
+     "A&amp;B|2|802.11n|20|6|100|130000|130000|true|"},
+    {"name of 40 characters",
+     [](Device& d) { d.outputs["iwconfig apcli0"] = iwconfig(std::string(40, 's'), "6", kPoint); },
+     "sssssssssssssssssssssssssssssssssss|2|802.11n|20|6|63|130000|130000|true|"},
+};
+TEST_F(DeviceTest, ReportsTheUplink) {
+  for (const InfoRow& row : kInfo) {
+    SCOPED_TRACE(row.name);
+    device.broken.clear();
+    connect(device);
+    row.prepare(device);
+    host::Request request = soap_request("GetWirelessClientConnectionInfo");
+    send(request);
+    EXPECT_EQ(info(request), row.values);
+    const int noise = std::atoi(reply_value(request.reply, "Noise").value_or("0").c_str());
+    EXPECT_TRUE(noise >= 8 && noise <= 16) << noise;
+  }
+}
+
+TEST_F(DeviceTest, AsksTheToolsInOrder) {
+  connect(device);
+  host::Request request = soap_request("GetWirelessClientConnectionInfo");
+  send(request);
+  EXPECT_EQ(effects(),
+            (std::vector<std::string>{
+                "stat /tmp/scanning", "run echo 1 > /tmp/postponeSiteSurvey", "ioctl 0x8be1 apcli0",
+                "pipe iwconfig apcli0", "console iwconfig apcli0 > /tmp/repeater_conninfo\n",
+                "run iwconfig apcli0 > /tmp/repeater_conninfo", "open /tmp/repeater_conninfo r",
+                "stat /tmp/repeater_conninfo", "console rm -f /tmp/repeater_conninfo\n",
+                "run rm -f /tmp/repeater_conninfo", "console iwpriv apcli0 show stainfo\n",
+                "run iwpriv apcli0 show stainfo", "pipe dmesg -c | grep -in '^..:.*$'",
+                "console MAC: 3:02:00:00:00:00:09, PHY Mode: CCK, Bandwidth: 20M, Data Rate: 11\n",
+                "console MAC: 3:02:11:22:33:44:01, PHY Mode: HTMIX, Bandwidth: 20M, Data Rate: 130\n",
+                "pipe iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"}));
+}
+
+const ActionCase kRows[] = {
+    {.name = "down",
+     .action = "GetWirelessClientConnectionInfo",
+     .reply = "<GetWirelessClientConnectionInfoResult>OK</GetWirelessClientConnectionInfoResult>\n"
+              "<SSID></SSID>\n<Frequency>0</Frequency>\n<Mode></Mode>\n<ChannelWidth>0</ChannelWidth>\n"
+              "<Channel>0</Channel>\n<SignalStrength>0</SignalStrength>\n<Noise>0</Noise>\n"
+              "<LinkSpeedIn>0</LinkSpeedIn>\n<LinkSpeedOut>0</LinkSpeedOut>\n"
+              "<WmmEnabled>false</WmmEnabled>\n"},
+    {.name = "5 GHz",
+     .action = "GetWirelessClientConnectionInfo2",
+     .reply = "<GetWirelessClientConnectionInfo2Result>OK</GetWirelessClientConnectionInfo2Result>\n"
+              "<Band>5GHz</Band>\n",
+     .prepare =
+         [](Device& d) {
+           d.outputs["iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'"] = "36\n";
+         }},
+    {.name = "no pipe",
+     .action = "GetWirelessClientConnectionInfo2",
+     .reply = "ERROR",
+     .prepare =
+         [](Device& d) {
+           d.broken.insert("iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'");
+         }},
+};
+INSTANTIATE_TEST_SUITE_P(ConnectionInfo, ActionTest, ::testing::ValuesIn(kRows), row_name);
+
+}  // namespace
+}  // namespace kd::test
