@@ -128,16 +128,16 @@ std::string State::scenario_file(const std::string& name) const {
 
 void State::fill_store() const {
   const std::string defaults = scenario_file("store");
+  const std::string text = read_file_or_empty(defaults);
   store::Table table;
-  const store::ParseResult parsed = store::parse(read_file_or_empty(defaults), table);
+  const store::ParseResult parsed = store::parse(text, table);
   if (parsed.status != store::ParseStatus::ok) {
     throw Failure(defaults + ", line " + std::to_string(parsed.line) + ": no well-formed store file");
   }
   const std::string directory = flash();
-  if (!exists(directory + "/2860.nvram")) {
-    store::Lock lock;
-    if (!lock.acquire(directory.c_str(), 0) || !store::replace_section(directory.c_str(), 0, table))
-      fail(directory);
+  const std::string file = directory + "/2860.nvram";
+  if (!exists(file)) {
+    if (!replace_file(file, text)) fail(file);
     return;
   }
   store::Table stored;

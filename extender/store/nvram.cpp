@@ -63,7 +63,10 @@ int nvram_commit(int section) {
   // Other processes have committed since this one read the file: their values stay.
   kd::store::Table merged;
   if (kd::store::read_section(directory, section, merged) != kd::store::ReadStatus::ok) return -1;
-  if (!merged.overlay(s->pending) || !kd::store::replace_section(directory, section, merged)) return -1;
+  // Setting what is stored already writes nothing: flash wears, and every start sets one key to the same "0".
+  if (!merged.contains(s->pending)) {
+    if (!merged.overlay(s->pending) || !kd::store::replace_section(directory, section, merged)) return -1;
+  }
   s->stored.swap(merged);
   s->pending.clear();
   return 0;

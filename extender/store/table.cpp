@@ -36,6 +36,14 @@ const char* Table::find(std::string_view key) const {
   return at < size_ && entries_[at].key == key ? entries_[at].value : nullptr;
 }
 
+bool Table::contains(const Table& other) const {
+  for (const Entry& entry : other) {
+    const char* value = find(entry.key);
+    if (value == nullptr || std::strcmp(value, entry.value) != 0) return false;
+  }
+  return true;
+}
+
 bool Table::reserve_one() {
   if (size_ < capacity_) return true;
   const std::size_t wanted = capacity_ == 0 ? 32 : capacity_ * 2;

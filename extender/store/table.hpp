@@ -23,6 +23,9 @@ class Table {
   // The value of a key; null when the key is absent. Valid until the table changes.
   const char* find(std::string_view key) const;
 
+  // Whether every value of `other` is here too.
+  bool contains(const Table& other) const;
+
   // Sets one value. False when memory is short: the table is then as it was.
   [[nodiscard]] bool set(std::string_view key, std::string_view value);
 

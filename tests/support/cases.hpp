@@ -39,6 +39,8 @@ struct ActionCase {
 
 void PrintTo(const ActionCase& row, std::ostream* out);
 std::string row_name(const ::testing::TestParamInfo<ActionCase>& info);
+// Letters and digits of a row's name, for tables of other rows.
+std::string identifier(std::string_view name);
 
 // One request on a device of its own. Every fault that it can meet happens in turn; whatever comes of it, the
 // client gets a defined answer, nothing leaks, the device is changed as without the fault or less, and the

@@ -9,6 +9,11 @@
 namespace kd::test {
 namespace {
 
+template <class Row>
+std::string row_name_of(const ::testing::TestParamInfo<Row>& info) {
+  return identifier(info.param.name);
+}
+
 struct LineRow {
   const char* name;
   std::string line;
@@ -80,7 +85,7 @@ TEST_P(ScanLineTest, IsReadByItsColumns) {
   const bool listed = parse_scan_line(GetParam().line, entry);
   EXPECT_EQ(listed ? fields(entry) : "", GetParam().entry);
 }
-INSTANTIATE_TEST_SUITE_P(SiteSurvey, ScanLineTest, ::testing::ValuesIn(kLines), any_row_name<LineRow>);
+INSTANTIATE_TEST_SUITE_P(SiteSurvey, ScanLineTest, ::testing::ValuesIn(kLines), row_name_of<LineRow>);
 
 // The line's end may cut any column: what is missing is empty, and nothing behind the end is read.
 TEST(ScanLine, MayEndInAnyColumn) {
@@ -156,7 +161,7 @@ TEST_P(ReportTest, IsRead) {
   EXPECT_EQ(kd_hnap_repeater_get_networks(nullptr, list), GetParam().count);
   EXPECT_EQ(names(), GetParam().names);
 }
-INSTANTIATE_TEST_SUITE_P(SiteSurvey, ReportTest, ::testing::ValuesIn(kReports), any_row_name<ReportRow>);
+INSTANTIATE_TEST_SUITE_P(SiteSurvey, ReportTest, ::testing::ValuesIn(kReports), row_name_of<ReportRow>);
 
 std::size_t scans_in(const std::vector<std::string>& effects) {
   return static_cast<std::size_t>(std::count_if(effects.begin(), effects.end(), [](const std::string& line) {
