@@ -14,7 +14,7 @@ import tempfile
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "e2e"))
-from virtual_extender import BUILD, Device  # noqa: E402
+from virtual_extender import BUILD, Device, pid_of, resident_kb  # noqa: E402
 
 missed = []
 
@@ -24,24 +24,6 @@ def report(what, figure, budget, unit=""):
     if verdict:
         missed.append(what)
     print(f"{what:58} {figure:8.2f} {unit:3} at most {budget:g}{verdict}")
-
-
-def pid_of(device, name):
-    """The host's process id of a program of the device."""
-    for entry in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            command = (entry / "cmdline").read_bytes().split(b"\0")
-            parent = int((entry / "stat").read_text().rsplit(")", 1)[1].split()[1])
-            grandparent = int(pathlib.Path(f"/proc/{parent}/stat").read_text().rsplit(")", 1)[1].split()[1])
-        except (OSError, IndexError, ValueError):
-            continue
-        if command[0].endswith(name.encode()) and device.process.pid in (parent, grandparent):
-            return int(entry.name)
-    raise RuntimeError(f"no {name} in the device")
-
-
-def resident_kb(pid):
-    return int(re.search(r"^Rss:\s+(\d+)", pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text(), re.M).group(1))
 
 
 # The commands of one GET, run with the same calls of the C library in a loop of their own.
