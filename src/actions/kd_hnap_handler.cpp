@@ -36,6 +36,8 @@ constexpr auto kUnregistered = std::to_array<action_hndl_pair>({
     {"GetMACFilters2", get_mac_filters_2},
     {"SetMACFilters2", set_mac_filters_2},
     {"GetNetworkStats", get_network_stats},
+    {"SetWirelessClientSettings2", set_wireless_client_settings2},
+    {"GetWirelessNetworks2", get_wireless_networks2},
 });
 
 constexpr bool holds(std::string_view name, std::string_view part) {

@@ -74,6 +74,10 @@ reply_text get_wps_status(hnap_request& request, const xml_element* action);
 reply_text get_mac_filters_2(hnap_request& request, const xml_element* action);
 reply_text set_mac_filters_2(hnap_request& request, const xml_element* action);
 
+// wireless_networks.cpp, wireless_client_settings.cpp
+reply_text get_wireless_networks2(hnap_request& request, const xml_element* action);
+reply_text set_wireless_client_settings2(hnap_request& request, const xml_element* action);
+
 // network_stats.cpp
 reply_text get_network_stats(hnap_request& request, const xml_element* action);
 

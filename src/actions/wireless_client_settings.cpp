@@ -1,4 +1,5 @@
-// SetWirelessClientSettings, GetWirelessClientSettings, GetLastSetWirelessClientSettingsResult.
+// SetWirelessClientSettings, SetWirelessClientSettings2 for one of the two bands, GetWirelessClientSettings,
+// GetLastSetWirelessClientSettingsResult.
 #include "actions/arguments.hpp"
 #include "actions/client_security.hpp"
 #include "actions/kd_hnap_handler.hpp"
@@ -22,6 +23,7 @@ struct network_choice {
   const char* security_type = nullptr;
   const char* encryption = nullptr;
   const char* key = nullptr;
+  const char* band = nullptr;  // "2.4GHz" or "5GHz"; null for either
 };
 
 const char* accept_network_type(const xml_element& element, void*) {
@@ -43,7 +45,9 @@ const char* accept_security_enabled(const xml_element& element, void* target) {
 }
 
 // Returns null, or the text of the error reply.
-const char* read_choice(const hnap_request& request, const xml_element* action, network_choice& choice) {
+const char* read_choice(const hnap_request& request, const xml_element* action, bool with_band,
+                        network_choice& choice) {
+  if (with_band) choice.band = "";
   Argument arguments[] = {
       text_argument("SSID", &choice.ssid),
       {"NetworkType", accept_network_type, nullptr},
@@ -51,9 +55,11 @@ const char* read_choice(const hnap_request& request, const xml_element* action, 
       text_argument("SecurityType", &choice.security_type),
       text_argument("Encryption", &choice.encryption),
       text_argument("Key", &choice.key),
+      text_argument("Band", &choice.band),
   };
-  const argument_fault fault = read_arguments(action, arguments);
-  kd_hnap_printf(&request, kHandlerSource, __LINE__, "SSID = %s", choice.ssid);
+  const std::size_t count = std::size(arguments) - (with_band ? 0 : 1);
+  const argument_fault fault = read_arguments(action, {arguments, count});
+  if (!with_band) kd_hnap_printf(&request, kHandlerSource, __LINE__, "SSID = %s", choice.ssid);
   if (fault.unknown_name) {
     kd_hnap_printf(&request, kHandlerSource, __LINE__, "ERROR:Unknow setting %s", fault.unknown_name);
   } else if (fault.missing) {
@@ -69,6 +75,12 @@ const char* check_choice(const hnap_request& request, const network_choice& choi
     kd_hnap_printf(&request, kHandlerSource, __LINE__, "Invalid SSID length: %d\n", static_cast<int>(length));
     return kGenericError;
   }
+  const std::string_view band = view_of(choice.band);
+  if (choice.band && band != "2.4GHz" && band != "5GHz") {
+    kd_hnap_printf(&request, kHandlerSource, __LINE__, "Invalid band setting: %d\n",
+                   static_cast<int>(band.size()));
+    return kGenericError;
+  }
   if (!choice.security_enabled) return nullptr;
   return check_client_security(choice.security_type, choice.encryption, choice.key);
 }
@@ -77,6 +89,7 @@ repeater_settings settings_of(const network_choice& choice) {
   repeater_settings settings{};
   copy_text(settings.ssid, choice.ssid);
   copy_text(settings.network_type, kOnlyNetworkType);
+  copy_text(settings.band, view_of(choice.band));
   settings.security_enabled = choice.security_enabled;
   if (choice.security_enabled) {
     copy_text(settings.security_type, view_of(choice.security_type));
@@ -111,18 +124,27 @@ int kd_hnap_get_last_set_wireless_client_settings_result(const hnap_request& req
   return nvram_number(&request, "LastSetWirelessClientResult");
 }
 
-}  // namespace
-
-reply_text set_wireless_client_settings(hnap_request& request, const xml_element* action) {
-  Reply reply{"SetWirelessClientSettings", namespace_of(request)};
+reply_text answer_choice(hnap_request& request, const xml_element* element, const char* action,
+                         bool with_band) {
+  Reply reply{action, namespace_of(request)};
   network_choice choice;
-  if (const char* error = read_choice(request, action, choice)) return reply.error(error);
+  if (const char* error = read_choice(request, element, with_band, choice)) return reply.error(error);
   if (const char* error = check_choice(request, choice)) return reply.error(error);
   if (!reply) return reply.finish();  // out of memory: change nothing
 
   kd_hnap_set_repeater_settings(request, settings_of(choice));
   reply.result("REBOOT");
   return reply.finish();
+}
+
+}  // namespace
+
+reply_text set_wireless_client_settings(hnap_request& request, const xml_element* action) {
+  return answer_choice(request, action, "SetWirelessClientSettings", false);
+}
+
+reply_text set_wireless_client_settings2(hnap_request& request, const xml_element* action) {
+  return answer_choice(request, action, "SetWirelessClientSettings2", true);
 }
 
 reply_text get_wireless_client_settings(hnap_request& request, const xml_element*) {

@@ -1,4 +1,4 @@
-// GetWirelessNetworks.
+// GetWirelessNetworks, and GetWirelessNetworks2, which tells the band too.
 #include "actions/kd_hnap_handler.hpp"
 #include "base/debug_log.hpp"
 #include "platform/site_survey.hpp"
@@ -7,11 +7,12 @@
 namespace kd {
 namespace {
 
-void add_network(Reply& reply, const site_survey_entry& network) {
-  reply.open("WirelessNetwork");
+void add_network(Reply& reply, const site_survey_entry& network, bool with_band) {
+  reply.open(with_band ? "WirelessNetwork2" : "WirelessNetwork");
   reply.encoded_leaf("SSID", network.ssid);
   reply.leaf("NetworkType", network.network_type);
   reply.leaf("Mode", network.mode);
+  if (with_band) reply.leaf("Band", network.band);
   reply.number_leaf("SignalStrength", network.signal);
   reply.leaf("SecurityEnabled", network.security_enabled ? "true" : "false");
   reply.leaf("SecurityType", network.security_type);
@@ -19,10 +20,8 @@ void add_network(Reply& reply, const site_survey_entry& network) {
   reply.close();
 }
 
-}  // namespace
-
-reply_text get_wireless_networks(hnap_request& request, const xml_element*) {
-  Reply reply{"GetWirelessNetworks", namespace_of(request)};
+reply_text answer_networks(hnap_request& request, const char* action, bool with_band) {
+  Reply reply{action, namespace_of(request)};
   if (!reply) return reply.finish();  // out of memory: spare the radio a scan
   site_survey_list list;
   if (kd_hnap_repeater_get_networks(&request, list) < 0) {
@@ -35,11 +34,21 @@ reply_text get_wireless_networks(hnap_request& request, const xml_element*) {
   reply.open("WirelessNetworkList");
   const site_survey_entry* network = list.head;
   for (std::int32_t left = list.count; left > 0 && network; --left, network = network->next) {
-    add_network(reply, *network);
+    add_network(reply, *network, with_band);
   }
   reply.close();
   kd_hnap_repeater_free_networks(&request, list);
   return reply.finish();
+}
+
+}  // namespace
+
+reply_text get_wireless_networks(hnap_request& request, const xml_element*) {
+  return answer_networks(request, "GetWirelessNetworks", false);
+}
+
+reply_text get_wireless_networks2(hnap_request& request, const xml_element*) {
+  return answer_networks(request, "GetWirelessNetworks2", true);
 }
 
 }  // namespace kd

@@ -20,12 +20,12 @@ const char* accept_method(const xml_element& element, void* target) {
 void log_fault(const hnap_request& request, const xml_element* action, const argument_fault& fault) {
   if (!action) {
     kd_hnap_printf(&request, kHandlerSource, __LINE__, "curr_rqst is NULL -3 !!!");
-  } else if (!fault.unknown_name) {
+  } else if (fault.missing) {
     kd_hnap_printf(&request, kHandlerSource, __LINE__, "curr_rqst is NULL -4 !!!");
-  } else if (view_of(fault.unknown_name) == "Method") {
-    kd_hnap_printf(&request, kHandlerSource, __LINE__, "Method is NULL !!!");
-  } else {
+  } else if (fault.unknown_name) {
     kd_hnap_printf(&request, kHandlerSource, __LINE__, "Unknow tag name %s !!!", fault.unknown_name);
+  } else {
+    kd_hnap_printf(&request, kHandlerSource, __LINE__, "Method is NULL !!!");
   }
 }
 

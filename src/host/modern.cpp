@@ -51,6 +51,7 @@ struct connection_note {
   connection_uri uri = connection_uri::none;
   bool taken = false;  // a request of the module's was among them: its URI stays
   bool large = false;  // so was a large reply
+  bool ended = false;  // what waited for the end has been done
 };
 
 // The server keeps up to 64 used blocks for a minute, however large they are.
@@ -62,14 +63,15 @@ void*& slot_of(connection* con, const plugin_data& plugin) {
 
 connection_note read_note(void* slot) {
   const auto bits = reinterpret_cast<std::uintptr_t>(slot);
-  return {static_cast<int>(bits & 0xFF), static_cast<connection_uri>(bits >> 8 & 0xFF), (bits >> 16 & 1) != 0,
-          (bits >> 17 & 1) != 0};
+  const auto flag = [bits](unsigned place) { return (bits >> place & 1) != 0; };
+  return {static_cast<int>(bits & 0xFF), static_cast<connection_uri>(bits >> 8 & 0xFF), flag(16), flag(17),
+          flag(18)};
 }
 
 void* packed(const connection_note& note) {
-  return reinterpret_cast<void*>(static_cast<std::uintptr_t>(note.action & 0xFF) |
-                                 static_cast<std::uintptr_t>(note.uri) << 8 |
-                                 std::uintptr_t{note.taken} << 16 | std::uintptr_t{note.large} << 17);
+  return reinterpret_cast<void*>(
+      static_cast<std::uintptr_t>(note.action & 0xFF) | static_cast<std::uintptr_t>(note.uri) << 8 |
+      std::uintptr_t{note.taken} << 16 | std::uintptr_t{note.large} << 17 | std::uintptr_t{note.ended} << 18);
 }
 
 }  // namespace
@@ -243,12 +245,23 @@ static handler_t mod_kd_hnap_uri_raw(request_st* r, void* data) {
   return mod_kd_hnap_subrequest(r, data);
 }
 
-static handler_t mod_kd_hnap_connection_close(connection* con, void* data) {
+// The reply has left, the connection is about to end. Acting here and not when the socket is closed leaves no
+// gap in which another request could see the device before the reload that its predecessor asked for.
+static handler_t mod_kd_hnap_connection_shut_wr(connection* con, void* data) {
   void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
-  const connection_note note = read_note(slot);
-  slot = nullptr;  // the record is used again for another connection
-  if (note.large) chunkqueue_chunk_pool_clear();
+  connection_note note = read_note(slot);
+  if (note.ended) return HANDLER_GO_ON;
+  note.ended = true;
+  slot = packed(note);
   hnap_connection_close_callback(note.action, note.uri);
+  return HANDLER_GO_ON;
+}
+
+static handler_t mod_kd_hnap_connection_close(connection* con, void* data) {
+  mod_kd_hnap_connection_shut_wr(con, data);  // a connection that ended without it loses nothing
+  void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
+  if (read_note(slot).large) chunkqueue_chunk_pool_clear();
+  slot = nullptr;  // the record is used again for another connection
   return HANDLER_GO_ON;
 }
 
@@ -264,6 +277,7 @@ extern "C" __attribute__((visibility("default"))) int mod_kd_hnap_plugin_init(pl
   p->cleanup = mod_kd_hnap_cleanup;
   p->handle_uri_raw = mod_kd_hnap_uri_raw;
   p->handle_subrequest = mod_kd_hnap_subrequest;
+  p->handle_connection_shut_wr = mod_kd_hnap_connection_shut_wr;
   p->handle_connection_close = mod_kd_hnap_connection_close;
   return 0;
 }

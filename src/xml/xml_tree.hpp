@@ -45,7 +45,8 @@ struct xml_tree {
   xml_element* root = nullptr;
   stack* open_elements = nullptr;  // of xml_element
   Arena arena;
-  // What the elements made so far take when written, once all of them are attached: no counting pass is needed.
+  // What the elements made so far take when written, once all of them are attached: no counting pass is
+  // needed.
   std::size_t written_size = 0;
 };
 

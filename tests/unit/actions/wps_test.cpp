@@ -1,0 +1,263 @@
+// StartWPS, StopWPS, GetWPSStatus: complete, but in the table only on request.
+#include "platform/wps.hpp"
+
+#include <net/if.h>
+#include <netinet/in.h>
+
+#include <cstring>
+
+#include "platform/radio.hpp"
+#include "support/cases.hpp"
+
+namespace kd::test {
+namespace {
+
+using Effects = std::vector<std::string>;
+
+void prepare_access_point(Device& device) {
+  device.set("apClient", "0");
+  device.files["/var/run/wpsctl.pid"] = "77\n";
+  device.files["/var/wps_progress"] = "10\n";
+  device.files["/var/wps_status"] = "3\n";
+}
+
+ActionCase start(const char* name, Arguments arguments, const char* reply, Effects changes = {},
+                 void (*prepare)(Device&) = prepare_access_point) {
+  return {.name = name,
+          .action = "StartWPS",
+          .arguments = std::move(arguments),
+          .reply = reply,
+          .changes = std::move(changes),
+          .prepare = prepare,
+          .reply_namespace = EXTENDER_NAMESPACE_A,
+          .handler = start_wps};
+}
+
+Arguments session(const std::string& method, const std::string& pin, const std::string& bssid = "") {
+  return {{"Method", method}, {"PIN", pin}, {"BSSID", bssid}};
+}
+
+const ActionCase kStart[] = {
+    start("by button", session("PBC", ""), "OK", {"kill 77 USR2"}),
+    start("by PIN", session("PIN", "12345670"), "OK", {"write /var/run_wps_pin 12345670", "kill 77 USR2"}),
+    start("the button needs no good PIN", session("PBC", "x"), "OK", {"kill 77 USR2"}),
+    start("waits until it is no longer idle", session("PBC", ""), "OK",
+          {"kill 77 USR2", "sleep 1", "sleep 1"},
+          [](Device& d) {
+            prepare_access_point(d);
+            d.files["/var/wps_status"] = "1";
+            d.at(2, [](Device& later) { later.files["/var/wps_status"] = "3"; });
+          }),
+    start("waits no longer than five looks", session("PBC", ""), "OK",
+          {"kill 77 USR2", "sleep 1", "sleep 1", "sleep 1", "sleep 1"},
+          [](Device& d) {
+            prepare_access_point(d);
+            d.files.erase("/var/wps_progress");
+          }),
+    start("a mode without a name is an access point", session("PBC", ""), "OK", {"kill 77 USR2"},
+          [](Device& d) {
+            prepare_access_point(d);
+            d.set("apClient", "1");
+            d.set("ethConvert", "1");
+          }),
+    start("no control process", session("PBC", ""), "OK", {},
+          [](Device& d) {
+            prepare_access_point(d);
+            d.files.erase("/var/run/wpsctl.pid");
+          }),
+    start("never to process 0 or to a group", session("PBC", ""), "OK", {},
+          [](Device& d) {
+            prepare_access_point(d);
+            d.files["/var/run/wpsctl.pid"] = "-1\n";
+          }),
+    start("no method", session("", "12345670"), "ERROR"),
+    start("a repeat without a method", {{"Method", "PBC"}, {"Method", ""}, {"PIN", ""}, {"BSSID", ""}},
+          "ERROR"),
+    start("unknown method", session("pbc", ""), "ERROR"),
+    start("PIN of 7 digits", session("PIN", "1234567"), "ERROR"),
+    start("no PIN", session("PIN", ""), "ERROR"),
+    start("letter in the PIN", session("PIN", "1234567x"), "ERROR"),
+    start("wrong checksum", session("PIN", "12345671"), "ERROR"),
+    start("PIN of 9 digits counts from its end", session("PIN", "912345670"), "OK",
+          {"write /var/run_wps_pin 912345670", "kill 77 USR2"}),
+    start("PIN of 9 digits, wrong at its end", session("PIN", "123456700"), "ERROR"),
+    start("PIN of 20 digits is 4294967295", session("PIN", "12345670123456701234"), "ERROR"),
+    start("letters behind eight digits", session("PIN", "12345670 kd"), "OK",
+          {"write /var/run_wps_pin 12345670 kd", "kill 77 USR2"}),
+    start("BSSID", session("PBC", "", "00:11:22:33:44:55"), "ERROR"),
+    start("no BSSID element", {{"Method", "PBC"}, {"PIN", ""}}, "ERROR"),
+    start("unknown element", {{"Method", "PBC"}, {"Pin", ""}, {"PIN", ""}, {"BSSID", ""}}, "ERROR"),
+    start("nothing", {}, "ERROR"),
+};
+INSTANTIATE_TEST_SUITE_P(StartWps, ActionTest, ::testing::ValuesIn(kStart), row_name);
+
+const ActionCase kOthers[] = {
+    {.name = "cleans up",
+     .action = "StopWPS",
+     .reply = "OK",
+     .changes = {"kill 77 TERM", "run wpsctl &", "sleep 1", "run rm -f /var/wps_*",
+                 "run rm -f /var/run_wps_pin", "run rm -f /var/gui_wps_waiting"},
+     .prepare = prepare_access_point,
+     .reply_namespace = EXTENDER_NAMESPACE_A,
+     .handler = stop_wps},
+    {.name = "a session",
+     .action = "GetWPSStatus",
+     .reply = "<GetWPSStatusResult>OK</GetWPSStatusResult>\n<Status>SEARCHING</Status>\n",
+     .prepare = prepare_access_point,
+     .request_namespace = EXTENDER_NAMESPACE_B,
+     .reply_namespace = EXTENDER_NAMESPACE_B,
+     .handler = get_wps_status},
+    {.name = "nothing to tell",
+     .action = "GetWPSStatus",
+     .reply = "<GetWPSStatusResult>OK</GetWPSStatusResult>\n<Status></Status>\n",
+     .prepare =
+         [](Device& d) {
+           prepare_access_point(d);
+           d.files["/var/wps_status"] = "2";
+         },
+     .reply_namespace = EXTENDER_NAMESPACE_A,
+     .handler = get_wps_status},
+};
+INSTANTIATE_TEST_SUITE_P(Wps, ActionTest, ::testing::ValuesIn(kOthers), row_name);
+
+TEST(Wps, StatusTexts) {
+  const std::string idle = "IDLE", searching = "SEARCHING", registering = "REGISTERING",
+                    walk = "ERROR_WALK_TIMEOUT", timeout = "ERROR_SESSION_TIMEOUT",
+                    overlap = "ERROR_SESSION_OVERLOAP", pin = "ERROR_INVALID_PIN", none = "(none)";
+  const struct {
+    int first, last;  // status codes
+    int last_status, progress;
+    bool pin_session;
+    std::string text;
+  } rows[] = {
+      {-5, 1, 10, 100, true, idle},       {3, 3, 0, 99, true, searching},
+      {3, 3, 0, 100, false, walk},        {35, 35, 0, 0, false, searching},
+      {35, 35, 0, 100, false, walk},      {4, 30, 0, 100, true, registering},
+      {36, 38, 0, 0, false, registering}, {39, 39, 0, 100, false, "CONNECTING"},
+      {257, 257, 0, 0, false, overlap},   {265, 265, 0, 100, true, overlap},
+      {34, 34, 0, 0, false, "CONNECTED"}, {31, 33, 0, 0, false, timeout},
+      {259, 264, 0, 0, false, timeout},   {40, 256, 4, 100, true, idle},
+      {266, 300, 0, 0, false, idle},      {2, 2, 4, 21, true, timeout},
+      {2, 2, 38, 100, true, timeout},     {2, 2, 30, 20, true, pin},
+      {2, 2, 3, 21, true, pin},           {2, 2, 31, 50, true, pin},
+      {2, 2, 0, 100, true, walk},         {2, 2, 0, 50, false, none},
+      {258, 258, 4, 100, true, walk},     {258, 258, 4, 50, true, none},
+  };
+  for (const auto& row : rows) {
+    for (int status = row.first; status <= row.last; ++status) {
+      const char* text = wps_status_text(status, row.last_status, row.progress, row.pin_session);
+      EXPECT_EQ(text ? text : none, row.text)
+          << status << " after " << row.last_status << ", " << row.progress;
+    }
+  }
+}
+
+using WpsDevice = DeviceTest;
+
+TEST_F(WpsDevice, OnlyAnAccessPointStarts) {
+  for (const char* key : {"apClient", "ethConvert"}) {  // an extender, a bridge
+    prepare_access_point(device);
+    device.set("ethConvert", "0");
+    device.set(key, "1");
+    kd_hnap_start_wps(nullptr, "PIN", "12345670");
+    EXPECT_EQ(device.changes(), Effects{}) << key;
+  }
+}
+
+TEST_F(WpsDevice, MissingFilesCountAsZero) {
+  wps_status status = "old";
+  kd_hnap_get_wps_status(nullptr, status);
+  EXPECT_STREQ(status, "IDLE");
+
+  device.files["/var/wps_progress"] = "100";
+  kd_hnap_get_wps_status(nullptr, status);
+  EXPECT_STREQ(status, "IDLE");  // status code 0
+
+  // There, but not to be opened: no progress.
+  device.files["/var/wps_status"] = std::string(126, ' ') + "350";  // the first 128 bytes count
+  device.broken.insert("/var/wps_progress");
+  kd_hnap_get_wps_status(nullptr, status);
+  EXPECT_STREQ(status, "SEARCHING");
+}
+
+TEST(Wps, PinChecksum) {
+  const struct {
+    const char* pin;
+    int valid;
+  } rows[] = {{"12345670", 1}, {"12345671", 0}, {"00000000", 1},  {"99999995", 1}, {"10000007", 1},
+              {"01000009", 1}, {"00000017", 1}, {"912345670", 1}, {"", 1},         {"4294967295", 0}};
+  for (const auto& row : rows) EXPECT_EQ(kd_validate_pin_checksum(row.pin), row.valid) << row.pin;
+}
+
+const Effects kStopped{"run kill -9 `cat /var/run/wscd.pid.ra0`",
+                       "run iwpriv ra0 set WscConfMode=0 1>/dev/null 2>&1"};
+constexpr const char* kMode7 = "iwpriv ra0 set WscConfMode=7";
+constexpr const char* kWscd = "wscd -m 1 -a 192.168.10.254 -i ra0 &";
+const Effects kNoRoute{"run route delete 239.255.255.250 1>/dev/null 2>&1"};
+constexpr const char* kRoute = "run route add -host 239.255.255.250 dev br0 1>/dev/null 2>&1";
+
+Effects echoed(const char* command) {
+  return {"console " + std::string{command} + "\n", "run " + std::string{command}};
+}
+
+TEST_F(WpsDevice, RestartsAsStored) {
+  const Effects started[] = {echoed(kMode7), {kRoute}, echoed(kWscd)};
+  const Effects configured[] = {
+      echoed(kMode7), {"run iwpriv ra0 set WscConfStatus=1", kRoute}, echoed(kWscd)};
+  const auto joined = [](const auto& parts) {
+    Effects all;
+    for (const Effects& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+  };
+  const struct {
+    const char* name;
+    const char *mode, *option, *configured;  // null: not stored
+    bool address;
+    Effects rest;
+  } rows[] = {
+      {"on", "0", "1", "1", true, joined(started)},
+      {"on, gateway", "1", "7", nullptr, true, joined(started)},
+      {"not yet configured", "0", "1", "0", true, joined(configured)},
+      {"off", "0", "0", "1", true, kNoRoute},
+      {"not stored", "0", nullptr, "1", true, kNoRoute},
+      {"empty", "0", "", "1", true, kNoRoute},
+      {"compared as text", "0", "x", "1", true, joined(started)},
+      {"another mode", "3", "1", "1", true, {}},
+      {"no mode", nullptr, "1", "1", true, {}},
+      {"no address", "0", "1", "1", false, {"print WPSRestart error, can't get lan ip."}},
+  };
+  for (const auto& row : rows) {
+    device.library.clear();
+    if (row.mode) device.set("OperationMode", row.mode);
+    if (row.option) device.set("WscModeOption", row.option);
+    if (row.configured) device.set("WscConfigured", row.configured);
+    device.driver = [&](DriverRequest& request) {
+      if (!row.address || request.number != 0x8915 || request.ifname != "br0") return false;
+      sockaddr_in address{};
+      address.sin_addr.s_addr = htonl(0xC0A80AFE);
+      std::memcpy(&static_cast<ifreq*>(request.argument)->ifr_addr, &address, sizeof address);
+      return true;
+    };
+    device.journal.clear();
+    kd_restart_wps();
+    Effects expected = kStopped;
+    expected.insert(expected.end(), row.rest.begin(), row.rest.end());
+    EXPECT_EQ(device.changes(), expected) << row.name;
+  }
+}
+
+TEST_F(WpsDevice, DriverStatus) {
+  device.driver = [](DriverRequest& request) {
+    if (request.number != 35822 || request.flags != 1873 || request.length != 4) return false;
+    const std::uint32_t status = 0x80000022;
+    std::memcpy(request.data, &status, sizeof status);
+    return request.ifname == "ra0";
+  };
+  EXPECT_EQ(kd_get_wsc_status(nullptr, "ra0"), 0x80000022u);
+  EXPECT_EQ(kd_get_wsc_status(nullptr, "ra1"), 0u);
+  device.broken.insert("socket");
+  EXPECT_EQ(kd_get_wsc_status(nullptr, "ra0"), 0u);
+}
+
+}  // namespace
+}  // namespace kd::test
