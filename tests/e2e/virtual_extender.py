@@ -115,6 +115,45 @@ class Device:
         self.process.stdout.close()
 
 
+def parents():
+    """Parent and state of every process, by id."""
+    found = {}
+    for entry in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            state, parent = (entry / "stat").read_text().rsplit(")", 1)[1].split()[:2]
+        except (OSError, ValueError):
+            continue
+        found[int(entry.name)] = int(parent), state
+    return found
+
+
+def descendants(pid):
+    """Ids and states of a process's children, their children and so on."""
+    table = parents()
+    found = []
+    family = {pid}
+    while grown := {child for child, (parent, _) in table.items() if parent in family} - family:
+        family |= grown
+        found += [(child, table[child][1]) for child in grown]
+    return found
+
+
+def pid_of(device, name):
+    """The host's process id of a program of the device."""
+    for pid, _ in descendants(device.process.pid):
+        try:
+            command = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")
+        except OSError:
+            continue
+        if command[0].endswith(name.encode()):
+            return pid
+    raise RuntimeError(f"no {name} in the device")
+
+
+def resident_kb(pid):
+    return int(re.search(r"^Rss:\s+(\d+)", pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text(), re.M).group(1))
+
+
 def wait_until(condition, seconds=15):
     """True as soon as the condition holds."""
     end = time.monotonic() + seconds

@@ -67,6 +67,7 @@ struct Outcome {
   host::Request request;
   std::vector<std::string> changes;  // of the request
   std::vector<std::string> all;      // of the connection's end too
+  std::vector<std::string> late;     // of the request, behind its first failed allocation
   bool fault_met = false;
   std::string faults;  // leaks and the like
 };
@@ -89,10 +90,12 @@ Outcome run(const Trial& trial, HeapFault heap_fault = {}, Fault fault = {}) {
   Outcome outcome;
   outcome.request = trial.request;
   HeapWatch heap;
-  heap.fail(heap_fault);
+  std::size_t fault_line = SIZE_MAX;
+  heap.fail(heap_fault, [&] { fault_line = device.journal.size(); });
   device.fail(fault);
   deliver(trial, outcome.request);
   outcome.changes = device.changes();
+  outcome.late = device.changes(fault_line);
   hnap_connection_close_callback(outcome.request.action, connection_uri::hnap);
   outcome.all = device.changes();
   outcome.fault_met = heap.fault_met() || device.fault_met();
@@ -107,12 +110,18 @@ Outcome run(const Trial& trial, HeapFault heap_fault = {}, Fault fault = {}) {
   return outcome;
 }
 
-// Letting the site survey go on counts as nothing, nor does what is said on the console: a failure may do
-// more of both.
+// The survey marker counts as nothing, nor does what is said on console and output: a failure may do more.
+std::vector<std::string> without_notes(std::vector<std::string> changes) {
+  std::erase_if(changes, [](const std::string& line) {
+    return line == kMarker || line == kMarkerGone || line.starts_with("console ") ||
+           line.starts_with("print ");
+  });
+  return changes;
+}
+
 bool is_part_of(const std::vector<std::string>& some, const std::vector<std::string>& all) {
   auto at = all.begin();
-  for (const std::string& line : some) {
-    if (line == kMarkerGone || line.starts_with("console ")) continue;
+  for (const std::string& line : without_notes(some)) {
     at = std::find(at, all.end(), line);
     if (at++ == all.end()) return false;
   }
@@ -145,7 +154,7 @@ void sweep(const Trial& trial, MakeFault fault_at, Check check) {
 
 Trial trial_of(const ActionCase& row) {
   return {soap_request(row.action, row.arguments, row.request_namespace), row.prepare, row.varies,
-          row.handler};
+          row.acts_first, row.handler};
 }
 
 }  // namespace
@@ -194,7 +203,8 @@ std::string row_name(const ::testing::TestParamInfo<ActionCase>& info) {
   return info.param.action + std::string{"_"} + identifier(info.param.name);
 }
 
-// Without memory the device is changed in the same order, and a reply has all its elements.
+// Without memory the device is changed in the same order, and no more once the reply is lost; a reply has all
+// its elements.
 void survive_each_failed_allocation(const Trial& trial) {
   const Outcome full = run(trial);
   for (const bool and_later : {false, true}) {
@@ -205,6 +215,9 @@ void survive_each_failed_allocation(const Trial& trial) {
         },
         [&](const Outcome& outcome) {
           EXPECT_TRUE(is_part_of(outcome.all, full.all)) << ::testing::PrintToString(outcome.all);
+          if (outcome.request.reply == kOutOfMemory && !trial.acts_first) {
+            EXPECT_EQ(without_notes(outcome.late), std::vector<std::string>{});
+          }
           if (outcome.request.status != 200 || outcome.request.reply == kOutOfMemory || trial.varies) return;
           EXPECT_EQ(shape(outcome.request.reply), shape(full.request.reply));
         });

@@ -34,6 +34,7 @@ struct ActionCase {
   const char* request_namespace = HNAP1_NAMESPACE;
   const char* reply_namespace = HNAP1_NAMESPACE;
   bool varies = false;               // what it can read decides which elements the reply has
+  bool acts_first = false;           // it acts before it builds its reply, or whatever becomes of that
   action_handler handler = nullptr;  // of an action that no request reaches: called with the parsed request
 };
 
@@ -49,6 +50,7 @@ struct Trial {
   host::Request request;
   void (*prepare)(Device&) = nullptr;
   bool varies = false;               // as in ActionCase
+  bool acts_first = false;           // as in ActionCase
   action_handler handler = nullptr;  // as in ActionCase
 };
 void survive_each_failed_allocation(const Trial& trial);

@@ -75,9 +75,10 @@ void Device::sleep(std::uint64_t microseconds) {
   }
 }
 
-std::vector<std::string> Device::changes() const {
+std::vector<std::string> Device::changes(std::size_t from) const {
   std::vector<std::string> kept;
-  for (const std::string& line : journal) {
+  for (; from < journal.size(); ++from) {
+    const std::string& line = journal[from];
     const std::string_view kind = std::string_view{line}.substr(0, line.find(' '));
     if (kind != "open" && kind != "pipe" && kind != "stat" && kind != "ioctl" && kind != "usleep") {
       kept.push_back(line);

@@ -60,8 +60,8 @@ class Device {
   // "console TEXT", "stat PATH", "ioctl 0x8be7 ra0", "kill PID NAME", "sleep S", "usleep US", "print TEXT",
   // "nvram init|close|commit SECTION", "nvram set KEY=VALUE".
   std::vector<std::string> journal;
-  // The journal without the lines that only read.
-  std::vector<std::string> changes() const;
+  // The journal, from one of its lines on, without the lines that only read.
+  std::vector<std::string> changes(std::size_t from = 0) const;
 
   // Counts the effects from here on.
   void fail(Fault fault);

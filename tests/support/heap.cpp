@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -19,6 +20,7 @@ struct block {
 struct watch {
   std::unordered_map<void*, block> live;
   HeapFault fault;
+  std::function<void()> met;
   unsigned count = 0;
   std::size_t given_up = 0;
 };
@@ -29,6 +31,7 @@ bool refuses() {
   if (!current) return false;
   const unsigned number = ++current->count;
   const HeapFault& fault = current->fault;
+  if (number == fault.at && current->met) current->met();
   return fault.at != 0 && (number == fault.at || (fault.and_later && number > fault.at));
 }
 
@@ -118,8 +121,9 @@ HeapWatch::~HeapWatch() {
   ::current = nullptr;
 }
 
-void HeapWatch::fail(HeapFault fault) {
+void HeapWatch::fail(HeapFault fault, std::function<void()> met) {
   ::current->fault = fault;
+  ::current->met = std::move(met);
   ::current->count = 0;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace kd::test {
@@ -21,8 +22,8 @@ class HeapWatch {
   HeapWatch(const HeapWatch&) = delete;
   HeapWatch& operator=(const HeapWatch&) = delete;
 
-  // Starts counting anew.
-  void fail(HeapFault fault);
+  // Starts counting anew. `met` runs when the first allocation fails.
+  void fail(HeapFault fault, std::function<void()> met = nullptr);
   bool fault_met() const;
   // Blocks that were allocated under this watch and are neither freed nor given up deliberately; empty when
   // there is none.

@@ -92,7 +92,7 @@ int getc(std::FILE* file) {
   Stream& stream = *device().stream(file);
   const std::string_view rest = std::string_view{stream.data}.substr(stream.at);
   const bool line_starts = stream.at == 0 || stream.data[stream.at - 1] == '\n';
-  const std::size_t line = std::min(rest.find('\n'), rest.size() - 1) + 1;
+  const std::size_t line = line_starts ? std::min(rest.find('\n'), rest.size() - 1) + 1 : 1;
   if (readable(stream, line, line_starts) == 0) return EOF;
   return static_cast<unsigned char>(stream.data[stream.at++]);
 }

@@ -53,6 +53,8 @@ class ClassicHost {
   void finish();
   // The client vanishes, or the connection times out.
   void abort();
+  // The server ends while the connection lives.
+  void exit() { reset(con.state); }
 
   std::string reply_header(const char* name);
   // The number of the plug-in that answers, 0 for DIRECT.

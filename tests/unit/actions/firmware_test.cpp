@@ -42,6 +42,9 @@ std::string settings(const std::string& model, const std::string& revision, cons
          "<UpdateMethods>\n<string>HNAP_UPLOAD</string>\n</UpdateMethods>\n";
 }
 
+// The flash is written before the reply is made, and the device restarts whatever becomes of that.
+constexpr bool kActsFirst = true;
+
 const ActionCase kRows[] = {
     {"flashes and restarts behind the reply",
      "FirmwareUpload",
@@ -51,14 +54,34 @@ const ActionCase kRows[] = {
                      std::string{"run "} + kWriter, "sleep 2", "sleep 2", "sleep 2",
                      "run killall -9 kd_vb_upnpd", "run kd_vb_upnpd&", "sleep 1",
                      "run killall -9 kd_vb_upnpd", "kill 1 TERM"}),
-     prepare_flash},
-    {"no image", "FirmwareUpload", {}, "ERROR", after_shutdown({kSurveyGoesOn}), prepare_flash},
+     prepare_flash,
+     0,
+     HNAP1_NAMESPACE,
+     HNAP1_NAMESPACE,
+     false,
+     kActsFirst},
+    {"no image",
+     "FirmwareUpload",
+     {},
+     "ERROR",
+     after_shutdown({kSurveyGoesOn}),
+     prepare_flash,
+     0,
+     HNAP1_NAMESPACE,
+     HNAP1_NAMESPACE,
+     false,
+     kActsFirst},
     {"an image for another board",
      "FirmwareUpload",
      {{"Base64Image", base64(mkfirmware::make_image("x", {"", 0x027216, mkfirmware::Flaw::none}))}},
      "ERROR",
      after_shutdown({kSurveyGoesOn}),
-     prepare_flash},
+     prepare_flash,
+     0,
+     HNAP1_NAMESPACE,
+     HNAP1_NAMESPACE,
+     false,
+     kActsFirst},
     {"too large to be read",
      "FirmwareUpload",
      {{"Base64Image", base64(kImage)}},

@@ -141,6 +141,16 @@ TEST_F(Classic, RunsTheDeferredActionOnce) {
   }
 }
 
+TEST_F(Classic, DefersNothingBeyondTheServersEnd) {
+  ClassicHost host;
+  host.accept();
+  host.receive(post("IsDeviceReady"));
+  effects();
+  host.exit();
+  EXPECT_FALSE(host.dirty_slot());
+  EXPECT_EQ(effects(), std::vector<std::string>{});
+}
+
 TEST_F(Classic, LeavesOtherRequestsAlone) {
   ClassicHost host;
   effects();

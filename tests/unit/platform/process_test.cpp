@@ -25,6 +25,7 @@ TEST_F(Process, FindsTheFirstByPartOfItsCommand) {
       {"only the first word counts", header + line(5, "root", "sh -c wscd") + line(7, "root", "wscd"), 7},
       {"long user", header + line(7, std::string(100, 'u'), "wscd"), 7},
       {"line longer than its buffer", header + line(5, long_word, "wscd") + line(7, "root", "wscd"), 7},
+      {"what is cut off is no line", header + "5 " + std::string(253, 'u') + line(7, "root", "wscd"), 0},
       {"header longer than its buffer", " PID " + long_word + "\n" + line(7, "root", "wscd"), 7},
       {"name behind 63 characters", header + line(7, "root", std::string(60, '/') + "wscd"), 0},
       {"name within 63 characters", header + line(7, "root", std::string(59, '/') + "wscd"), 7},
