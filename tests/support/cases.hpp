@@ -27,7 +27,8 @@ struct ActionCase {
   const char* name;  // what is special
   const char* action;
   Arguments arguments = {};
-  std::string reply = "";  // what lies inside the response element; without any "<" the text of its only result
+  std::string reply =
+      "";  // what lies inside the response element; without any "<" the text of its only result
   std::vector<std::string> changes = {};  // Device::changes() of the request, without the survey marker's
   void (*prepare)(Device&) = nullptr;     // the device, besides prepare_extender
   int deferred = 0;                       // the action code for the connection's end
