@@ -29,7 +29,8 @@ void complete(Options& options) {
   for (std::string* path : {&options.server, &options.preload, &options.store_library})
     *path = absolute(*path);
   if (options.module != "none") options.module = absolute(options.module);
-  if (!options.server_modules.empty()) options.server_modules = absolute(options.server_modules);
+  for (std::string* path : {&options.server_modules, &options.server_config})
+    if (!path->empty()) *path = absolute(*path);
 }
 
 class CommandLine {
@@ -83,6 +84,9 @@ class CommandLine {
                     "mod_kd_hnap.so (default ../lib); \"none\": the bare server");
     run->add_option("--host-lighttpd", options_.server, "Web server (default /usr/sbin/lighttpd)");
     run->add_option("--server-modules", options_.server_modules, "Directory of the web server's own modules");
+    run->add_option("--server-config", options_.server_config,
+                    "File with more lines for the web server's configuration; := replaces a value")
+        ->check(CLI::ExistingFile);
     run->add_option("--preload", options_.preload, "Library with the driver's answers (default ../lib)");
     run->add_option("--store-library", options_.store_library, "libnvram.so (default ../lib)");
     run->add_option("--reboot-pause", options_.reboot_pause,

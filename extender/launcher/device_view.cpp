@@ -62,6 +62,7 @@ std::vector<Source> sources(const Options& options, const State& state) {
   if (!options.server_modules.empty() && !below_usr(options.server_modules)) {
     list.push_back({options.server_modules, "/opt/server_modules"});
   }
+  if (!options.server_config.empty()) list.push_back({options.server_config, layout::kMoreServerConfig});
   for (const char* device :
        {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"}) {
     list.push_back({device, device});

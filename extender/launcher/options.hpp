@@ -24,6 +24,7 @@ struct Failure : std::runtime_error {
 struct Options {
   std::string server = "/usr/sbin/lighttpd";
   std::string server_modules;       // directory of the server's own modules; empty: where Debian has them
+  std::string server_config;        // more lines of the web server's configuration; empty: none
   std::string module;               // mod_kd_hnap.so; "none" boots the bare server
   std::string preload;              // libkd_preload.so
   std::string store_library;        // libnvram.so

@@ -103,7 +103,7 @@ reply_text set_device_settings_2(hnap_request& request, const xml_element* actio
     return reply.finish();
   }
   reply.result("OK");
-  if (!reply) return reply.finish();  // out of memory: change nothing
+  if (!reply.ready()) return reply.finish();  // out of memory: change nothing
   use_language(request, code);
   return reply.finish();
 }

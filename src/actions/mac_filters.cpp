@@ -88,7 +88,7 @@ reply_text set_mac_filters_2(hnap_request& request, const xml_element* action) {
                           {"MACList", accept_list, &list}};
   if (const argument_fault fault = read_arguments(action, arguments)) return reply.error(fault.text);
   reply.result("OK");
-  if (!reply) return reply.finish();  // out of memory: change nothing
+  if (!reply.ready()) return reply.finish();  // out of memory: change nothing
 
   kd_hnap_set_mac_filter_settings(&request, enabled, is_allow_list, list.text);
   kd_hnap_commit_config(&request);

@@ -130,10 +130,9 @@ reply_text answer_choice(hnap_request& request, const xml_element* element, cons
   network_choice choice;
   if (const char* error = read_choice(request, element, with_band, choice)) return reply.error(error);
   if (const char* error = check_choice(request, choice)) return reply.error(error);
-  if (!reply) return reply.finish();  // out of memory: change nothing
-
-  kd_hnap_set_repeater_settings(request, settings_of(choice));
   reply.result("REBOOT");
+  if (!reply.ready()) return reply.finish();  // out of memory: change nothing
+  kd_hnap_set_repeater_settings(request, settings_of(choice));
   return reply.finish();
 }
 
@@ -168,6 +167,7 @@ reply_text get_wireless_client_settings(hnap_request& request, const xml_element
 
 reply_text get_last_set_wireless_client_settings_result(hnap_request& request, const xml_element*) {
   Reply reply{"GetLastSetWirelessClientSettingsResult", Namespace::extender};
+  if (!reply) return reply.finish();  // out of memory: leave the store alone
   const int outcome = kd_hnap_get_last_set_wireless_client_settings_result(request);
   reply.result("OK");
   reply.leaf("Result", outcome_name(outcome));

@@ -77,7 +77,7 @@ reply_text start_wps(hnap_request& request, const xml_element* action) {
   kd_hnap_printf(&request, kHandlerSource, __LINE__, "BSSID = %s", bssid);
   if (!is_valid_session(request, method, pin, bssid)) return reply.error();
   reply.result("OK");
-  if (!reply) return reply.finish();  // out of memory: change nothing
+  if (!reply.ready()) return reply.finish();  // out of memory: change nothing
   kd_hnap_start_wps(&request, method, pin);
   return reply.finish();
 }
@@ -85,7 +85,7 @@ reply_text start_wps(hnap_request& request, const xml_element* action) {
 reply_text stop_wps(hnap_request& request, const xml_element*) {
   Reply reply{"StopWPS", Namespace::extender};
   reply.result("OK");
-  if (!reply) return reply.finish();  // out of memory: change nothing
+  if (!reply.ready()) return reply.finish();  // out of memory: change nothing
   kd_hnap_stop_wps(&request);
   return reply.finish();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "base/hnap_request.hpp"
 #include "xml/envelope.hpp"
 #include "xml/xml_tree.hpp"
@@ -16,8 +18,8 @@ enum class Namespace {
 Namespace namespace_of(const hnap_request& request);
 
 // A reply under construction. The first failed allocation is remembered and turns the reply into the
-// out-of-memory reply, so a handler that only reads need not ask; one that changes the device asks once
-// before it acts. Texts go out as given: untrusted ones go through encoded_leaf.
+// out-of-memory reply, so a handler that only reads need not ask; one that changes the device makes its reply
+// ready() before it acts. Texts go out as given: untrusted ones go through encoded_leaf.
 class Reply {
  public:
   // `action` is at most 50 characters; the reply's elements are named after it.
@@ -39,6 +41,10 @@ class Reply {
   // Whether the reply as it stands takes at most `limit` bytes, terminator included, and its memory could be
   // had. A reply that does not fit is to be dropped.
   bool fits(std::size_t limit);
+
+  // Whether nothing can lose the reply as it stands: its memory has been had. Asked before the device is
+  // changed.
+  bool ready() { return fits(SIZE_MAX); }
 
   // Ends the reply. `error` makes `text` the result of a reply that holds nothing else.
   reply_text finish();
