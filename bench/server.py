@@ -120,7 +120,21 @@ def firmware_upload(device):
     report("FirmwareUpload: the server's peak memory", peak * 1024 / len(body), 3.2, "bodies")
 
 
+def idle_resident_kb(*options):
+    """Of a server that has answered one request for a static page."""
+    with tempfile.TemporaryDirectory() as state:
+        device = Device(pathlib.Path(state), *options)
+        try:
+            device.get("/")
+            time.sleep(1)
+            return resident_kb(pid_of(device, "lighttpd"))
+        finally:
+            device.stop()
+
+
 def main():
+    report("Idle server: resident size over that without the module",
+           idle_resident_kb() / idle_resident_kb("--module", "none"), 1.15)
     with tempfile.TemporaryDirectory() as state:
         started = time.perf_counter()
         device = Device(pathlib.Path(state))

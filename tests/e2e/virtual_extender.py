@@ -33,6 +33,12 @@ class NoSandbox(Exception):
     """The virtual extender cannot run here; the text says why."""
 
 
+def as_utf8(reply):
+    """Replies name no charset, and guessing the one of megabytes takes seconds."""
+    reply.encoding = "utf-8"
+    return reply
+
+
 class Device:
     """One running virtual extender."""
 
@@ -52,19 +58,16 @@ class Device:
         raise NoSandbox(output) if self.process.wait() == NO_SANDBOX_STATUS else RuntimeError(output)
 
     def post_raw(self, body, soap_action=HNAP1 + "IsDeviceReady", auth=None, path="/HNAP1/", timeout=30):
-        return requests.post(
-            self.url + path,
-            data=body,
-            headers={"SOAPAction": f'"{soap_action}"'},
-            auth=auth or self.login,
-            timeout=timeout,
+        headers = {"SOAPAction": f'"{soap_action}"'}
+        return as_utf8(
+            requests.post(self.url + path, data=body, headers=headers, auth=auth or self.login, timeout=timeout)
         )
 
     def post(self, action, arguments="", namespace=HNAP1):
         return self.post_raw(envelope(action, arguments, namespace), namespace + action)
 
     def get(self, path="/HNAP1/"):
-        return requests.get(self.url + path, timeout=30)
+        return as_utf8(requests.get(self.url + path, timeout=30))
 
     def send(self, data, close=False):
         """Sends raw bytes and gives back everything until the server ends the connection."""

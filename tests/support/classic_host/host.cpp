@@ -192,7 +192,7 @@ handler_t ClassicHost::receive(const ClassicRequest& request) {
     if (piece.kind == Piece::memory) {
       added.type = chunk::MEM_CHUNK;
       if (length) added.mem = new_buffer(piece.bytes);
-    } else {
+    } else if (piece.kind != Piece::none) {
       added.type = chunk::FILE_CHUNK;
       added.file.name = new_buffer(piece.name);
       added.file.start = piece.start;

@@ -18,13 +18,13 @@ namespace kd::test {
 
 // A part of a request's body as the server keeps it.
 struct Piece {
-  enum Kind { memory, spooled, mapped } kind = memory;
-  std::string bytes;      // in memory, or the file's
-  std::string name = {};  // of the file, which exists unless its name is empty
-  off_t consumed = 0;     // bytes at its start that are not the body's
-  off_t start = 0;        // of the body's part in the file
-  off_t claimed = -1;     // length that the chunk names, when it is not what follows `start`
-  bool open = false;      // the server has the file open
+  enum Kind { none, memory, spooled, mapped } kind = memory;
+  std::string bytes = {};  // in memory, or the file's
+  std::string name = {};   // of the file, which exists unless its name is empty
+  off_t consumed = 0;      // bytes at its start that are not the body's
+  off_t start = 0;         // of the body's part in the file
+  off_t claimed = -1;      // length that the chunk names, when it is not what follows `start`
+  bool open = false;       // the server has the file open
 };
 
 struct ClassicRequest {

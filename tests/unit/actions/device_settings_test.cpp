@@ -54,6 +54,12 @@ const ActionCase kRows[] = {
        d.set("ethConvert", "1");
        d.files["/var/boardid"] = "027215";
      }},
+    {"a gateway",
+     "GetDeviceSettings",
+     {},
+     settings("GatewayWithWiFi", "Attic", "NX220", "3.1.07, build 2"),
+     {},
+     [](Device& d) { d.set("OperationMode", "1"); }},
     {"longest values", "SetDeviceSettings", name_and_password("Living room 123", std::string(64, 'p')), "OK",
      stored("Living room 123", std::string(64, 'p'))},
     {"name of 16 characters", "SetDeviceSettings", name_and_password("Living room 1234", "secret"), "ERROR"},

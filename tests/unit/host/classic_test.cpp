@@ -247,6 +247,8 @@ TEST_F(Classic, AnswersBodiesThatCannotBeRead) {
       {"length below the offset", {{spooled, whole, name, 9, 0, 5}, {memory, whole}}, ""},
       {"more than 2 GB", {{spooled, whole, name, 0, 0, kHuge}}, initial},
       {"more than 2 GB in all", {{memory, whole}, {spooled, whole, name, 0, 0, (off_t{1} << 31) - 10}}, ""},
+      {"pieces behind the count", {{memory, whole}, {memory, "<x>"}}, "", false, -3},
+      {"a piece of no kind", {{none}, {memory, whole}}, "", false},
       {"empty queue", {{memory, ""}}, initial, false},
   };
   ClassicHost host;

@@ -30,9 +30,12 @@ TEST_F(CloseTest, DoesWhatTheCodeSays) {
 
 TEST_F(CloseTest, JudgesTheUri) {
   device.files["/tmp/postponeSiteSurvey"] = "1\n";
-  for (int action = 0; action <= 3; ++action) EXPECT_TRUE(close(action, connection_uri::other).empty());
+  for (const char* uri : {"", "/", "/hnap1/", "/HNA/P"}) {
+    for (int action = 0; action <= 3; ++action) EXPECT_TRUE(close(action, classify_uri(uri)).empty()) << uri;
+  }
   EXPECT_EQ(device.files.count("/tmp/postponeSiteSurvey"), 1U);
-  EXPECT_EQ(close(0, connection_uri::none), std::vector<std::string>{kMarkerGone});
+  EXPECT_EQ(close(0, classify_uri("/x?HNAPExt")), std::vector<std::string>{kMarkerGone});
+  EXPECT_EQ(close(0, classify_uri(std::nullopt)), std::vector<std::string>{kMarkerGone});
 }
 
 // The source line of the one message that names it.

@@ -124,35 +124,5 @@ TEST_F(Intake, StartsWithBothSectionsAndAClearResult) {
   EXPECT_EQ(device.store["LastSetWirelessClientResult"], "0");
 }
 
-// Whatever a connection carried, its end is one of these.
-TEST_F(Intake, EndsConnectionsByTheirActionCode) {
-  const std::string gone = "run rm -f /tmp/postponeSiteSurvey";
-  const std::vector<std::string> nothing, marker = {gone};
-  const struct {
-    const char* name;
-    std::optional<std::string> uri;
-    int action;
-    std::vector<std::string> effects;
-  } rows[] = {
-      {"nothing deferred", "/HNAP1/", 0, marker},
-      {"no URI", std::nullopt, 0, marker},
-      {"another URI", "/hnap1/", 1, nothing},
-      {"empty URI", "", 2, nothing},
-      {"reboot", "/HNAP1/", 1, {"console Reboot by HNAP\n", "run reboot", gone}},
-      {"network",
-       "/HNAPExt/",
-       2,
-       {"console Reload by HNAP\n",
-        "run killall kd_wps_led;killall -9 kelda_nmbd;kill -9 `cat /var/run/kd_rp_autochannel.pid`;"
-        "kill -9 `cat /var/run/kd_wps_auto_pin.pid`",
-        "run internet.sh", gone}},
-      {"unknown code", "/HNAP1/", 77, marker},
-  };
-  for (const auto& row : rows) {
-    hnap_connection_close_callback(row.action, classify_uri(row.uri));
-    EXPECT_EQ(effects(), row.effects) << row.name;
-  }
-}
-
 }  // namespace
 }  // namespace kd::test

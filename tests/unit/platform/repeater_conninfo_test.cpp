@@ -204,6 +204,11 @@ TEST_F(DeviceTest, AsksTheToolsInOrder) {
                 "pipe iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"}));
 }
 
+// Its noise is a random number, so it is no row below.
+TEST(ConnectionInfo, SurvivesEachFault) {
+  survive_each_fault({soap_request("GetWirelessClientConnectionInfo"), connect});
+}
+
 const ActionCase kRows[] = {
     {.name = "down",
      .action = "GetWirelessClientConnectionInfo",
