@@ -19,7 +19,7 @@ namespace kd::store {
 namespace {
 
 constexpr const char* kSectionNames[kSections] = {"2860", "second"};
-constexpr off_t kLargestFile = 16 * 1024 * 1024;
+constexpr off_t kLargestFile = off_t{16} * 1024 * 1024;
 
 struct FreeText {
   void operator()(char* text) const { free(text); }

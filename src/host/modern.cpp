@@ -55,7 +55,7 @@ struct connection_note {
 };
 
 // The server keeps up to 64 used blocks for a minute, however large they are.
-constexpr std::size_t kLargeReply = 16 * 1024;
+constexpr std::size_t kLargeReply = std::size_t{16} * 1024;
 
 void*& slot_of(connection* con, const plugin_data& plugin) {
   return con->plugin_ctx[plugin.id];
@@ -69,7 +69,7 @@ connection_note read_note(void* slot) {
 }
 
 void* packed(const connection_note& note) {
-  return reinterpret_cast<void*>(
+  return reinterpret_cast<void*>(  // NOLINT(performance-no-int-to-ptr): it is no pointer to begin with
       static_cast<std::uintptr_t>(note.action & 0xFF) | static_cast<std::uintptr_t>(note.uri) << 8 |
       std::uintptr_t{note.taken} << 16 | std::uintptr_t{note.large} << 17 | std::uintptr_t{note.ended} << 18);
 }

@@ -7,7 +7,7 @@
 namespace kd {
 namespace {
 
-constexpr std::size_t kLargestBlock = 8 * 1024 * 1024;
+constexpr std::size_t kLargestBlock = std::size_t{8} * 1024 * 1024;
 
 constexpr std::size_t rounded(std::size_t size) {
   return (size + alignof(void*) - 1) & ~(alignof(void*) - 1);

@@ -28,7 +28,7 @@ class Arena {
   Block* blocks_ = nullptr;  // newest first
   char* at_ = nullptr;
   char* end_ = nullptr;
-  std::size_t next_size_ = 8 * 1024;  // most replies fit into one block
+  std::size_t next_size_ = std::size_t{8} * 1024;  // most replies fit into one block
 };
 
 }  // namespace kd

@@ -86,6 +86,16 @@ TEST_F(PinTest, StoresChannelExtensionAndBssid) {
   EXPECT_EQ(device.files["/tmp/targetApFound"], "1\n");
 }
 
+TEST_F(PinTest, LeavesTheExtensionThatItDoesNotKnow) {
+  device.set("ApCliSsid", "Home");
+  device.outputs[kScanCommand] = scan_report({{.extension = "LEFT"}});
+  for (const std::string& effect : pin()) {
+    EXPECT_EQ(effect.find("HT_EXTCHA"), std::string::npos) << effect;
+    EXPECT_EQ(effect.find("HtExtcha"), std::string::npos) << effect;
+  }
+  EXPECT_EQ(device.files["/tmp/targetApFound"], "1\n");
+}
+
 TEST_F(PinTest, ChangesNothingWithoutTheNetwork) {
   device.outputs[kScanCommand] = scan_report({{.ssid = "Other"}});
   EXPECT_EQ(changes(), (std::vector<std::string>{scan, gone})) << "no name stored";
