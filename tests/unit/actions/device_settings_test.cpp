@@ -54,6 +54,12 @@ const ActionCase kRows[] = {
        d.set("ethConvert", "1");
        d.files["/var/boardid"] = "027215";
      }},
+    {"an access point",
+     "GetDeviceSettings",
+     {},
+     settings("WiFiAccessPoint", "Attic", "NX220", "3.1.07, build 2"),
+     {},
+     [](Device& d) { d.set("apClient", "0"); }},
     {"a gateway",
      "GetDeviceSettings",
      {},

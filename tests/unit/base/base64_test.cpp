@@ -24,6 +24,8 @@ TEST(Base64, SkipsWhatIsNotInTheAlphabet) {
       {"bytes above 127", "\xff\x80QUJD", 9, "ABC"},
       {"all bits", "+/+/", 9, "\xfb\xff\xbf"},
       {"less room", "QUJD", 2, "AB"},
+      {"less room behind a line break", "QUJD\nQUJDQUJD", 5, "ABCAB"},
+      {"line break inside a group", "QUJDQ\nUJDQUJD", 9, "ABCABCABC"},
       {"no room", "QUJD", 0, ""},
       {"empty", "", 9, ""},
   };
