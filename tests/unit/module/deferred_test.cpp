@@ -19,22 +19,6 @@ class CloseTest : public DeviceTest {
   }
 };
 
-TEST_F(CloseTest, DoesWhatTheCodeSays) {
-  using Effects = std::vector<std::string>;
-  EXPECT_EQ(close(0), Effects{kMarkerGone});
-  EXPECT_EQ(close(4), Effects{kMarkerGone});
-  EXPECT_EQ(close(-1), Effects{kMarkerGone});
-  EXPECT_EQ(close(1), (Effects{"console Reboot by HNAP\n", "run reboot", kMarkerGone}));
-  EXPECT_EQ(close(2), (Effects{"console Reload by HNAP\n", kKill, "run internet.sh", kMarkerGone}));
-}
-
-TEST_F(CloseTest, JudgesTheUri) {
-  device.files["/tmp/postponeSiteSurvey"] = "1\n";
-  for (int action = 0; action <= 3; ++action) EXPECT_TRUE(close(action, connection_uri::other).empty());
-  EXPECT_EQ(device.files.count("/tmp/postponeSiteSurvey"), 1U);
-  EXPECT_EQ(close(0, connection_uri::none), std::vector<std::string>{kMarkerGone});
-}
-
 // The source line of the one message that names it.
 std::string without_line_number(std::string text) {
   const std::size_t at = text.find("hnap_connection_close_callback, ");
