@@ -2,38 +2,18 @@
 // share with the actions without a band is tested there.
 #include "support/cases.hpp"
 #include "support/radio_reports.hpp"
+#include "support/wireless_choice.hpp"
 
 namespace kd::test {
 namespace {
 
 using Effects = std::vector<std::string>;
 
-Arguments choice(const std::string& band, const std::string& ssid = "Den",
-                 const std::string& type = "WPA2-PSK") {
-  return {{"SSID", ssid},
-          {"NetworkType", "INFRASTRUCTURE"},
-          {"SecurityEnabled", "true"},
-          {"SecurityType", type},
-          {"Encryption", "AES"},
-          {"Key", "12345678"},
-          {"Band", band}};
-}
-
-Effects stored(const std::string& band) {
-  Effects all{"console Save last repeater settings\n"};
-  for (const char* key : {"SSID1", "Channel", "AuthMode", "EncrypType", "DefaultKeyID", "Key1Type",
-                          "Key1Str1", "WPAPSK1", "ApCliEnable", "WscConfigured", "ApCliBssid", "HT_BW"}) {
-    all.push_back("nvram set Last" + std::string{key} + "=");
-  }
-  for (const char* setting :
-       {"SSID1=Den", "ApCliSsid=Den", "HT_BW=1", "AuthMode=WPA2PSK", "ApCliAuthMode=WPA2PSK",
-        "EncrypType=AES", "ApCliEncrypType=AES", "WPAPSK1=12345678", "ApCliWPAPSK=12345678"}) {
-    all.push_back("nvram set " + std::string{setting});
-  }
-  all.push_back("nvram set HNAPConfiguredBand=" + band);
-  all.push_back("nvram set ApCliEnable=1");
-  all.push_back("nvram set WscConfigured=1");
-  return all;
+Arguments in_band(const std::string& band, const std::string& ssid = "Den",
+                  const std::string& type = "WPA2-PSK") {
+  Arguments arguments = choice(type, "AES", "12345678", "true", ssid);
+  arguments.emplace_back("Band", band);
+  return arguments;
 }
 
 ActionCase set(const char* name, Arguments arguments, const char* reply, Effects changes = {},
@@ -44,20 +24,21 @@ ActionCase set(const char* name, Arguments arguments, const char* reply, Effects
   return made;
 }
 ActionCase accepted(const char* name, Arguments arguments, const std::string& band) {
-  return set(name, std::move(arguments), "REBOOT", stored(band), kReloadWirelessAtClose);
+  return set(name, std::move(arguments), "REBOOT",
+             wpa("1", "WPA2PSK", "WPA2PSK", "AES", "AES", "12345678", band), kReloadWirelessAtClose);
 }
 ActionCase refused(const char* name, Arguments arguments, const char* error = "ERROR") {
   return set(name, std::move(arguments), error);
 }
 
 const ActionCase kSet[] = {
-    accepted("lower band", choice("2.4GHz"), "2.4"),
-    accepted("upper band", choice("5GHz"), "5"),
-    refused("band with a blank", choice("5 GHz")),
-    refused("empty band", choice("")),
-    refused("long SSID before a bad band", choice("5", std::string(33, 's'))),
-    refused("bad band before a bad type", choice("5", "Den", "WPA9")),
-    refused("bad type", choice("5GHz", "Den", "WPA9"), "ERROR_TYPE_NOT_SUPPORTED"),
+    accepted("lower band", in_band("2.4GHz"), "2.4"),
+    accepted("upper band", in_band("5GHz"), "5"),
+    refused("band with a blank", in_band("5 GHz")),
+    refused("empty band", in_band("")),
+    refused("long SSID before a bad band", in_band("5", std::string(33, 's'))),
+    refused("bad band before a bad type", in_band("5", "Den", "WPA9")),
+    refused("bad type", in_band("5GHz", "Den", "WPA9"), "ERROR_TYPE_NOT_SUPPORTED"),
 };
 INSTANTIATE_TEST_SUITE_P(SetBand, ActionTest, ::testing::ValuesIn(kSet), row_name);
 

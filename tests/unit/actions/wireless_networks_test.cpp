@@ -46,20 +46,5 @@ const ActionCase kRows[] = {
 };
 INSTANTIATE_TEST_SUITE_P(WirelessNetworks, ActionTest, ::testing::ValuesIn(kRows), row_name);
 
-// A reply far beyond the customary buffer of 76,800 bytes.
-TEST_F(DeviceTest, ListsThousandNetworks) {
-  std::string report = kScanHeader;
-  std::string networks;
-  for (int i = 0; i < 1000; ++i) {
-    const std::string ssid = "net " + std::to_string(i);
-    report += scan_line({.ssid = ssid}) + "\n";
-    networks += network(ssid, "70", kWpa2);
-  }
-  device.outputs[kScanCommand] = report;
-  host::Request request = soap_request("GetWirelessNetworks");
-  send(request);
-  EXPECT_EQ(request.reply, whole_reply("GetWirelessNetworks", listed(networks), HNAP1_NAMESPACE));
-}
-
 }  // namespace
 }  // namespace kd::test

@@ -159,43 +159,34 @@ TEST(Wps, PinChecksum) {
 
 const Effects kStopped{"run kill -9 `cat /var/run/wscd.pid.ra0`",
                        "run iwpriv ra0 set WscConfMode=0 1>/dev/null 2>&1"};
-constexpr const char* kMode7 = "iwpriv ra0 set WscConfMode=7";
-constexpr const char* kWscd = "wscd -m 1 -a 192.168.10.254 -i ra0 &";
 const Effects kNoRoute{"run route delete 239.255.255.250 1>/dev/null 2>&1"};
-constexpr const char* kRoute = "run route add -host 239.255.255.250 dev br0 1>/dev/null 2>&1";
-
-Effects echoed(const char* command) {
-  return {"console " + std::string{command} + "\n", "run " + std::string{command}};
-}
+const Effects kStarted{"console iwpriv ra0 set WscConfMode=7\n", "run iwpriv ra0 set WscConfMode=7",
+                       "run route add -host 239.255.255.250 dev br0 1>/dev/null 2>&1",
+                       "console wscd -m 1 -a 192.168.10.254 -i ra0 &\n",
+                       "run wscd -m 1 -a 192.168.10.254 -i ra0 &"};
 
 TEST_F(WpsDevice, RestartsAsStored) {
-  const Effects started[] = {echoed(kMode7), {kRoute}, echoed(kWscd)};
-  const Effects configured[] = {
-      echoed(kMode7), {"run iwpriv ra0 set WscConfStatus=1", kRoute}, echoed(kWscd)};
-  const auto joined = [](const auto& parts) {
-    Effects all;
-    for (const Effects& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-  };
+  Effects configured = kStarted;
+  configured.insert(configured.begin() + 2, "run iwpriv ra0 set WscConfStatus=1");
   const struct {
     const char* name;
-    const char *mode, *option, *configured;  // null: not stored
+    const char *mode, *option, *configured;
     bool address;
     Effects rest;
   } rows[] = {
-      {"on", "0", "1", "1", true, joined(started)},
-      {"not yet configured", "0", "1", "0", true, joined(configured)},
+      {"on", "0", "1", "1", true, kStarted},
+      {"not yet configured", "0", "1", "0", true, configured},
       {"off", "0", "0", "1", true, kNoRoute},
       {"empty", "0", "", "1", true, kNoRoute},
-      {"compared as text", "0", "x", "1", true, joined(started)},
+      {"compared as text", "0", "x", "1", true, kStarted},
       {"another mode", "3", "1", "1", true, {}},
       {"no address", "0", "1", "1", false, {"print WPSRestart error, can't get lan ip."}},
   };
   for (const auto& row : rows) {
     device.library.clear();
-    if (row.mode) device.set("OperationMode", row.mode);
-    if (row.option) device.set("WscModeOption", row.option);
-    if (row.configured) device.set("WscConfigured", row.configured);
+    has_stored({{"OperationMode", row.mode},
+                {"WscModeOption", row.option},
+                {"WscConfigured", row.configured}})(device);
     device.driver = [&](DriverRequest& request) {
       if (!row.address || request.number != 0x8915 || request.ifname != "br0") return false;
       sockaddr_in address{};
