@@ -36,6 +36,7 @@ const ActionCase kSet[] = {
     accepted("upper band", in_band("5GHz"), "5"),
     refused("band with a blank", in_band("5 GHz")),
     refused("empty band", in_band("")),
+    refused("no band", choice("WPA2-PSK", "AES", "12345678")),
     refused("long SSID before a bad band", in_band("5", std::string(33, 's'))),
     refused("bad band before a bad type", in_band("5", "Den", "WPA9")),
     refused("bad type", in_band("5GHz", "Den", "WPA9"), "ERROR_TYPE_NOT_SUPPORTED"),

@@ -89,6 +89,8 @@ const ActionCase kRefused[] = {
     refused("SSID of 33 bytes", with("SSID", std::string(33, 's')), "ERROR"),
     refused("a long SSID hides a wrong type", choice("WPA9", "", "", "true", std::string(33, 's')), "ERROR"),
     refused("no security type", with("SecurityType", ""), "ERROR"),
+    refused("no encryption", with("Encryption", ""), "ERROR"),
+    refused("no key in an open network", without(choice("", "", "", "false"), "Key"), "ERROR"),
     refused("an unknown type hides a wrong key", choice("WPA9", "AES", ""), kType),
     refused("WPA2 with both ciphers", choice("WPA2-PSK", "TKIPORAES", "12345678"), kEncryption),
     refused("WPA with AES", choice("WPA-PSK", "AES", "12345678"), kEncryption),

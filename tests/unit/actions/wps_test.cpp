@@ -61,6 +61,8 @@ const ActionCase kStart[] = {
     start("no method", session("", "12345670"), "ERROR"),
     start("a repeat without a method", {{"Method", "PBC"}, {"Method", ""}, {"PIN", ""}, {"BSSID", ""}},
           "ERROR"),
+    start("unknown method", session("pbc", ""), "ERROR"),
+    start("no PIN", session("PIN", ""), "ERROR"),
     start("PIN of 7 digits", session("PIN", "1234567"), "ERROR"),
     start("letter in the PIN", session("PIN", "1234567x"), "ERROR"),
     start("wrong checksum", session("PIN", "12345671"), "ERROR"),
@@ -175,6 +177,7 @@ TEST_F(WpsDevice, RestartsAsStored) {
     Effects rest;
   } rows[] = {
       {"on", "0", "1", "1", true, kStarted},
+      {"on, gateway", "1", "7", "1", true, kStarted},
       {"not yet configured", "0", "1", "0", true, configured},
       {"off", "0", "0", "1", true, kNoRoute},
       {"empty", "0", "", "1", true, kNoRoute},

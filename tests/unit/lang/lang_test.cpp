@@ -96,6 +96,8 @@ TEST_F(Lang, LinesOfTheFile) {
 
 TEST_F(Lang, LoadingAndFreeingAreReported) {
   load("A,1\n");
+  const char* text = nullptr;
+  EXPECT_EQ(lang_get(nullptr, &text) + lang_get("A", nullptr), 0);
   device.journal.clear();
   EXPECT_EQ(lang_init(), 1);
   EXPECT_EQ(device.changes(),

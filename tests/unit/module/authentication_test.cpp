@@ -26,6 +26,7 @@ TEST_F(Authentication, AcceptsTheStoredCredentialsOnly) {
       {"missing", std::nullopt, false},
       {"another scheme", "Digest " + kGood, false},
       {"the word alone", "Basic", false},
+      {"the word and a blank", "Basic ", false},
       {"two blanks", "Basic  " + kGood, false, kUndecodable},
       {"a blank behind", "Basic " + kGood + " ", true},
       {"not base64", "Basic ****", false, kUndecodable},

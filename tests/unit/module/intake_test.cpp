@@ -23,6 +23,7 @@ TEST_F(Intake, TakesSoapRequestsAndGetsOfHnap) {
       {"GET of HNAP", Method::get, "/x/HNAP1?y", false, true},
       {"GET of hnap", Method::get, "/hnap1/", false, false},
       {"GET with a SOAPAction", Method::get, "/", true, true},
+      {"GET without a URI", Method::get, std::nullopt, false, false},
       {"PUT with a SOAPAction", Method::other, "/", true, true},
   };
   for (const auto& row : rows) {
@@ -122,6 +123,7 @@ TEST_F(Intake, EndsConnectionsByTheirActionCode) {
       {"nothing deferred", "/HNAP1/", 0, marker},
       {"no URI", std::nullopt, 0, marker},
       {"another URI", "/hnap1/", 1, nothing},
+      {"empty URI", "", 2, nothing},
       {"reboot", "/HNAP1/", 1, {"console Reboot by HNAP\n", "run reboot", gone}},
       {"network",
        "/HNAPExt/",

@@ -65,6 +65,13 @@ TEST_F(Config, WritesOnlyNameAndPassword) {
   EXPECT_EQ(device.library["HostName"], "");
 }
 
+TEST_F(Config, PassesTheStoresResultOn) {
+  device.fail({1});
+  EXPECT_EQ(kd_set_nvram_config(nullptr, "Key", "x"), -1);
+  device.fail({1});
+  EXPECT_EQ(kd_hnap_commit_config(nullptr), -1);
+}
+
 TEST_F(Config, ReadsNumbersLeniently) {
   device.set("Number", " 12th");
   EXPECT_EQ(nvram_number(nullptr, "Number"), 12);

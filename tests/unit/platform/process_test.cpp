@@ -40,6 +40,11 @@ TEST_F(Process, FindsTheFirstByPartOfItsCommand) {
   }
 }
 
+TEST_F(Process, LooksForNothingWithoutAName) {
+  EXPECT_EQ(kd_get_process_pid(nullptr) + kd_get_process_pid(""), 0);
+  EXPECT_EQ(effects(), std::vector<std::string>{});
+}
+
 TEST_F(Process, TellsAnUnreadableListFromNoProcess) {
   device.broken.insert("/var/psInfo");
   EXPECT_EQ(kd_get_process_pid("wscd"), -1);

@@ -58,7 +58,7 @@ TEST(StationTable, NamesTheMode) {
       {6, "CCK", 11, "802.11b"},   {6, "CCK", 12, ""},           {6, "OFDM", 54, "802.11g"},
       {6, "OFDM", 55, "802.11n"},  {6, "", 55, "802.11n"},       {0, "OFDM", 6, "802.11g"},
       {14, "OFDM", 54, "802.11g"}, {15, "OFDM", 300, "802.11a"}, {36, "HTMIX", 6, "802.11n"},
-      {-1, "OFDM", -5, "802.11g"},
+      {6, "HTMIX", 1, "802.11n"},  {36, "CCK", 11, ""},          {-1, "OFDM", -5, "802.11g"},
   };
   for (const auto& row : rows) {
     EXPECT_STREQ(station_mode(row.channel, row.phy_mode, row.rate), row.mode) << row.phy_mode << row.rate;

@@ -23,6 +23,8 @@ const LineRow kLines[] = {
     {"another name", scan_line({}), "House", "", ""},
     {"anywhere in the line", scan_line({}), "WPA2PSK", "", "6 " + kBssid + " above"},
     {"2.4 on 14", scan_line({.channel = 14}), "Home", "2.4", "14 " + kBssid + " above"},
+    {"2.4 on 15", scan_line({.channel = 15}), "Home", "2.4", ""},
+    {"5 on 15", scan_line({.channel = 15}), "Home", "5", "15 " + kBssid + " above"},
     {"5 on 14", scan_line({.channel = 14}), "Home", "5", ""},
     {"another band text is either", scan_line({.channel = 14}), "Home", "5GHz", "14 " + kBssid + " above"},
     {"hidden", scan_line({.length = "00"}), "Home", "", ""},

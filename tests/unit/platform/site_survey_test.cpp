@@ -38,6 +38,7 @@ const LineRow kLines[] = {
     {with_security("WEP128"), secured("1|WEP-AUTO|WEP-64")},
     {with_security("WPAPSK/TKIP"), secured("1|WPA-PSK|TKIP")},
     {with_security("WPAPSK/TKIPAES"), secured("1|WPA-PSK|TKIP")},
+    {with_security("WPAPSK/AES"), ""},
     {with_security("WPA2PSK/AES"), secured("1|WPA2-PSK|AES")},
     {with_security("WPA2PSK/TKIPAES"), secured("1|WPA2-PSK|TKIPORAES")},
     {with_security("WPA2PSK/TKIP"), ""},
