@@ -23,7 +23,7 @@ def processes(device):
 
 
 def test_device_restarts_into_the_uploaded_image(own_device, tmp_path):
-    assert "kd_wps_led" in processes(own_device)
+    assert wait_until(lambda: "kd_wps_led" in processes(own_device))
     assert upload(own_device, tmp_path) == "REBOOT"
     assert wait_until(lambda: own_device.boots() == 2)
     assert "demo image" in own_device.console().split("init: restarting")[-1]
