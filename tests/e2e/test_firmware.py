@@ -39,18 +39,6 @@ def test_bad_image_is_refused(device, tmp_path, flaw):
     assert device.boots() == 1
 
 
-def test_upload_that_the_server_refused_is_not_read(own_device, tmp_path):
-    own_device.run("sh", "-c", "echo 1 > /tmp/request_size_too_long")
-    assert upload(own_device, tmp_path) == "ERROR"
-    assert "kd_wps_led" in processes(own_device)  # nothing was stopped
-
-
-def test_firmware_settings(device):
-    reply = device.post("GetFirmwareSettings")
-    assert value(reply, "FirmwareDate") == "2014-04-19T00:00:00"
-    assert "<UpdateMethods>\n<string>HNAP_UPLOAD</string>\n</UpdateMethods>" in reply.text
-
-
 def test_locale_is_kept(own_device):
     arguments = (
         "<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"

@@ -9,37 +9,16 @@ MODULE = BUILD / "lib" / "mod_kd_hnap.so"
 MOST_BYTES = 96 * 1024
 
 LIBRARIES = {"libexpat.so.1", "libnvram.so", "libc.so.6"}
-EXPAT = {
-    "XML_ParserCreate",
-    "XML_SetUserData",
-    "XML_SetElementHandler",
-    "XML_SetCharacterDataHandler",
-    "XML_Parse",
-    "XML_ParserFree",
-}
+EXPAT = set(
+    "XML_ParserCreate XML_SetUserData XML_SetElementHandler XML_SetCharacterDataHandler XML_Parse XML_ParserFree".split()
+)
 STORE = {"nvram_init", "nvram_bufget", "nvram_bufset", "nvram_commit", "nvram_close"}
 # The server cannot be linked against, so a name that it lacks would show only when it loads the module.
 SERVERS = {
-    "classic": {
-        "array_get_element",
-        "buffer_copy_string_len",
-        "buffer_free",
-        "buffer_init",
-        "buffer_init_string",
-        "chunkqueue_get_append_buffer",
-        "log_error_write",
-        "response_header_insert",
-    },
-    "modern": {
-        "chunkqueue_append_buffer",
-        "chunkqueue_append_mem",
-        "chunkqueue_chunk_pool_clear",
-        "chunkqueue_read_data",
-        "http_header_hkey_get",
-        "http_header_request_get",
-        "http_header_response_set",
-        "log_error",
-    },
+    "classic": "array_get_element buffer_copy_string_len buffer_free buffer_init buffer_init_string "
+    "chunkqueue_get_append_buffer log_error_write response_header_insert",
+    "modern": "chunkqueue_append_buffer chunkqueue_append_mem chunkqueue_chunk_pool_clear chunkqueue_read_data "
+    "http_header_hkey_get http_header_request_get http_header_response_set log_error",
 }
 
 
@@ -66,7 +45,7 @@ def test_shows_only_its_entry_point():
 def test_asks_the_server_for_nothing_else():
     wanted = {symbol for symbol, kind in symbols("--undefined-only") if kind == "U" and "@" not in symbol}
     rest = wanted - EXPAT - STORE
-    assert any(rest <= offered for offered in SERVERS.values()), rest
+    assert any(rest <= set(offered.split()) for offered in SERVERS.values()), rest
 
 
 def test_is_hardened():

@@ -3,7 +3,7 @@
 import pytest
 
 from conftest import boot
-from virtual_extender import EXTENDER_A, EXTENDER_B, envelope, value, wait_until
+from virtual_extender import envelope, value, wait_until
 
 LAST_RESULT = "GetLastSetWirelessClientSettingsResult"
 
@@ -56,15 +56,6 @@ def test_choose_and_join_a_network(own_device):
     assert device.run("cat", "/tmp/SetWirelessClientSettings") == "2\n"
 
 
-def test_refused_choice_changes_nothing(device):
-    before = device.run("nvram_get", "2860", "SSID1")
-    assert choose(device, "Home Network", "short") == "ERROR_ILLEGAL_KEY_VALUE"
-    assert choose(device, "s" * 33, "correct horse") == "ERROR"
-    assert choose(device, "Home Network", "correct horse", "WPA-RADIUS") == "ERROR_TYPE_NOT_SUPPORTED"
-    assert device.run("nvram_get", "2860", "SSID1") == before
-    assert "Reload WLAN by HNAP\n" not in device.console()
-
-
 def test_reload_survives_a_client_that_vanishes(own_device):
     body = envelope(
         "SetWirelessClientSettings",
@@ -91,13 +82,6 @@ def test_link_and_clients_follow_the_radio_files(device):
     assert "<SSID>Boat House</SSID>" in device.post("GetWirelessNetworks").text
 
 
-@pytest.mark.parametrize("namespace", [EXTENDER_A, EXTENDER_B])
-def test_reply_is_in_the_namespace_of_the_request(device, namespace):
-    reply = device.post("GetWirelessClientCapabilities", namespace=namespace)
-    assert f'<GetWirelessClientCapabilitiesResponse xmlns="{namespace}">' in reply.text
-    assert reply.text.count("<SecurityInfo>") == 6
-
-
 @pytest.mark.parametrize("scenario, networks", [("crowded", 120), ("lonely", 0)])
 def test_other_scenarios(tmp_path, scenario, networks):
     device = boot(tmp_path, "--scenario", scenario)
@@ -120,11 +104,6 @@ def test_a_very_long_list_arrives_whole(own_device):
     assert [f"<SSID>{number:03} {'&amp;' * 28}</SSID>" in survey.text for number in range(400)] == [True] * 400
 
 
-@pytest.mark.parametrize(
-    "count, result",
-    [(0, "OK"), (2_099_571, "OK"), (2_099_572, "ERROR_BUFFER_TOO_LARGE"), (2**31, "ERROR_BUFFER_TOO_LARGE"), (-1, "ERROR")],
-)
-def test_download_speed_test(device, count, result):
-    reply = device.post("DownloadSpeedTest", f"<Bytes>{count}</Bytes><BufferSize>1024</BufferSize>")
-    assert value(reply, "DownloadSpeedTestResult") == result
-    assert value(reply, "ByteStream") == ("y" * count if result == "OK" else None)
+def test_the_longest_reply_arrives_whole(device):
+    reply = device.post("DownloadSpeedTest", "<Bytes>2099571</Bytes><BufferSize>1024</BufferSize>")
+    assert value(reply, "ByteStream") == "y" * 2_099_571

@@ -5,7 +5,7 @@ import base64
 import pytest
 import requests
 
-from virtual_extender import EXTENDER_A, HNAP1, envelope, value, wait_until
+from virtual_extender import HNAP1, envelope, value, wait_until
 
 ENVELOPE = (
     '<?xml version="1.0" encoding="utf-8"?>\r\n'
@@ -41,16 +41,6 @@ def test_reply_bytes(device):
     )
 
 
-def test_fault_bytes(device):
-    reply = device.post_raw(envelope("FooBar"), "X/FooBar")
-    assert reply.status_code == 500
-    assert reply.text == ENVELOPE + (
-        "\r\n<soap:Body>\r\n<soap:Fault>\r\n<faultcode>soap:Client</faultcode>\r\n"
-        "<faultstring>Server did not recognize the value of HTTP Header X/F</faultstring>\r\n"
-        "<detail />\r\n</soap:Fault>\r\n</soap:Body>\r\n</soap:Envelope>"
-    )
-
-
 @pytest.mark.parametrize(
     "method, path, headers, taken",
     [
@@ -71,14 +61,6 @@ def test_which_requests_are_taken(device, method, path, headers, taken):
     assert ("GetDeviceSettingsResponse" in reply.text) == taken
 
 
-def test_settings_list_the_actions_in_table_order(device):
-    reply = device.get()
-    actions = [line[8:-9] for line in reply.text.splitlines() if line.startswith("<string>" + HNAP1)]
-    names = [action.removeprefix(HNAP1) for action in actions]
-    assert names[0].startswith("GetDeviceSettings") and "SetDeviceSettings" in names
-    assert reply.content == device.post("GetDeviceSettings").content
-
-
 def basic(text):
     return "Basic " + base64.b64encode(text).decode()
 
@@ -87,16 +69,8 @@ def basic(text):
     "authorization, status",
     [
         (basic(b"admin:admin"), 200),
-        (basic(b"admin:admin").rstrip("="), 200),
         ("x" + basic(b"admin:admin"), 200),  # the scheme is searched, not compared
-        (basic(b"Admin:admin"), 401),
-        (basic(b"admin:admin:"), 401),
         (basic(b"admin:admin\0"), 401),
-        (basic(b"adminadmin"), 401),
-        (basic(b":"), 401),
-        ("Basic", 401),
-        ("Basic  YWRtaW46YWRtaW4=", 401),
-        ("Basic ?", 401),
         ("Digest YWRtaW46YWRtaW4=", 401),
         (None, 401),
     ],
@@ -119,15 +93,8 @@ PADDING = "<!--" + "x" * 25000 + "-->"
     "body, expected",
     [
         ("", EMPTY_BODY),
-        ("<", BAD_STRUCTURE),
-        ("no markup", BAD_STRUCTURE),
-        ("x" * 60000, BAD_STRUCTURE),
         ("x" * 5_000_000, BAD_STRUCTURE),
         ("<a></b>", BAD_XML),
-        (envelope("IsDeviceReady")[:-20], BAD_XML),
-        (envelope("IsDeviceReady").replace("soap:Body", "soap:Trunk"), BAD_STRUCTURE),
-        (envelope("IsDeviceReady", namespace="http://elsewhere/"), BAD_STRUCTURE),
-        (envelope("NoSuchAction"), BAD_STRUCTURE),
         (envelope("IsDeviceReady") + PADDING, BAD_XML),
         ("<a>" * 6826, BAD_STRUCTURE),  # as deep as one pass goes
         (envelope("IsDeviceReady") + "\0" * 2_000_000, BAD_XML),  # the second pass begins at the start again
@@ -138,39 +105,6 @@ def test_unreadable_bodies(device, body, expected):
     reply = device.post_raw(body)
     assert (reply.status_code, reply.content) == (500, expected)
     assert value(device.post("IsDeviceReady"), "IsDeviceReadyResult") == "OK"
-
-
-@pytest.mark.parametrize(
-    "length, readable",
-    [(20479, True), (20480, True), (20600, False), (65536, False), (65537, False)],
-)
-def test_whole_and_spooled_bodies(device, length, readable):
-    """Longer than one pass of 20479 bytes, a body begins again: one byte does no harm, more is a second document."""
-    document = envelope("IsDeviceReady")
-    reply = device.post_raw(document + " " * (length - len(document)))
-    if readable:
-        assert value(reply, "IsDeviceReadyResult") == "OK"
-    else:
-        assert (reply.status_code, reply.content) == (500, BAD_XML)
-
-
-@pytest.mark.parametrize("lead", ["\ufeff", " \r\n\t", "junk"])
-def test_what_precedes_the_document_is_skipped(device, lead):
-    reply = device.post_raw((lead + envelope("IsDeviceReady")).encode())
-    assert value(reply, "IsDeviceReadyResult") == "OK"
-
-
-@pytest.mark.parametrize("length", [1, 2, 1023, 1024, 7000])
-def test_unknown_actions_of_any_length(device, length):
-    action = "z" * length
-    reply = device.post_raw(envelope("IsDeviceReady"), action)
-    assert reply.status_code == 500
-    assert f"HTTP Header {action[:3]}</faultstring>" in reply.text
-
-
-def test_body_decides_which_action_runs(device):
-    reply = device.post_raw(envelope("IsDeviceReady"), EXTENDER_A + "getdevicesettings")
-    assert value(reply, "IsDeviceReadyResult") == "OK"
 
 
 @pytest.mark.parametrize("method", ["PUT", "DELETE", "OPTIONS", "HEAD", "PATCH", "TRACE"])

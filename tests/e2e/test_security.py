@@ -111,20 +111,14 @@ def raw(line="POST /HNAP1/ HTTP/1.1", *headers, body=BODY, soap_action=SOAP_ACTI
 
 RIGHT, WRONG = basic("admin:admin"), basic("admin:wrong")
 GET = "GET /HNAP1/ HTTP/1.1"
+METHODS = ["PUT", "PATCH", "DELETE", "OPTIONS", "TRACE", "PROPFIND", "CONNECT", "M-POST"]
 DETOURS = {
     "GET with a body": raw(GET),
     "GET, method override": raw(GET, "X-HTTP-Method-Override: POST", "X-HTTP-Method: POST", "X-Method-Override: POST"),
     "POST, method override": raw("POST /HNAP1/ HTTP/1.1", "X-HTTP-Method-Override: GET"),
     "method override in the query": raw("GET /HNAP1/?_method=POST HTTP/1.1"),
     "HEAD": raw("HEAD /HNAP1/ HTTP/1.1"),
-    "PUT": raw("PUT /HNAP1/ HTTP/1.1"),
-    "PATCH": raw("PATCH /HNAP1/ HTTP/1.1"),
-    "DELETE": raw("DELETE /HNAP1/ HTTP/1.1"),
-    "OPTIONS": raw("OPTIONS /HNAP1/ HTTP/1.1"),
-    "TRACE": raw("TRACE /HNAP1/ HTTP/1.1"),
-    "PROPFIND": raw("PROPFIND /HNAP1/ HTTP/1.1"),
-    "CONNECT": raw("CONNECT /HNAP1/ HTTP/1.1"),
-    "M-POST": raw("M-POST /HNAP1/ HTTP/1.1"),
+    **{method: raw(f"{method} /HNAP1/ HTTP/1.1") for method in METHODS},
     "unknown method": raw("POSTS /HNAP1/ HTTP/1.1"),
     "method in lower case": raw("post /HNAP1/ HTTP/1.1"),
     "wrong credentials twice": raw("POST /HNAP1/ HTTP/1.1", f"Authorization: {WRONG}", f"Authorization: {WRONG}"),

@@ -76,12 +76,6 @@ def test_mac_filters(vendor_device):
     assert vendor_device.run("nvram_get", "2860", "AccessPolicy0").strip() == "2"
 
 
-def test_network_statistics(vendor_device):
-    reply = vendor_device.post("GetNetworkStats")
-    assert value(reply, "GetNetworkStatsResult") == "OK"
-    assert re.findall("<PortName>(.*)</PortName>", reply.text)[1] == "LAN"
-
-
 def test_band_aware_variants(vendor_device):
     survey = vendor_device.post("GetWirelessNetworks2")
     assert set(re.findall("<Band>(.*)</Band>", survey.text)) == {"2.4GHz", "5GHz"}
@@ -93,7 +87,3 @@ def test_band_aware_variants(vendor_device):
     assert value(reply, "SetWirelessClientSettings2Result") == "REBOOT"
     # The reload at the connection's end commits it.
     assert wait_until(lambda: vendor_device.run("nvram_get", "2860", "HNAPConfiguredBand").strip() == "2.4")
-
-
-def test_longer_names_do_not_hide_shorter_ones(vendor_device):
-    assert value(vendor_device.post("GetWirelessNetworks"), "GetWirelessNetworksResult") == "OK"

@@ -30,7 +30,7 @@ struct ActionCase {
   std::string reply =
       "";  // what lies inside the response element; without any "<" the text of its only result
   std::vector<std::string> changes = {};  // Device::changes() of the request, without the survey marker's
-  void (*prepare)(Device&) = nullptr;     // the device, besides prepare_extender
+  Device::Step prepare = nullptr;         // the device, besides prepare_extender
   int deferred = 0;                       // the action code for the connection's end
   const char* request_namespace = HNAP1_NAMESPACE;
   const char* reply_namespace = HNAP1_NAMESPACE;
@@ -49,7 +49,7 @@ std::string identifier(std::string_view name);
 // next request is served.
 struct Trial {
   host::Request request;
-  void (*prepare)(Device&) = nullptr;
+  Device::Step prepare = nullptr;
   bool varies = false;               // as in ActionCase
   bool acts_first = false;           // as in ActionCase
   action_handler handler = nullptr;  // as in ActionCase

@@ -33,4 +33,28 @@ void put_serial_number(Device& device, const char* serial) {
   }
 }
 
+Device::Step in_turn(std::vector<Device::Step> steps) {
+  return [=](Device& d) {
+    for (const Device::Step& step : steps) step(d);
+  };
+}
+
+Device::Step has_stored(std::vector<std::pair<std::string, std::string>> values) {
+  return [=](Device& d) {
+    for (const auto& [key, value] : values) d.set(key, value);
+  };
+}
+
+Device::Step has_file(std::string path, std::string text) {
+  return [=](Device& d) { d.files[path] = text; };
+}
+
+Device::Step prints(std::string command, std::string text) {
+  return [=](Device& d) { d.outputs[command] = text; };
+}
+
+Device::Step cannot_open(std::string what) {
+  return [=](Device& d) { d.broken.insert(what); };
+}
+
 }  // namespace kd::test

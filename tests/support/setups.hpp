@@ -14,4 +14,11 @@ void add_process(Device& device, int pid, const char* command);
 // A serial number in the radio's EEPROM, 14 characters.
 void put_serial_number(Device& device, const char* serial);
 
+// Set-ups for the rows of tables.
+Device::Step in_turn(std::vector<Device::Step> steps);
+Device::Step has_stored(std::vector<std::pair<std::string, std::string>> values);
+Device::Step has_file(std::string path, std::string text);
+Device::Step prints(std::string command, std::string text);
+Device::Step cannot_open(std::string what);
+
 }  // namespace kd::test

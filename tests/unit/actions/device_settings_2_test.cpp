@@ -21,8 +21,8 @@ Arguments wanted(const std::string& user, const std::string& zone, const std::st
   return {{"Username", user}, {"TimeZone", zone}, {"AutoAdjustDST", dst}, {"Locale", locale}, {"SSL", ssl}};
 }
 
-Arguments with(Arguments arguments, const std::string& name, const std::string& value) {
-  arguments.insert(arguments.begin(), {name, value});
+Arguments with(Arguments arguments, int at, const std::string& name, const std::string& value) {
+  arguments.insert(arguments.begin() + at, {name, value});
   return arguments;
 }
 
@@ -39,84 +39,60 @@ std::vector<std::string> stored_and(const std::vector<std::string>& console) {
 constexpr const char* kUser = "ERROR_USERNAME_NOT_SUPPORTED";
 constexpr const char* kZone = "ERROR_TIMEZONE_NOT_SUPPORTED";
 
+ActionCase get(const char* name, const char* language, const char* locale) {
+  return {name, "GetDeviceSettings2", {}, settings("AB123456789012", locale), {}, [=](Device& d) {
+            put_serial_number(d, "AB123456789012");
+            d.set("Language", language);
+          }};
+}
+ActionCase set(const char* name, Arguments arguments, const char* reply,
+               std::vector<std::string> changes = {}, Device::Step prepare = nullptr) {
+  return {name, "SetDeviceSettings2", std::move(arguments), reply, std::move(changes), std::move(prepare)};
+}
+
+const std::vector<std::string> kNoStrings =
+    stored_and({"lang_init: File /web/lang/STRINGS_CA.txt open fail!\n"});
+
 const ActionCase kRows[] = {
-    {"a language",
-     "GetDeviceSettings2",
-     {},
-     settings("AB123456789012", "ar-sa"),
-     {},
-     [](Device& d) {
-       put_serial_number(d, "AB123456789012");
-       d.set("Language", "SA");
-     }},
-    {"unknown language",
-     "GetDeviceSettings2",
-     {},
-     settings("AB123456789012", "en-us"),
-     {},
-     [](Device& d) {
-       put_serial_number(d, "AB123456789012");
-       d.set("Language", "XX");
-     }},
-    {"no language",
-     "GetDeviceSettings2",
-     {},
-     settings("AB123456789012", "en-us"),
-     {},
-     [](Device& d) { put_serial_number(d, "AB123456789012"); }},
-    {"stores and loads the language", "SetDeviceSettings2", kFrench, "OK",
-     stored_and({"lang_init: Initial multi-language success! Current language is CA.\n"}),
-     [](Device& d) { d.files["/web/lang/STRINGS_CA.txt"] = "Save,Enregistrer\n"; }},
-    {"a language without strings", "SetDeviceSettings2", kFrench, "OK",
-     stored_and({"lang_init: File /web/lang/STRINGS_CA.txt open fail!\n"})},
-    {"elements behind the last are not examined",
-     "SetDeviceSettings2",
-     {{"SSL", "false"},
-      {"Locale", "fr-ca"},
-      {"AutoAdjustDST", "false"},
-      {"TimeZone", "UTC"},
-      {"Username", "admin"},
-      {"Username", "nobody"},
-      {"Zone", ""}},
-     "OK",
-     stored_and({"lang_init: File /web/lang/STRINGS_CA.txt open fail!\n"})},
-    {"the later one counts, an empty one does not", "SetDeviceSettings2",
-     with(with(with(kFrench, "Locale", "en-gb"), "TimeZone", "CET"), "Username", ""), "OK",
-     stored_and({"lang_init: File /web/lang/STRINGS_CA.txt open fail!\n"})},
-    {"another user", "SetDeviceSettings2", wanted("Admin", "CET", "true", "en-gb", "true"), kUser},
-    {"no user", "SetDeviceSettings2", wanted("", "UTC", "false", "fr-ca", "false"), kUser},
-    {"another time zone", "SetDeviceSettings2", wanted("admin", "utc", "true", "en-gb", "true"), kZone},
-    {"summer time",
-     "SetDeviceSettings2",
-     wanted("admin", "UTC", "true", "en-gb", "true"),
-     kZone,
-     {"print ERROR: AutoAdjustDST doesn't equal to \"false\""}},
-    {"another locale", "SetDeviceSettings2", wanted("admin", "UTC", "false", "en-gb", "false"), "ERROR"},
-    {"a code is no locale", "SetDeviceSettings2", wanted("admin", "UTC", "false", "CA", "false"), "ERROR"},
-    {"no locale", "SetDeviceSettings2", wanted("admin", "UTC", "false", "", "false"), "ERROR"},
-    {"encryption", "SetDeviceSettings2", wanted("admin", "UTC", "false", "fr-ca", "true"), "ERROR"},
-    {"one is missing", "SetDeviceSettings2", {kFrench.begin(), kFrench.end() - 1}, "ERROR"},
-    {"nothing", "SetDeviceSettings2", {}, "ERROR"},
-    {"unknown element",
-     "SetDeviceSettings2",
-     with(kFrench, "Zone", "1"),
-     "ERROR",
-     {"print ERROR: Unknow TAG = ", "print Zone", "print \n"}},
+    get("a language", "SA", "ar-sa"),
+    get("unknown language", "XX", "en-us"),
+    get("no language", "", "en-us"),
+    set("stores and loads the language", kFrench, "OK",
+        stored_and({"lang_init: Initial multi-language success! Current language is CA.\n"}),
+        has_file("/web/lang/STRINGS_CA.txt", "Save,Enregistrer\n")),
+    set("a language without strings", kFrench, "OK", kNoStrings),
+    set("elements behind the last are not examined", with({kFrench.rbegin(), kFrench.rend()}, 5, "Zone", ""),
+        "OK", kNoStrings),
+    set("the later one counts, an empty one does not",
+        with(with(with(kFrench, 0, "Locale", "en-gb"), 0, "TimeZone", "CET"), 3, "Username", ""), "OK",
+        kNoStrings),
+    set("another user", wanted("Admin", "CET", "true", "en-gb", "true"), kUser),
+    set("no user", wanted("", "UTC", "false", "fr-ca", "false"), kUser),
+    set("another time zone", wanted("admin", "utc", "true", "en-gb", "true"), kZone),
+    set("summer time", wanted("admin", "UTC", "true", "en-gb", "true"), kZone,
+        {"print ERROR: AutoAdjustDST doesn't equal to \"false\""}),
+    set("another locale", wanted("admin", "UTC", "false", "en-gb", "false"), "ERROR"),
+    set("a code is no locale", wanted("admin", "UTC", "false", "CA", "false"), "ERROR"),
+    set("encryption", wanted("admin", "UTC", "false", "fr-ca", "true"), "ERROR"),
+    set("one is missing", {kFrench.begin(), kFrench.end() - 1}, "ERROR"),
+    set("unknown element", with(kFrench, 0, "Zone", "1"), "ERROR",
+        {"print ERROR: Unknow TAG = ", "print Zone", "print \n"}),
 };
 INSTANTIATE_TEST_SUITE_P(DeviceSettings2, ActionTest, ::testing::ValuesIn(kRows), row_name);
 
 using Locale = DeviceTest;
 
 TEST_F(Locale, CodesAreStoredAsTheyAreOrAsEnglish) {
-  const struct {
-    const char* code;
-    const char* stored;
-  } rows[] = {{"EN", "EN"}, {"CA", "CA"}, {"DE", "DE"}, {"DA", "DA"}, {"ES", "ES"}, {"FR", "FR"},
-              {"IT", "IT"}, {"NL", "NL"}, {"PT", "PT"}, {"SA", "SA"}, {"SE", "SE"}, {"RU", "RU"},
-              {"PL", "PL"}, {"TR", "TR"}, {"XX", "EN"}, {"en", "EN"}, {"", "EN"},   {nullptr, "EN"}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(kd_hnap_set_language(nullptr, row.code), 0);
-    EXPECT_EQ(effects(), std::vector{std::string{"nvram set Language="} + row.stored});
+  const auto stored = [this](const char* code) {
+    EXPECT_EQ(kd_hnap_set_language(nullptr, code), 0);
+    return effects();
+  };
+  for (const char* code :
+       {"EN", "CA", "DE", "DA", "ES", "FR", "IT", "NL", "PT", "SA", "SE", "RU", "PL", "TR"}) {
+    EXPECT_EQ(stored(code), std::vector{std::string{"nvram set Language="} + code});
+  }
+  for (const char* code : {"XX", "en", "", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(stored(code), std::vector<std::string>{"nvram set Language=EN"});
   }
 }
 

@@ -42,6 +42,18 @@ std::vector<std::string> stored(const std::string& name, const std::string& pass
           "write /etc/lighttpd.user admin:" + password};
 }
 
+ActionCase set(const char* name, Arguments arguments, const char* reply,
+               std::vector<std::string> changes = {}, Device::Step prepare = nullptr) {
+  return {name, "SetDeviceSettings", std::move(arguments), reply, std::move(changes), std::move(prepare)};
+}
+std::vector<std::string> without_file(const char* more = nullptr) {
+  std::vector<std::string> changes = stored("Den", "secret");
+  changes.pop_back();
+  if (more) changes.push_back(more);
+  return changes;
+}
+
+const Arguments kDen = name_and_password("Den", "secret");
 const ActionCase kRows[] = {
     {"an extender", "GetDeviceSettings", {}, settings("Extender", "Attic", "NX220", "3.1.07, build 2")},
     {"escaped name, second model",
@@ -49,58 +61,33 @@ const ActionCase kRows[] = {
      {},
      settings("WiFiBridge", "A&amp;&lt;b&gt;", "NX410W", "1.4.02, build 2"),
      {},
-     [](Device& d) {
-       d.set("HostName", "A&<b>");
-       d.set("ethConvert", "1");
-       d.files["/var/boardid"] = "027215";
-     }},
+     in_turn({has_stored({{"HostName", "A&<b>"}, {"ethConvert", "1"}}), has_file("/var/boardid", "027215")})},
     {"an access point",
      "GetDeviceSettings",
      {},
      settings("WiFiAccessPoint", "Attic", "NX220", "3.1.07, build 2"),
      {},
-     [](Device& d) { d.set("apClient", "0"); }},
+     has_stored({{"apClient", "0"}})},
     {"a gateway",
      "GetDeviceSettings",
      {},
      settings("GatewayWithWiFi", "Attic", "NX220", "3.1.07, build 2"),
      {},
-     [](Device& d) { d.set("OperationMode", "1"); }},
-    {"longest values", "SetDeviceSettings", name_and_password("Living room 123", std::string(64, 'p')), "OK",
-     stored("Living room 123", std::string(64, 'p'))},
-    {"name of 16 characters", "SetDeviceSettings", name_and_password("Living room 1234", "secret"), "ERROR"},
-    {"password of 65 characters", "SetDeviceSettings", name_and_password("Den", std::string(65, 'p')),
-     "ERROR"},
-    {"empty password", "SetDeviceSettings", name_and_password("Den", ""), "ERROR"},
-    {"no password", "SetDeviceSettings", {{"DeviceName", "Den"}}, "ERROR"},
-    {"unknown element first",
-     "SetDeviceSettings",
-     {{"Zone", "1"}, {"DeviceName", "Den"}, {"AdminPassword", "s"}},
-     "ERROR"},
-    {"unknown element behind",
-     "SetDeviceSettings",
-     {{"AdminPassword", "secret"}, {"DeviceName", "Den"}, {"Zone", "1"}},
-     "OK",
-     stored("Den", "secret")},
-    {"the later one counts",
-     "SetDeviceSettings",
-     {{"DeviceName", "Hall"}, {"DeviceName", "Den"}, {"DeviceName", ""}, {"AdminPassword", "secret"}},
-     "OK",
-     stored("Den", "secret")},
-    {"entities are resolved", "SetDeviceSettings", name_and_password("A&amp;&#66;", "&lt;x&gt;"), "OK",
-     stored("A&B", "<x>")},
-    {"no user file",
-     "SetDeviceSettings",
-     name_and_password("Den", "secret"),
-     "ERROR",
-     {"nvram set Password=secret", "nvram set HostName=Den", "nvram commit 0"},
-     [](Device& d) { d.broken.insert("/etc/lighttpd.user"); }},
-    {"full disk",
-     "SetDeviceSettings",
-     name_and_password("Den", "secret"),
-     "ERROR",
-     {"nvram set Password=secret", "nvram set HostName=Den", "nvram commit 0", "write /etc/lighttpd.user "},
-     [](Device& d) { d.full.insert("/etc/lighttpd.user"); }},
+     has_stored({{"OperationMode", "1"}})},
+    set("longest values", name_and_password("Living room 123", std::string(64, 'p')), "OK",
+        stored("Living room 123", std::string(64, 'p'))),
+    set("name of 16 characters", name_and_password("Living room 1234", "secret"), "ERROR"),
+    set("password of 65 characters", name_and_password("Den", std::string(65, 'p')), "ERROR"),
+    set("empty password", name_and_password("Den", ""), "ERROR"),
+    set("no password", {{"DeviceName", "Den"}}, "ERROR"),
+    set("unknown element first", {{"Zone", "1"}, kDen[0], kDen[1]}, "ERROR"),
+    set("unknown element behind", {kDen[1], kDen[0], {"Zone", "1"}}, "OK", stored("Den", "secret")),
+    set("the later one counts", {{"DeviceName", "Hall"}, kDen[0], {"DeviceName", ""}, kDen[1]}, "OK",
+        stored("Den", "secret")),
+    set("entities are resolved", name_and_password("A&amp;&#66;", "&lt;x&gt;"), "OK", stored("A&B", "<x>")),
+    set("no user file", kDen, "ERROR", without_file(), cannot_open("/etc/lighttpd.user")),
+    set("full disk", kDen, "ERROR", without_file("write /etc/lighttpd.user "),
+        [](Device& d) { d.full.insert("/etc/lighttpd.user"); }),
 };
 INSTANTIATE_TEST_SUITE_P(DeviceSettings, ActionTest, ::testing::ValuesIn(kRows), row_name);
 

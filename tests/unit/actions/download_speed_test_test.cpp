@@ -15,68 +15,38 @@ std::string stream(std::size_t bytes) {
          "</ByteStream>\n";
 }
 
+ActionCase row(const char* name, Arguments arguments, std::string reply, const char* ns = HNAP1_NAMESPACE) {
+  const bool streams = reply.starts_with("<");
+  return {name, kAction, std::move(arguments), std::move(reply), {}, nullptr, 0, ns, ns, streams};
+}
+
 const ActionCase kRows[] = {
-    {.name = "nothing", .action = kAction, .arguments = sizes("0", "1"), .reply = stream(0)},
-    {.name = "ten", .action = kAction, .arguments = sizes("10"), .reply = stream(10), .varies = true},
-    {.name = "no number is 0", .action = kAction, .arguments = sizes("many"), .reply = stream(0)},
-    {.name = "what follows the number is left out",
-     .action = kAction,
-     .arguments = sizes(" +3x", "1k"),
-     .reply = stream(3),
-     .varies = true},
-    {.name = "the other order",
-     .action = kAction,
-     .arguments = {{"BufferSize", "1"}, {"Bytes", "2"}},
-     .reply = stream(2),
-     .varies = true},
-    {.name = "the later one counts",
-     .action = kAction,
-     .arguments = {{"Bytes", "9"}, {"Bytes", "2"}, {"BufferSize", "1"}, {"Else", ""}},
-     .reply = stream(2),
-     .varies = true},
-    {.name = "also without text",
-     .action = kAction,
-     .arguments = {{"Bytes", "9"}, {"Bytes", ""}, {"BufferSize", "1"}},
-     .reply = "ERROR"},
-    {.name = "below 0", .action = kAction, .arguments = sizes("-1"), .reply = "ERROR"},
-    {.name = "far below 0", .action = kAction, .arguments = sizes("-99999999999"), .reply = "ERROR"},
-    {.name = "bytes without text", .action = kAction, .arguments = sizes(""), .reply = "ERROR"},
-    {.name = "buffer of 0", .action = kAction, .arguments = sizes("10", "0"), .reply = "ERROR"},
-    {.name = "buffer without text", .action = kAction, .arguments = sizes("10", ""), .reply = "ERROR"},
-    {.name = "no buffer", .action = kAction, .arguments = {{"Bytes", "10"}}, .reply = "ERROR"},
-    {.name = "another element",
-     .action = kAction,
-     .arguments = {{"Bytes", "10"}, {"Else", "1"}, {"BufferSize", "1"}},
-     .reply = "ERROR"},
-    {.name = "one more than fits", .action = kAction, .arguments = sizes("2099572"), .reply = kTooLarge},
-    {.name = "one more than fits A",
-     .action = kAction,
-     .arguments = sizes("2099564"),
-     .reply = kTooLarge,
-     .request_namespace = EXTENDER_NAMESPACE_A,
-     .reply_namespace = EXTENDER_NAMESPACE_A},
-    {.name = "one more than fits B",
-     .action = kAction,
-     .arguments = sizes("2099562"),
-     .reply = kTooLarge,
-     .request_namespace = EXTENDER_NAMESPACE_B,
-     .reply_namespace = EXTENDER_NAMESPACE_B},
-    {.name = "2 to the 31st", .action = kAction, .arguments = sizes("2147483648"), .reply = kTooLarge},
-    {.name = "beyond 64 bits",
-     .action = kAction,
-     .arguments = sizes("99999999999999999999"),
-     .reply = kTooLarge},
+    row("nothing", sizes("0", "1"), stream(0)),
+    row("ten", sizes("10"), stream(10)),
+    row("no number is 0", sizes("many"), stream(0)),
+    row("what follows the number is left out", sizes(" +3x", "1k"), stream(3)),
+    row("the other order", {{"BufferSize", "1"}, {"Bytes", "2"}}, stream(2)),
+    row("the later one counts", {{"Bytes", "9"}, {"Bytes", "2"}, {"BufferSize", "1"}, {"Else", ""}},
+        stream(2)),
+    row("also without text", {{"Bytes", "9"}, {"Bytes", ""}, {"BufferSize", "1"}}, "ERROR"),
+    row("below 0", sizes("-1"), "ERROR"),
+    row("bytes without text", sizes(""), "ERROR"),
+    row("buffer of 0", sizes("10", "0"), "ERROR"),
+    row("buffer without text", sizes("10", ""), "ERROR"),
+    row("no buffer", {{"Bytes", "10"}}, "ERROR"),
+    row("another element", {{"Bytes", "10"}, {"Else", "1"}, {"BufferSize", "1"}}, "ERROR"),
+    row("one more than fits", sizes("2099572"), kTooLarge),
+    row("one more than fits A", sizes("2099564"), kTooLarge, EXTENDER_NAMESPACE_A),
+    row("one more than fits B", sizes("2099562"), kTooLarge, EXTENDER_NAMESPACE_B),
+    row("2 to the 31st", sizes("2147483648"), kTooLarge),
+    row("beyond 64 bits", sizes("99999999999999999999"), kTooLarge),
 };
 INSTANTIATE_TEST_SUITE_P(DownloadSpeedTest, ActionTest, ::testing::ValuesIn(kRows), row_name);
 
-struct LargestRow {
-  const char* action_namespace;
-  std::size_t bytes;
-};
 TEST_F(DeviceTest, SendsTheLargestStream) {
-  for (const auto& [action_namespace, bytes] :
-       {LargestRow{HNAP1_NAMESPACE, 2099571}, LargestRow{EXTENDER_NAMESPACE_A, 2099563},
-        LargestRow{EXTENDER_NAMESPACE_B, 2099561}}) {
+  const std::pair<const char*, std::size_t> rows[] = {
+      {HNAP1_NAMESPACE, 2099571}, {EXTENDER_NAMESPACE_A, 2099563}, {EXTENDER_NAMESPACE_B, 2099561}};
+  for (const auto& [action_namespace, bytes] : rows) {
     host::Request request = soap_request(kAction, sizes(std::to_string(bytes)), action_namespace);
     send(request);
     EXPECT_EQ(request.reply.size() + 1, 2100000U);

@@ -43,58 +43,33 @@ std::string settings(const std::string& model, const std::string& revision, cons
 }
 
 // The flash is written before the reply is made, and the device restarts whatever becomes of that.
-constexpr bool kActsFirst = true;
+ActionCase upload(const char* name, Arguments arguments, const char* reply, std::vector<std::string> changes,
+                  Device::Step prepare = prepare_flash) {
+  ActionCase made{name,  "FirmwareUpload",   std::move(arguments),
+                  reply, std::move(changes), std::move(prepare)};
+  made.acts_first = true;
+  return made;
+}
+const std::string kOther = mkfirmware::make_image("x", {"", 0x027216, mkfirmware::Flaw::none});
 
 const ActionCase kRows[] = {
-    {"flashes and restarts behind the reply",
-     "FirmwareUpload",
-     {{"Base64Image", base64(kImage)}},
-     "REBOOT",
-     after_shutdown({"write /var/hnapUploadedFirmware " + kImage, "run gpio l 6 5 5 132 0 1&",
-                     std::string{"run "} + kWriter, "sleep 2", "sleep 2", "sleep 2",
-                     "run killall -9 kd_vb_upnpd", "run kd_vb_upnpd&", "sleep 1",
-                     "run killall -9 kd_vb_upnpd", "kill 1 TERM"}),
-     prepare_flash,
-     0,
-     HNAP1_NAMESPACE,
-     HNAP1_NAMESPACE,
-     false,
-     kActsFirst},
-    {"no image",
-     "FirmwareUpload",
-     {},
-     "ERROR",
-     after_shutdown({kSurveyGoesOn}),
-     prepare_flash,
-     0,
-     HNAP1_NAMESPACE,
-     HNAP1_NAMESPACE,
-     false,
-     kActsFirst},
-    {"an image for another board",
-     "FirmwareUpload",
-     {{"Base64Image", base64(mkfirmware::make_image("x", {"", 0x027216, mkfirmware::Flaw::none}))}},
-     "ERROR",
-     after_shutdown({kSurveyGoesOn}),
-     prepare_flash,
-     0,
-     HNAP1_NAMESPACE,
-     HNAP1_NAMESPACE,
-     false,
-     kActsFirst},
-    {"too large to be read",
-     "FirmwareUpload",
-     {{"Base64Image", base64(kImage)}},
-     "ERROR",
-     {kSurveyGoesOn},
-     [](Device& d) { d.files["/tmp/request_size_too_long"] = "1\n"; }},
+    upload("flashes and restarts behind the reply", {{"Base64Image", base64(kImage)}}, "REBOOT",
+           after_shutdown({"write /var/hnapUploadedFirmware " + kImage, "run gpio l 6 5 5 132 0 1&",
+                           std::string{"run "} + kWriter, "sleep 2", "sleep 2", "sleep 2",
+                           "run killall -9 kd_vb_upnpd", "run kd_vb_upnpd&", "sleep 1",
+                           "run killall -9 kd_vb_upnpd", "kill 1 TERM"})),
+    upload("no image", {}, "ERROR", after_shutdown({kSurveyGoesOn})),
+    upload("an image for another board", {{"Base64Image", base64(kOther)}}, "ERROR",
+           after_shutdown({kSurveyGoesOn})),
+    upload("too large to be read", {{"Base64Image", base64(kImage)}}, "ERROR", {kSurveyGoesOn},
+           has_file("/tmp/request_size_too_long", "1\n")),
     {"first model", "GetFirmwareSettings", {}, settings("NX220", "Ver 2", "3.1.07, build 2")},
     {"second model",
      "GetFirmwareSettings",
      {},
      settings("NX410W", "ver 1", "1.4.02, build 2"),
      {},
-     [](Device& d) { d.files["/var/boardid"] = "027215"; }},
+     has_file("/var/boardid", "027215")},
 };
 INSTANTIATE_TEST_SUITE_P(Firmware, ActionTest, ::testing::ValuesIn(kRows), row_name);
 

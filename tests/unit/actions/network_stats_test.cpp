@@ -30,13 +30,11 @@ std::string stats(const std::string& ports) {
 
 const std::string kFailed = "<GetNetworkStatsResult>ERROR</GetNetworkStatsResult>\n<Stats></Stats>\n";
 
-ActionCase row(const char* name, const std::string& reply, void (*prepare)(Device&)) {
-  return {.name = name,
-          .action = "GetNetworkStats",
-          .reply = reply,
-          .prepare = prepare,
-          .varies = true,
-          .handler = get_network_stats};
+ActionCase row(const char* name, const std::string& reply, Device::Step prepare) {
+  ActionCase made{name, "GetNetworkStats", {}, reply, {}, std::move(prepare)};
+  made.varies = true;
+  made.handler = get_network_stats;
+  return made;
 }
 
 const ActionCase kRows[] = {
@@ -47,40 +45,18 @@ const ActionCase kRows[] = {
     row("interfaces that are not there",
         stats(port("WLAN 802.11g", "0", "0", "0", "0") + port("LAN", "0", "0", "0", "0")), nullptr),
     row("line that breaks off", stats(port("", "7", "0", "5", "0") + port("LAN", "0", "0", "0", "0")),
-        [](Device& d) {
-          d.set("WirelessMode", "5");
-          d.outputs[kWireless] = "ra0:5 7 1 2";
-        }),
-    row("no wireless pipe", kFailed,
-        [](Device& d) {
-          prepare_counters(d);
-          d.broken.insert(kWireless);
-        }),
-    row("no wired pipe", kFailed,
-        [](Device& d) {
-          prepare_counters(d);
-          d.broken.insert(kWired);
-        }),
+        in_turn({has_stored({{"WirelessMode", "5"}}), prints(kWireless, "ra0:5 7 1 2")})),
+    row("no wireless pipe", kFailed, in_turn({prepare_counters, cannot_open(kWireless)})),
+    row("no wired pipe", kFailed, in_turn({prepare_counters, cannot_open(kWired)})),
 };
 INSTANTIATE_TEST_SUITE_P(NetworkStats, ActionTest, ::testing::ValuesIn(kRows), row_name);
 
 TEST(NetworkStats, PortNames) {
-  const char* const names[] = {"WLAN 802.11g",
-                               "WLAN 802.11b",
-                               "WLAN 802.11a",
-                               "",
-                               "WLAN 802.11g",
-                               "",
-                               "WLAN 802.11n",
-                               "WLAN 802.11n",
-                               "WLAN 802.11n",
-                               "WLAN 802.11n",
-                               "WLAN 802.11n",
-                               "WLAN 802.11n",
-                               ""};
+  const std::string b = "WLAN 802.11b", g = "WLAN 802.11g", n = "WLAN 802.11n";
+  const std::string names[] = {g, b, "WLAN 802.11a", "", g, "", n, n, n, n, n, n, ""};
   for (int mode = 0; mode < 13; ++mode) {
     const char* name = wireless_port_name(mode);
-    EXPECT_STREQ(name ? name : "", names[mode]) << mode;
+    EXPECT_EQ(name ? name : "", names[mode]) << mode;
   }
 }
 

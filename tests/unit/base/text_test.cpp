@@ -8,41 +8,33 @@ namespace kd::test {
 namespace {
 
 TEST(Text, ReadsDecimalNumbersLeniently) {
-  const struct {
-    const char* text;
-    int value;
-  } rows[] = {
-      {nullptr, 0},
-      {"", 0},
-      {" \t\n\v\f\r12x", 12},
-      {"+7", 7},
-      {"-7", -7},
-      {"- 7", 0},
-      {"+-3", 0},
-      {"0x10", 0},
-      {"2147483647", INT_MAX},
-      {"2147483648", INT_MAX},
-      {"-2147483648", INT_MIN},
-      {"-2147483649", INT_MIN},
-      {"99999999999999999999999", INT_MAX},
-      {"-99999999999999999999999", INT_MIN},
-      {"007", 7},
-  };
+  const std::pair<const char*, int> rows[] = {{nullptr, 0},
+                                              {"", 0},
+                                              {" \t\n\v\f\r12x", 12},
+                                              {"+7", 7},
+                                              {"-7", -7},
+                                              {"- 7", 0},
+                                              {"+-3", 0},
+                                              {"0x10", 0},
+                                              {"2147483647", INT_MAX},
+                                              {"2147483648", INT_MAX},
+                                              {"-2147483648", INT_MIN},
+                                              {"-2147483649", INT_MIN},
+                                              {"99999999999999999999999", INT_MAX},
+                                              {"-99999999999999999999999", INT_MIN},
+                                              {"007", 7}};
   for (const auto& [text, value] : rows) EXPECT_EQ(text_to_int(text), value) << view_of(text);
 }
 
 TEST(Text, ReadsHexadecimalNumbersLeniently) {
-  const struct {
-    const char* text;
-    unsigned value;
-  } rows[] = {{"", 0},
-              {"fF", 255},
-              {" 0XfF", 255},
-              {"0x", 0},
-              {"1g", 1},
-              {"FFFFFFFF", UINT_MAX},
-              {"100000000", UINT_MAX},
-              {"x1", 0}};
+  const std::pair<const char*, unsigned> rows[] = {{"", 0},
+                                                   {"fF", 255},
+                                                   {" 0XfF", 255},
+                                                   {"0x", 0},
+                                                   {"1g", 1},
+                                                   {"FFFFFFFF", UINT_MAX},
+                                                   {"100000000", UINT_MAX},
+                                                   {"x1", 0}};
   for (const auto& [text, value] : rows) EXPECT_EQ(hex_to_uint(text), value) << text;
 }
 

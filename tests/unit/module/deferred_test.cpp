@@ -2,6 +2,7 @@
 #include "module/mod_kd_hnap.hpp"
 #include "support/cases.hpp"
 #include "support/radio_reports.hpp"
+#include "support/wireless_choice.hpp"
 
 namespace kd::test {
 namespace {
@@ -51,12 +52,7 @@ std::string without_line_number(std::string text) {
 TEST_F(CloseTest, ReloadsTheRadioInOrder) {
   device.set("WscModeOption", "7");
   device.outputs[kScanCommand] = scan_report({{.ssid = "Den", .extension = "ABOVE"}});
-  host::Request request = soap_request("SetWirelessClientSettings", {{"SSID", "Den"},
-                                                                     {"NetworkType", "INFRASTRUCTURE"},
-                                                                     {"SecurityType", ""},
-                                                                     {"SecurityEnabled", "false"},
-                                                                     {"Encryption", ""},
-                                                                     {"Key", ""}});
+  host::Request request = soap_request("SetWirelessClientSettings", choice("", "", "", "false"));
   send(request);
   EXPECT_EQ(reply_value(request.reply, "SetWirelessClientSettingsResult"), "REBOOT");
   for (const std::string& line : effects()) {

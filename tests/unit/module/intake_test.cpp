@@ -25,7 +25,6 @@ TEST_F(Intake, TakesSoapRequestsAndGetsOfHnap) {
       {"GET with a SOAPAction", Method::get, "/", true, true},
       {"GET without a URI", Method::get, std::nullopt, false, false},
       {"PUT with a SOAPAction", Method::other, "/", true, true},
-      {"PUT to HNAP without", Method::other, "/HNAP1/", false, false},
   };
   for (const auto& row : rows) {
     host::Request request;
@@ -43,21 +42,17 @@ TEST_F(Intake, CutsTheActionOutOfItsQuotes) {
     std::string value, action;
   } rows[] = {
       {"", ""},
-      {"a", "a"},
       {"\"", ""},
       {"\"\"", ""},
+      {kilo, kilo},
       {"a\"", ""},
       {"\"a/b\"", "a/b"},
-      {"a/b", "a/b"},
       {"\"a/b", "a/b"},
       {"x\"a/b\"y", "a/b"},
       {"\"a\"b\"c", "a\"b"},
-      {kilo, kilo},
       {kilo + "x", kilo},
-      {"\"" + kilo + "\"", kilo},
       {"\"" + kilo + "x\"", kilo},
       {std::string(5000, 'p') + "\"" + kilo + "\"" + std::string(1000, 's'), kilo},
-      {"\"ab\"" + std::string(7000, 'x'), "ab"},
       {std::string(7000, '"'), std::string(1022, '"')},
   };
   for (const auto& row : rows) {
@@ -69,15 +64,6 @@ TEST_F(Intake, CutsTheActionOutOfItsQuotes) {
     EXPECT_TRUE(kd_hnap_get_soap_method(request));
     EXPECT_EQ(request.soap_action.get(), row.action);
   }
-}
-
-TEST_F(Intake, ForgetsTheActionWithoutAHeader) {
-  host::Request host;
-  hnap_request request;
-  request.host = &host;
-  request.soap_action = copy_of("before");
-  EXPECT_FALSE(kd_hnap_get_soap_method(request));
-  EXPECT_EQ(request.soap_action, nullptr);
 }
 
 TEST_F(Intake, WaitsForTheSiteSurvey) {

@@ -21,10 +21,7 @@ TEST_F(Identity, TellsTheModelsApartByTheBoardId) {
       {"behind blank lines", "\n \n027215\n", "NX220", second},
       {"more words", "027215 b", "NX220", second},
       {"longer word", "0272150123456789", "NX220", first},
-      {"another board", "027216", "NX220", first},
       {"word behind a long line of blanks", std::string(300, ' ') + "027215", "NX220", second},
-      {"long first line", "027215" + std::string(300, 'x'), "NX220", first},
-      {"empty", "", "NX220", first},
       {"no file", std::nullopt, "NX220", first},
   };
   for (const auto& row : rows) {
@@ -72,7 +69,6 @@ TEST_F(Identity, SplitsVersionAndDate) {
   } rows[] = {
       {"3.1.07, build 2, Apr 19, 2014", 0, "3.1.07, build 2", "2014-04-19T00:00:00"},
       {"x, build 1, 5-Jun-2015", 0, "x, build 1", "2015-06-05T00:00:00"},
-      {"x, build 1, Jun 15, 2015", 0, "x, build 1", "2015-06-15T00:00:00"},
       {"x, build 1,dec 9, 2015", 0, "x, build 1", "2015-12-09T00:00:00"},
       {"x, build 1, 09-JAN-2015", 0, "x, build 1", "2015-01-009T00:00:00"},
       {"x, build 1, June 5, 2015", 0, "x, build 1", "2015-June-05T00:00:00"},
@@ -80,7 +76,6 @@ TEST_F(Identity, SplitsVersionAndDate) {
       {"x, build 1, Jun 2015", -1, "x, build 1", "Jun 2015"},
       {"x, build 1,", -1, "x, build 1", ""},
       {"x, build 1", -1, "", ""},
-      {"", -1, "", ""},
       {long_word + ", b, May 5, 2015", 0, std::string(127, 'w'), "2015-05-05T00:00:00"},
       {"x, b, " + long_word, -1, "x, b", std::string(127, 'w')},
       {"x, b, " + std::string(60, 'm') + " " + std::string(60, 'd') + " 2015", 0, "x, b",

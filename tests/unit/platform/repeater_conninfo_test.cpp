@@ -12,35 +12,29 @@ namespace {
 
 constexpr const char* kPoint = "02:11:22:33:44:01";
 
-struct IwconfigRow {
-  const char* name;
-  std::string text;
-  std::string ssid;
-  int channel;
-  std::string access_point;
-};
-const IwconfigRow kIwconfig[] = {
-    {"all there", iwconfig("Den", "6", kPoint), "Den", 6, kPoint},
-    {"quotes and blanks in the name", iwconfig("a\"b \" c", "36", kPoint), "a\"b \" c", 36, kPoint},
-    {"quote and two blanks end it", iwconfig("a\"  b", "6", kPoint), "a", 6, kPoint},
-    {"three digits", iwconfig("Den", "1613", kPoint), "Den", 161, kPoint},
-    {"nothing", "", "", 0, ""},
-    {"no ESSID", "Channel=6  Access Point: 02:11:22:33:44:01", "", 6, kPoint},
-    {"name without end", "ESSID:\"Den\" Channel=6  Access Point: 02:11:22:33:44:01", "", 6, kPoint},
-    {"no channel", "ESSID:\"Den\"  Access Point: 02:11:22:33:44:01", "Den", 0, kPoint},
-    {"no access point", "ESSID:\"Den\"  Channel=6", "Den", 6, ""},
-    {"16 characters of an address", "ESSID:\"Den\"  Channel=6  Access Point: 02:11:22:33:44:0", "Den", 6, ""},
-    {"markers before the name do not count", "Channel=1 ESSID:\"Den\"  Channel=6", "Den", 6, ""},
-    {"ends behind a marker", "ESSID:", "", 0, ""},
-    {"channel no number", "ESSID:\"Den\"  Channel=off", "Den", 0, ""},
-};
 TEST(Iwconfig, EachMarkerMayBeMissing) {
-  for (const IwconfigRow& row : kIwconfig) {
-    SCOPED_TRACE(row.name);
+  const struct {
+    std::string text, ssid;
+    int channel;
+    std::string access_point;
+  } rows[] = {
+      {iwconfig("Den", "6", kPoint), "Den", 6, kPoint},
+      {iwconfig("a\"b \" c", "36", kPoint), "a\"b \" c", 36, kPoint},
+      {iwconfig("a\"  b", "6", kPoint), "a", 6, kPoint},  // quote and two blanks end it
+      {iwconfig("Den", "1613", kPoint), "Den", 161, kPoint},
+      {"Channel=6  Access Point: 02:11:22:33:44:01", "", 6, kPoint},
+      {"ESSID:\"Den\" Channel=6  Access Point: 02:11:22:33:44:01", "", 6, kPoint},
+      {"ESSID:\"Den\"  Access Point: 02:11:22:33:44:01", "Den", 0, kPoint},
+      {"ESSID:\"Den\"  Channel=6", "Den", 6, ""},
+      {"ESSID:\"Den\"  Channel=6  Access Point: 02:11:22:33:44:0", "Den", 6, ""},
+      {"Channel=1 ESSID:\"Den\"  Channel=6", "Den", 6, ""},
+      {"ESSID:\"Den\"  Channel=off", "Den", 0, ""},
+  };
+  for (const auto& row : rows) {
     const iwconfig_link link = parse_iwconfig(row.text);
-    EXPECT_EQ(link.ssid, row.ssid);
-    EXPECT_EQ(link.channel, row.channel);
-    EXPECT_EQ(link.access_point, row.access_point);
+    EXPECT_EQ(link.ssid, row.ssid) << row.text;
+    EXPECT_EQ(link.channel, row.channel) << row.text;
+    EXPECT_EQ(link.access_point, row.access_point) << row.text;
   }
 }
 
@@ -61,21 +55,10 @@ TEST(StationTable, NamesTheMode) {
     int rate;
     const char* mode;
   } rows[] = {
-      {6, "CCK", 11, "802.11b"},
-      {6, "CCK", 12, ""},
-      {6, "CCK", 55, "802.11n"},
-      {6, "OFDM", 54, "802.11g"},
-      {6, "OFDM", 55, "802.11n"},
-      {6, "HTMIX", 1, "802.11n"},
-      {6, "", 54, ""},
-      {6, "", 55, "802.11n"},
-      {0, "OFDM", 6, "802.11g"},
-      {14, "OFDM", 54, "802.11g"},
-      {15, "OFDM", 300, "802.11a"},
-      {36, "HTMIX", 6, "802.11n"},
-      {36, "CCK", 11, ""},
-      {36, "ofdm", 54, ""},
-      {-1, "OFDM", -5, "802.11g"},
+      {6, "CCK", 11, "802.11b"},   {6, "CCK", 12, ""},           {6, "OFDM", 54, "802.11g"},
+      {6, "OFDM", 55, "802.11n"},  {6, "", 55, "802.11n"},       {0, "OFDM", 6, "802.11g"},
+      {14, "OFDM", 54, "802.11g"}, {15, "OFDM", 300, "802.11a"}, {36, "HTMIX", 6, "802.11n"},
+      {6, "HTMIX", 1, "802.11n"},  {36, "CCK", 11, ""},          {-1, "OFDM", -5, "802.11g"},
   };
   for (const auto& row : rows) {
     EXPECT_STREQ(station_mode(row.channel, row.phy_mode, row.rate), row.mode) << row.phy_mode << row.rate;
@@ -83,24 +66,19 @@ TEST(StationTable, NamesTheMode) {
 }
 
 TEST(StationTable, MissingColumnsAreEmpty) {
-  const std::string line = station("02:00", "OFDM", "20M", "54");
-  const station_line whole = split_station_line(line);
-  EXPECT_EQ(whole.mac, "3:02:00");
-  EXPECT_EQ(whole.phy_mode, "OFDM");
-  EXPECT_EQ(whole.bandwidth, "20M");
-  EXPECT_EQ(whole.data_rate, "54");
-  const station_line cut = split_station_line("  a b\tc d e f g h i OFDM");
-  EXPECT_EQ(cut.mac, "a");
-  EXPECT_EQ(cut.phy_mode, "OFDM");
-  EXPECT_EQ(cut.bandwidth, "");
-  EXPECT_EQ(cut.data_rate, "");
-  EXPECT_EQ(split_station_line(" \n").mac, "");
+  const auto columns = [](const std::string& text) {
+    const station_line split = split_station_line(text);
+    return std::string{split.mac} + "|" + std::string{split.phy_mode} + "|" + std::string{split.bandwidth} +
+           "|" + std::string{split.data_rate};
+  };
+  EXPECT_EQ(columns(station("02:00", "OFDM", "20M", "54")), "3:02:00|OFDM|20M|54");
+  EXPECT_EQ(columns("  a b\tc d e f g h i OFDM"), "a|OFDM||");
+  EXPECT_EQ(columns(" \n"), "|||");
 }
 
 TEST(Signal, IsAPercentage) {
-  const std::pair<int, int> rows[] = {{0, 100},  {-50, 100}, {-51, 99},           {-65, 63},
-                                      {-79, 26}, {-80, 24},  {-81, 23},           {-89, 2},
-                                      {-90, 0},  {-91, 0},   {-2147483647 - 1, 0}};
+  const std::pair<int, int> rows[] = {{0, 100},  {-50, 100}, {-51, 99}, {-65, 63},           {-79, 26},
+                                      {-80, 24}, {-81, 23},  {-90, 0},  {-2147483647 - 1, 0}};
   for (const auto& [rssi, percent] : rows) EXPECT_EQ(signal_percent(rssi), percent) << rssi;
 }
 
@@ -126,51 +104,38 @@ std::string info(const host::Request& request) {
   return values;
 }
 
+constexpr const char* kIwconfig = "iwconfig apcli0";
+constexpr const char* kSignal = "iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'";
+const std::string kLost = "A&amp;B|2||40|6|63|0|0|true|";  // not found in the station table
+
 struct InfoRow {
   const char* name;
-  void (*prepare)(Device&);
-  const char* values;
+  Device::Step prepare;
+  std::string values;
 };
 const InfoRow kInfo[] = {
     {"found in the table", [](Device&) {}, "A&amp;B|2|802.11n|20|6|63|130000|130000|true|"},
-    {"not in the table", [](Device& d) { d.outputs[kStationsCommand] = station("x", "OFDM", "20M", "54"); },
-     "A&amp;B|2||40|6|63|0|0|true|"},
     {"letter case counts",
-     [](Device& d) {
-       d.outputs["iwconfig apcli0"] = iwconfig("A", "6", "02:aa:00:00:00:01");
-       d.outputs[kStationsCommand] = station("02:AA:00:00:00:01", "OFDM", "20M", "54");
-     },
-     "A|2||40|6|63|0|0|true|"},
-    {"no table", [](Device& d) { d.broken.insert(kStationsCommand); }, "A&amp;B|2||40|6|63|0|0|true|"},
+     in_turn({prints(kIwconfig, iwconfig("A&B", "6", "02:aa:00:00:00:01")),
+              prints(kStationsCommand, station("02:AA:00:00:00:01", "OFDM", "20M", "54"))}),
+     kLost},
+    {"no table", cannot_open(kStationsCommand), kLost},
     {"short lines carry nothing over",
-     [](Device& d) {
-       d.outputs[kStationsCommand] =
-           station("02:00:00:00:00:09", "OFDM", "20M", "54") + "\n3:" + std::string{kPoint} + " 1\n";
-     },
-     "A&amp;B|2||40|6|63|0|0|true|"},
+     prints(kStationsCommand,
+            station("02:00:00:00:00:09", "OFDM", "20M", "54") + "\n3:" + std::string{kPoint} + " 1\n"),
+     kLost},
     {"a table line of 8000 bytes",
-     [](Device& d) {
-       d.outputs[kStationsCommand] = std::string(8000, 'x') + "\n" + station(kPoint, "OFDM", "40M", "54");
-     },
+     prints(kStationsCommand, std::string(8000, 'x') + "\n" + station(kPoint, "OFDM", "40M", "54")),
      "A&amp;B|2|802.11g|40|6|63|54000|54000|true|"},
-    {"no address matches nothing", [](Device& d) { d.outputs["iwconfig apcli0"] = "ESSID:\"x\"  "; },
-     "x|2||40|0|63|0|0|true|"},
-    {"no text", [](Device& d) { d.broken.insert("/tmp/repeater_conninfo"); }, "|2||40|0|63|0|0|true|"},
-    {"5 GHz", [](Device& d) { d.outputs["iwconfig apcli0"] = iwconfig("A", "36", kPoint); },
-     "A|5|802.11n|20|36|63|130000|130000|true|"},
-    {"a rate beyond all limits",
-     [](Device& d) { d.outputs[kStationsCommand] = station(kPoint, "HTMIX", "20", "99999999999"); },
+    {"no address matches nothing", prints(kIwconfig, "ESSID:\"x\"  "), "x|2||40|0|63|0|0|true|"},
+    {"no text", cannot_open("/tmp/repeater_conninfo"), "|2||40|0|63|0|0|true|"},
+    {"5 GHz", prints(kIwconfig, iwconfig("A", "36", kPoint)), "A|5|802.11n|20|36|63|130000|130000|true|"},
+    {"a rate beyond all limits", prints(kStationsCommand, station(kPoint, "HTMIX", "20", "99999999999")),
      "A&amp;B|2|802.11n|40|6|63|4294966296|4294966296|true|"},
-    {"only three characters of the signal",
-     [](Device& d) { d.outputs["iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"] = "-100"; },
-     "A&amp;B|2|802.11n|20|6|100|130000|130000|true|"},
-    {"no signal", [](Device& d) { d.broken.insert("iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"); },
-     "A&amp;B|2|802.11n|20|6|0|130000|130000|true|"},
-    {"an empty signal",
-     [](Device& d) { d.outputs["iwpriv apcli0 stat|grep RSSI-A|sed -n 's/^.*= //p'"] = ""; },
-     "A&amp;B|2|802.11n|20|6|100|130000|130000|true|"},
-    {"name of 40 characters",
-     [](Device& d) { d.outputs["iwconfig apcli0"] = iwconfig(std::string(40, 's'), "6", kPoint); },
+    {"three characters of signal", prints(kSignal, "-100"), "A&amp;B|2|802.11n|20|6|100|130000|130000|true|"},
+    {"no signal", cannot_open(kSignal), "A&amp;B|2|802.11n|20|6|0|130000|130000|true|"},
+    {"an empty signal", prints(kSignal, ""), "A&amp;B|2|802.11n|20|6|100|130000|130000|true|"},
+    {"name of 40 characters", prints(kIwconfig, iwconfig(std::string(40, 's'), "6", kPoint)),
      "sssssssssssssssssssssssssssssssssss|2|802.11n|20|6|63|130000|130000|true|"},
 };
 TEST_F(DeviceTest, ReportsTheUplink) {
@@ -209,29 +174,24 @@ TEST(ConnectionInfo, SurvivesEachFault) {
   survive_each_fault({soap_request("GetWirelessClientConnectionInfo"), connect});
 }
 
+constexpr const char* kChannel = "iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'";
+constexpr const char* kInfo2 = "GetWirelessClientConnectionInfo2";
 const ActionCase kRows[] = {
-    {.name = "down",
-     .action = "GetWirelessClientConnectionInfo",
-     .reply = "<GetWirelessClientConnectionInfoResult>OK</GetWirelessClientConnectionInfoResult>\n"
-              "<SSID></SSID>\n<Frequency>0</Frequency>\n<Mode></Mode>\n<ChannelWidth>0</ChannelWidth>\n"
-              "<Channel>0</Channel>\n<SignalStrength>0</SignalStrength>\n<Noise>0</Noise>\n"
-              "<LinkSpeedIn>0</LinkSpeedIn>\n<LinkSpeedOut>0</LinkSpeedOut>\n"
-              "<WmmEnabled>false</WmmEnabled>\n"},
-    {.name = "5 GHz",
-     .action = "GetWirelessClientConnectionInfo2",
-     .reply = "<GetWirelessClientConnectionInfo2Result>OK</GetWirelessClientConnectionInfo2Result>\n"
-              "<Band>5GHz</Band>\n",
-     .prepare =
-         [](Device& d) {
-           d.outputs["iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'"] = "36\n";
-         }},
-    {.name = "no pipe",
-     .action = "GetWirelessClientConnectionInfo2",
-     .reply = "ERROR",
-     .prepare =
-         [](Device& d) {
-           d.broken.insert("iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'");
-         }},
+    {"down",
+     "GetWirelessClientConnectionInfo",
+     {},
+     "<GetWirelessClientConnectionInfoResult>OK</GetWirelessClientConnectionInfoResult>\n"
+     "<SSID></SSID>\n<Frequency>0</Frequency>\n<Mode></Mode>\n<ChannelWidth>0</ChannelWidth>\n"
+     "<Channel>0</Channel>\n<SignalStrength>0</SignalStrength>\n<Noise>0</Noise>\n"
+     "<LinkSpeedIn>0</LinkSpeedIn>\n<LinkSpeedOut>0</LinkSpeedOut>\n<WmmEnabled>false</WmmEnabled>\n"},
+    {"5 GHz",
+     kInfo2,
+     {},
+     "<GetWirelessClientConnectionInfo2Result>OK</GetWirelessClientConnectionInfo2Result>\n<Band>5GHz</"
+     "Band>\n",
+     {},
+     prints(kChannel, "36\n")},
+    {"no pipe", kInfo2, {}, "ERROR", {}, cannot_open(kChannel)},
 };
 INSTANTIATE_TEST_SUITE_P(ConnectionInfo, ActionTest, ::testing::ValuesIn(kRows), row_name);
 

@@ -9,15 +9,8 @@
 namespace kd::test {
 namespace {
 
-template <class Row>
-std::string row_name_of(const ::testing::TestParamInfo<Row>& info) {
-  return identifier(info.param.name);
-}
-
 struct LineRow {
-  const char* name;
-  std::string line;
-  std::string entry;  // fields joined by "|"; empty: not listed
+  std::string line, entry;  // fields joined by "|"; empty: not listed
 };
 
 std::string with_security(const std::string& security) {
@@ -36,56 +29,49 @@ std::string secured(const std::string& security) {
 std::string as_mode(const std::string& mode) {
   return "Home|INFRASTRUCTURE|" + mode + "|2.4GHz|70|1|WPA2-PSK|AES";
 }
+std::string named(const std::string& ssid) {
+  return ssid + "|INFRASTRUCTURE|802.11bgn|2.4GHz|70|1|WPA2-PSK|AES";
+}
 
 const LineRow kLines[] = {
-    {"open", with_security("NONE"), secured("0||")},
-    {"WEP of any key length", with_security("WEP128"), secured("1|WEP-AUTO|WEP-64")},
-    {"WPA", with_security("WPAPSK/TKIP"), secured("1|WPA-PSK|TKIP")},
-    {"WPA with both ciphers loses one", with_security("WPAPSK/TKIPAES"), secured("1|WPA-PSK|TKIP")},
-    {"WPA with AES alone", with_security("WPAPSK/AES"), ""},
-    {"WPA2", with_security("WPA2PSK/AES"), secured("1|WPA2-PSK|AES")},
-    {"WPA2 with both ciphers", with_security("WPA2PSK/TKIPAES"), secured("1|WPA2-PSK|TKIPORAES")},
-    {"WPA2 with TKIP alone", with_security("WPA2PSK/TKIP"), ""},
-    {"mixed with both ciphers", with_security("WPA1PSKWPA2PSK/TKIPAES"), secured("1|WPA2-PSK|TKIPORAES")},
-    {"mixed with AES gains one", with_security("WPA1PSKWPA2PSK/AES"), secured("1|WPA2-PSK|TKIPORAES")},
-    {"mixed with TKIP", with_security("WPA1PSKWPA2PSK/TKIP"), secured("1|WPA-PSK|TKIP")},
-    {"enterprise", with_security("WPA2/AES"), ""},
-    {"letter case counts", with_security("none"), ""},
-    {"b and g", scan_line({.mode = "11b/g"}), as_mode("802.11bg")},
-    {"b", scan_line({.mode = "11b"}), as_mode("802.11b")},
-    {"a and n", scan_line({.mode = "11a/n"}), as_mode("802.11an")},
-    {"a", scan_line({.mode = "11a"}), as_mode("802.11a")},
-    {"n alone", scan_line({.mode = "11n"}), as_mode("802.11bgn")},
-    {"channel 14", scan_line({.channel = 14}), as_mode("802.11bgn")},
-    {"channel 15", scan_line({.channel = 15}), "Home|INFRASTRUCTURE|802.11bgn|5GHz|70|1|WPA2-PSK|AES"},
-    {"channel of three digits", scan_line({.channel = 161}),
-     "Home|INFRASTRUCTURE|802.11bgn|5GHz|70|1|WPA2-PSK|AES"},
-    {"ad hoc", scan_line({.type = "Ad"}), ""},
-    {"no network type", scan_line({.type = ""}), as_mode("802.11bgn")},
-    {"hidden", scan_line({.ssid = "", .length = "00"}), ""},
-    {"SSID of 32 bytes", scan_line({.ssid = std::string(32, 's')}),
-     std::string(32, 's') + "|INFRASTRUCTURE|802.11bgn|2.4GHz|70|1|WPA2-PSK|AES"},
-    {"SSID longer than any", scan_line({.length = "33"}), ""},
-    {"SSID of 99 bytes", scan_line({.length = "99"}), ""},
-    {"SSID length below 0", scan_line({.length = "-1"}), ""},
-    {"SSID length no number", scan_line({.length = "xx"}), ""},
-    {"blanks belong to the SSID", scan_line({.ssid = " a ", .length = "05"}),
-     " a   |INFRASTRUCTURE|802.11bgn|2.4GHz|70|1|WPA2-PSK|AES"},
-    {"bytes above 127", scan_line({.ssid = "caf\xC3\xA9\xFF"}),
-     "caf\xC3\xA9\xFF|INFRASTRUCTURE|802.11bgn|2.4GHz|70|1|WPA2-PSK|AES"},
-    {"signal no number", scan_line({.signal = "abc"}),
-     "Home|INFRASTRUCTURE|802.11bgn|2.4GHz|0|1|WPA2-PSK|AES"},
-    {"three digits of signal", scan_line({.signal = "1000"}),
-     "Home|INFRASTRUCTURE|802.11bgn|2.4GHz|100|1|WPA2-PSK|AES"},
+    {with_security("NONE"), secured("0||")},
+    {with_security("WEP128"), secured("1|WEP-AUTO|WEP-64")},
+    {with_security("WPAPSK/TKIP"), secured("1|WPA-PSK|TKIP")},
+    {with_security("WPAPSK/TKIPAES"), secured("1|WPA-PSK|TKIP")},
+    {with_security("WPAPSK/AES"), ""},
+    {with_security("WPA2PSK/AES"), secured("1|WPA2-PSK|AES")},
+    {with_security("WPA2PSK/TKIPAES"), secured("1|WPA2-PSK|TKIPORAES")},
+    {with_security("WPA2PSK/TKIP"), ""},
+    {with_security("WPA1PSKWPA2PSK/TKIPAES"), secured("1|WPA2-PSK|TKIPORAES")},
+    {with_security("WPA1PSKWPA2PSK/AES"), secured("1|WPA2-PSK|TKIPORAES")},
+    {with_security("WPA1PSKWPA2PSK/TKIP"), secured("1|WPA-PSK|TKIP")},
+    {with_security("WPA2/AES"), ""},
+    {with_security("none"), ""},
+    {scan_line({.mode = "11b/g"}), as_mode("802.11bg")},
+    {scan_line({.mode = "11a"}), as_mode("802.11a")},
+    {scan_line({.mode = "11n"}), as_mode("802.11bgn")},
+    {scan_line({.channel = 14}), as_mode("802.11bgn")},
+    {scan_line({.channel = 15}), "Home|INFRASTRUCTURE|802.11bgn|5GHz|70|1|WPA2-PSK|AES"},
+    {scan_line({.channel = 161}), "Home|INFRASTRUCTURE|802.11bgn|5GHz|70|1|WPA2-PSK|AES"},
+    {scan_line({.type = "Ad"}), ""},
+    {scan_line({.type = ""}), as_mode("802.11bgn")},
+    {scan_line({.ssid = "", .length = "00"}), ""},
+    {scan_line({.ssid = std::string(32, 's')}), named(std::string(32, 's'))},
+    {scan_line({.length = "33"}), ""},
+    {scan_line({.length = "99"}), ""},
+    {scan_line({.length = "xx"}), ""},
+    {scan_line({.ssid = " a ", .length = "05"}), named(" a   ")},
+    {scan_line({.ssid = "caf\xC3\xA9\xFF"}), named("caf\xC3\xA9\xFF")},
+    {scan_line({.signal = "abc"}), "Home|INFRASTRUCTURE|802.11bgn|2.4GHz|0|1|WPA2-PSK|AES"},
 };
 
-class ScanLineTest : public ::testing::TestWithParam<LineRow> {};
-TEST_P(ScanLineTest, IsReadByItsColumns) {
-  site_survey_entry entry{};
-  const bool listed = parse_scan_line(GetParam().line, entry);
-  EXPECT_EQ(listed ? fields(entry) : "", GetParam().entry);
+TEST(ScanLine, IsReadByItsColumns) {
+  for (const LineRow& row : kLines) {
+    site_survey_entry entry{};
+    const bool listed = parse_scan_line(row.line, entry);
+    EXPECT_EQ(listed ? fields(entry) : "", row.entry) << row.line;
+  }
 }
-INSTANTIATE_TEST_SUITE_P(SiteSurvey, ScanLineTest, ::testing::ValuesIn(kLines), row_name_of<LineRow>);
 
 // The line's end may cut any column: what is missing is empty, and nothing behind the end is read.
 TEST(ScanLine, MayEndInAnyColumn) {
@@ -118,62 +104,42 @@ class SurveyTest : public DeviceTest {
   site_survey_list list;
 };
 
-TEST_F(SurveyTest, ListsNetworksInTheirOrder) {
-  print(scan_report({{.ssid = "one"}, {.ssid = "two", .type = "Ad"}, {.ssid = "three"}}));
-  EXPECT_EQ(kd_hnap_repeater_get_networks(nullptr, list), 2);
-  EXPECT_EQ(list.count, 2);
-  EXPECT_EQ(names(), "one,three,");
-  EXPECT_EQ(effects(), (std::vector<std::string>{"run iwpriv ra0 get_site_survey > /tmp/scanList.txt",
-                                                 "stat /tmp/scanList.txt", "open /tmp/scanList.txt r"}));
+TEST_F(SurveyTest, ReadsReports) {
+  const struct {
+    const char* name;
+    std::string report;
+    int count;
+    std::string names;
+  } rows[] = {
+      {"149 bytes", std::string(149, '\n'), -1, ""},
+      {"150 bytes", std::string(150, '\n'), 0, ""},
+      {"in their order", scan_report({{.ssid = "one"}, {.ssid = "two", .type = "Ad"}, {.ssid = "three"}}), 2,
+       "one,three,"},
+      {"no last line end", kScanHeader + scan_line({}), 1, "Home,"},
+      {"short lines between",
+       std::string{kScanHeader} + "\n \n" + scan_line({}) + "\n\nx\nxy\n" + scan_line({.ssid = "b"}) + "\n",
+       2, "Home,b,"},
+      // Neither skip consumes an empty line, so no network is taken for a header.
+      {"an empty first line", "\n" + scan_line({.ssid = "a"}) + "\n" + scan_line({.ssid = "b"}) + "\n", 2,
+       "a,b,"},
+      {"header of 9000 bytes", std::string(9000, 'h') + "\nsecond\n" + scan_line({}) + "\n", 1, "Home,"},
+      {"the end of a long line is none",
+       kScanHeader + std::string(7999, 'x') + scan_line({.ssid = "no"}) + "\n" + scan_line({.ssid = "yes"}),
+       1, "yes,"},
+      {"nul bytes", kScanHeader + std::string(3, '\0') + "\n" + scan_line({}) + "\n", 1, "Home,"},
+  };
+  for (const auto& row : rows) {
+    print(row.report);
+    EXPECT_EQ(kd_hnap_repeater_get_networks(nullptr, list), row.count) << row.name;
+    EXPECT_EQ(names(), row.names) << row.name;
+    kd_hnap_repeater_free_networks(nullptr, list);
+  }
 }
-
-struct ReportRow {
-  const char* name;
-  std::string report;
-  int count;
-  std::string names;
-};
-const ReportRow kReports[] = {
-    {"149 bytes", std::string(149, '\n'), -1, ""},
-    {"150 bytes", std::string(150, '\n'), 0, ""},
-    {"nothing", "", -1, ""},
-    {"header lines only", kScanHeader, 0, ""},
-    {"no last line end", kScanHeader + scan_line({}), 1, "Home,"},
-    {"blank lines behind the header", std::string{kScanHeader} + "\n \n" + scan_line({}) + "\n", 1, "Home,"},
-    {"short lines between", kScanHeader + scan_line({}) + "\n\nx\nxy\n" + scan_line({.ssid = "b"}) + "\n", 2,
-     "Home,b,"},
-    // Neither skip consumes an empty line, so no network is taken for a header.
-    {"an empty first line", "\n" + scan_line({.ssid = "a"}) + "\n" + scan_line({.ssid = "b"}) + "\n", 2,
-     "a,b,"},
-    {"header of 9000 bytes", std::string(9000, 'h') + "\nsecond\n" + scan_line({}) + "\n", 1, "Home,"},
-    {"a line of 8000 bytes",
-     kScanHeader + scan_line({}) + std::string(7890, 'x') + "\n" + scan_line({.ssid = "next"}) + "\n", 2,
-     "Home,next,"},
-    {"the end of a long line is none",
-     kScanHeader + std::string(7999, 'x') + scan_line({.ssid = "no"}) + "\n" + scan_line({.ssid = "yes"}) +
-         "\n",
-     1, "yes,"},
-    {"nul bytes", kScanHeader + std::string(3, '\0') + "\n" + scan_line({}) + "\n", 1, "Home,"},
-};
-class ReportTest : public SurveyTest, public ::testing::WithParamInterface<ReportRow> {};
-TEST_P(ReportTest, IsRead) {
-  print(GetParam().report);
-  EXPECT_EQ(kd_hnap_repeater_get_networks(nullptr, list), GetParam().count);
-  EXPECT_EQ(names(), GetParam().names);
-}
-INSTANTIATE_TEST_SUITE_P(SiteSurvey, ReportTest, ::testing::ValuesIn(kReports), row_name_of<ReportRow>);
 
 std::size_t scans_in(const std::vector<std::string>& effects) {
   return static_cast<std::size_t>(std::count_if(effects.begin(), effects.end(), [](const std::string& line) {
     return line.starts_with("run iwpriv");
   }));
-}
-
-TEST_F(SurveyTest, GivesUpAfterSixScans) {
-  print(std::string(149, 'x'));
-  EXPECT_EQ(kd_hnap_repeater_get_networks(nullptr, list), -1);
-  EXPECT_EQ(scans_in(effects()), 6U);
-  EXPECT_EQ(device.files.count("/tmp/scanList.txt"), 1U);
 }
 
 TEST_F(SurveyTest, CountsBothFaultsTogether) {

@@ -29,31 +29,6 @@ TEST_F(Replies, CarryTheNamespaceOfTheRequest) {
   }
 }
 
-TEST_F(Replies, AreOutOfMemoryOnceOneStepFailed) {
-  const auto answer = [] {
-    Reply reply{"Do", Namespace::core};
-    reply.open("List");
-    reply.leaf("a", "1");
-    reply.encoded_leaf("b", "<");
-    reply.close();
-    reply.number_leaf("n", -5);
-    reply.result("OK");
-    return std::string{reply.finish().view()};
-  };
-  const std::string inside = "<List>\n<a>1</a>\n<b>&lt;</b>\n</List>\n<n>-5</n>\n<DoResult>OK</DoResult>\n";
-  EXPECT_EQ(answer(), whole_reply("Do", inside, HNAP1_NAMESPACE));
-  for (unsigned at = 1;; ++at) {
-    heap.fail({at});
-    const std::string reply = answer();
-    if (!heap.fault_met()) break;
-    // The escaped copy is the one thing that can be done without.
-    if (reply.find("<b><</b>") != std::string::npos) continue;
-    EXPECT_EQ(reply, kOutOfMemory) << at;
-    EXPECT_TRUE(flags.hnap_error_flag) << at;
-    flags = {};
-  }
-}
-
 TEST_F(Replies, StayOutOfMemoryWhenTheRequestWas) {
   flags.hnap_error_flag = true;
   Reply reply{"Do", Namespace::core};
