@@ -124,6 +124,7 @@ pid_t Init::spawn(const std::vector<std::string>& command, bool web_server) {
   }
   std::vector<std::string> copies = command;
   std::vector<char*> argv;
+  argv.reserve(copies.size() + 1);
   for (std::string& word : copies) argv.push_back(word.data());
   argv.push_back(nullptr);
   ::execvp(argv[0], argv.data());

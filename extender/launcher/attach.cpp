@@ -56,6 +56,7 @@ void enter(pid_t init) {
   ::setenv("TERM", term.c_str(), 1);
   std::vector<std::string> words = command.empty() ? std::vector<std::string>{"sh"} : command;
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
   ::execvp(argv[0], argv.data());

@@ -56,7 +56,7 @@ std::string install_prefix() {
 }
 
 std::string shared_directory() {
-  const std::string directory = install_prefix() + "/share/extender";
+  std::string directory = install_prefix() + "/share/extender";
   if (!fs::is_directory(directory + "/scenarios/home")) throw Failure("no scenarios in " + directory);
   return directory;
 }

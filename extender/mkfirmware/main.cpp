@@ -59,7 +59,8 @@ std::string flaw_help() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+// What escapes, for lack of memory, may end the program.
+int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
   Options options;
   std::string board = "0", flaw = "none";
   CLI::App app{"Makes a firmware image, or the upload of one, from any file."};

@@ -17,7 +17,7 @@
 namespace kd {
 namespace {
 
-constexpr off_t kLargestLog = 256 * 1024;
+constexpr off_t kLargestLog = off_t{256} * 1024;
 
 // The log, locked against a reader that empties it.
 Fd open_log() {
