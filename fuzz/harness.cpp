@@ -26,7 +26,10 @@ constexpr const char* kScanReport =
     "6   04 Home                             02:00:00:00:00:01   WPA2PSK/AES            70       "
     "11b/g/n ABOVE  In\n"
     "36  04 Den5                             02:00:00:00:00:02   NONE                   55       "
-    "11a/n   NONE   In\n";
+    "11a/n   NONE   In\n"
+    // A neighbour may call itself anything.
+    "11  08 $(taint)                         02:00:00:00:00:03   NONE                   40       "
+    "11b/g/n NONE   In\n";
 
 constexpr const char* kStations =
     "3:02:00:00:00:00:01 1 0 0 0 -55 0 0 0 HTMIX 20M 7 1 0 0 130 1 12%\n"

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/text.hpp"
 #include "harness.hpp"
+#include "platform/client_list.hpp"
 #include "platform/if_statistics.hpp"
 #include "platform/wps.hpp"
 #include "targets.hpp"
@@ -10,6 +12,13 @@
 namespace kd::fuzz {
 
 void client_list(std::string_view input) {
+  // The daemon's lines are too short for the longest name.
+  char name[256];
+  copy_text(name, input);
+  clean_device_name(name);
+  client_entry entry{};
+  parse_client_line(input, entry);
+
   Extender extender;
   test::Device::Texts& files = extender.device.files;
   files["/tmp/connected_client_list"] = take_part(input);
