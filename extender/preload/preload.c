@@ -38,6 +38,7 @@ __attribute__((constructor)) static void take_over(void) {
   if (listener >= 0) fcntl(listener, F_SETFD, FD_CLOEXEC);
   unsetenv("KD_LISTENER");
   unsetenv("LD_PRELOAD");
+  unsetenv("LD_LIBRARY_PATH"); /* the loader has read it; each command would look for its libraries there first */
 }
 
 static void* real(const char* name) {
