@@ -28,8 +28,12 @@ struct network_choice {
 
 const char* accept_network_type(const xml_element& element, void*) {
   if (view_of(element.text) == kOnlyNetworkType) return nullptr;
-  kd_hnap_printf(nullptr, kHandlerSource, __LINE__, "ERROR:Unknow setting %s for NetworkType",
-                 element.text ? element.text : "");
+  if (element.text) {
+    kd_hnap_printf(nullptr, kHandlerSource, __LINE__, "ERROR:Unknow setting %s for NetworkType",
+                   element.text);
+  } else {
+    kd_hnap_printf(nullptr, kHandlerSource, __LINE__, "ERROR:Unknow setting %s for NetworkType\n", "");
+  }
   return "ERROR_NETWORK_TYPE_NOT_SUPPORTED";
 }
 
@@ -151,17 +155,22 @@ reply_text get_wireless_client_settings(hnap_request& request, const xml_element
   repeater_settings settings{};
   kd_hnap_get_repeater_settings(&request, settings);
   reply.result("OK");
-  const auto log = [&request](const char* name, const char* value) {
-    kd_hnap_printf(&request, kHandlerSource, __LINE__, "%s = %s", name, value);
-  };
-  log("SSID", settings.ssid);
+  const char* enabled = yes_or_no(settings.security_enabled != 0);
+  const char* connected = yes_or_no(settings.connected != 0);
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "SSID = %s", settings.ssid);
   reply.encoded_leaf("SSID", settings.ssid);
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "NetworkType = %s", settings.network_type);
   reply.leaf("NetworkType", settings.network_type);
-  reply.leaf("SecurityEnabled", yes_or_no(settings.security_enabled != 0));
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "SecurityEnabled = %s", enabled);
+  reply.leaf("SecurityEnabled", enabled);
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "SecurityType = %s\n", settings.security_type);
   reply.leaf("SecurityType", settings.security_type);
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "Encryption = %s\n", settings.encryption);
   reply.leaf("Encryption", settings.encryption);
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "Key = %s", settings.key);
   reply.encoded_leaf("Key", settings.key);
-  reply.leaf("Connected", yes_or_no(settings.connected != 0));
+  kd_hnap_printf(&request, kHandlerSource, __LINE__, "Connected = %s", connected);
+  reply.leaf("Connected", connected);
   return reply.finish();
 }
 

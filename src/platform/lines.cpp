@@ -47,13 +47,12 @@ bool read_first_line_of_command(const char* command, char* line, std::size_t cap
 }
 
 void read_file(const char* path, Text& text) {
-  const os::File file{os::fopen(path, "r")};
   struct ::stat status;
-  if (!file || os::stat(path, &status) != 0 || status.st_size <= 0) return;
+  if (os::stat(path, &status) != 0 || status.st_size <= 0) return;
   const auto size = static_cast<std::size_t>(status.st_size);
-  char* room = text.extend(size);
-  if (!room) return;
-  text.shrink(os::fread(room, size, file.get()));
+  const os::File file{os::fopen(path, "r")};
+  char* room = file ? text.extend(size) : nullptr;
+  if (room) text.shrink(os::fread(room, size, file.get()));
 }
 
 }  // namespace kd
