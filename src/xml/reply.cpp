@@ -27,9 +27,12 @@ void Reply::result(const char* text) {
   leaf(result_name_, text);
 }
 
-void Reply::leaf(const char* name, const char* text) {
-  if (failed_) return;
-  if (!push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)))) fail();
+const char* Reply::leaf(const char* name, const char* text) {
+  if (failed_) return "";
+  const xml_element* element = push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)));
+  if (element) return element->text;
+  fail();
+  return "";
 }
 
 void Reply::filled_leaf(const char* name, char byte, std::uint32_t count) {
@@ -39,15 +42,15 @@ void Reply::filled_leaf(const char* name, char byte, std::uint32_t count) {
   if (!push_pop_xml_tree(tree_.get(), element)) fail();
 }
 
-void Reply::encoded_leaf(const char* name, const char* text) {
+const char* Reply::encoded_leaf(const char* name, const char* text) {
   const EncodedText encoded{text};
-  leaf(name, encoded.get());
+  return leaf(name, encoded.get());
 }
 
-void Reply::number_leaf(const char* name, long long value) {
+const char* Reply::number_leaf(const char* name, long long value) {
   char text[24];
   std::snprintf(text, sizeof text, "%lld", value);
-  leaf(name, text);
+  return leaf(name, text);
 }
 
 void Reply::open(const char* name) {

@@ -19,7 +19,8 @@ Namespace namespace_of(const hnap_request& request);
 
 // A reply under construction. The first failed allocation is remembered and turns the reply into the
 // out-of-memory reply, so a handler that only reads need not ask; one that changes the device makes its reply
-// ready() before it acts. Texts go out as given: untrusted ones go through encoded_leaf.
+// ready() before it acts, or at least asks whether it has failed. Texts go out as given: untrusted ones go
+// through encoded_leaf.
 class Reply {
  public:
   // `action` is at most 50 characters; the reply's elements are named after it.
@@ -30,9 +31,10 @@ class Reply {
 
   // The result element, named after the action.
   void result(const char* text);
-  void leaf(const char* name, const char* text);
-  void encoded_leaf(const char* name, const char* text);
-  void number_leaf(const char* name, long long value);
+  // These return the text as it stands in the reply, empty after a failure.
+  const char* leaf(const char* name, const char* text);
+  const char* encoded_leaf(const char* name, const char* text);
+  const char* number_leaf(const char* name, long long value);
   // An element of `count` copies of one byte.
   void filled_leaf(const char* name, char byte, std::uint32_t count);
   void open(const char* name);
