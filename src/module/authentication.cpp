@@ -19,6 +19,12 @@ bool is_stored(const char* key, std::string_view given) {
   return stored && given == stored.get();
 }
 
+// Some devices' libraries answer every key that is not there with an empty text. An empty login is none on
+// such a device.
+bool store_tells_absent_from_empty() {
+  return !nvram_text("NeverStored");
+}
+
 }  // namespace
 
 bool kd_hnap_is_authorized(hnap_request& request) {
@@ -47,7 +53,8 @@ bool kd_hnap_is_authorized(hnap_request& request) {
 
   // Without memory for the name there is nobody whom a handler could compare with.
   const bool authorized = request.auth_user && request.auth_password && is_stored("Login", user) &&
-                          is_stored("Password", password);
+                          is_stored("Password", password) &&
+                          (!user.empty() || store_tells_absent_from_empty());
   kd_hnap_printf(&request, kModuleSource, __LINE__, "%s",
                  authorized ? "Authorization successful" : "Authorization failed");
   return authorized;

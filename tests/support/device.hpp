@@ -49,6 +49,7 @@ class Device {
   std::set<std::string, std::less<>> broken;
   std::set<std::string, std::less<>> full;  // paths that open, but take no bytes
   std::function<bool(DriverRequest&)> driver;
+  bool absent_is_empty = false;  // what the store's library answers for a key that is not there
 
   // A stored value that the module's library has already read.
   void set(std::string_view key, std::string_view value);

@@ -240,6 +240,7 @@ int nvram_init(int section) {
 
 char* nvram_bufget(int section, const char* key) {
   const auto value = device().library.find(key);
+  if (section == 0 && value == device().library.end() && device().absent_is_empty) return ::strdup("");
   if (section != 0 || value == device().library.end()) return nullptr;
   return ::strdup(value->second.c_str());
 }

@@ -64,6 +64,7 @@ TEST_F(Authentication, ComparesWithWhatIsStored) {
       {"no password stored", "admin", std::nullopt, "admin:", false},
       {"nothing stored", std::nullopt, std::nullopt, ":", false},
       {"empty password stored", "admin", "", "admin:", true},
+      {"both empty", "", "", ":", true},
       {"longer than a value may be", "admin", std::string(2000, 'p'), "admin:p", false},
   };
   for (const auto& row : rows) {
@@ -77,6 +78,24 @@ TEST_F(Authentication, ComparesWithWhatIsStored) {
     EXPECT_EQ(kd_hnap_is_authorized(request), row.accepted) << row.name;
     EXPECT_EQ(std::string{request.auth_user.get()} + ":" + request.auth_password.get(), row.given)
         << row.name;
+  }
+}
+
+// A library that gives an empty text for what is absent: nobody gets into a device without credentials.
+TEST_F(Authentication, NeedsALoginWhereAbsentLooksEmpty) {
+  device.library.clear();
+  device.absent_is_empty = true;
+  const struct {
+    const char *login, *given;
+    bool accepted;
+  } rows[] = {{"", ":", false}, {"admin", "admin:", true}};
+  for (const auto& row : rows) {
+    device.set("Login", row.login);
+    host::Request host;
+    set_header(host, "Authorization", "Basic " + base64(row.given));
+    hnap_request request;
+    request.host = &host;
+    EXPECT_EQ(kd_hnap_is_authorized(request), row.accepted) << row.given;
   }
 }
 
