@@ -63,12 +63,13 @@ void kd_hnap_handle_request(hnap_request& request, const xml_tree& tree) {
   send_reply(request, row->handler(request, action));
 }
 
-// Everything of a POST up to its queued reply; what it allocated is freed on every way out.
-void answer_post(hnap_request& request) {
+// Everything of a POST up to its queued reply; what it allocated is freed on every way out. False when the
+// body could not be read as XML.
+bool answer_post(hnap_request& request) {
   soap_document document;
   if (const char* error = open_document(document, request)) {
     kd_hnap_error_xml_parser(request, error);
-    return;
+    return false;
   }
   const action_hndl_pair* named = match_soap_action(view_of(request.soap_action.get()));
   const bool is_upload = named && equal_ignoring_case(named->name, "FirmwareUpload");
@@ -78,14 +79,14 @@ void answer_post(hnap_request& request) {
   kd_hnap_printf(&request, kModuleSource, __LINE__, "Content Length in header: %d", content_length);
   if (!flags.isFirmwareSizeTooLarge) {
     kd_hnap_get_http_content(request);
-    kd_hnap_printf(&request, kModuleSource, __LINE__, "Length of content read from data payload: %u",
-                   request.content_len);
+    kd_hnap_printf(&request, kModuleSource, __LINE__, "Length of content read from data payload: %d",
+                   static_cast<int>(request.content_len));
   }
   if (!is_upload) {
     // An unknown action is parsed too: a malformed body counts for more than an unknown name.
     if (const char* error = parse_document(document, request, content_length)) {
       kd_hnap_error_xml_parser(request, error);
-      return;
+      return false;
     }
   }
   if (!named) {
@@ -96,6 +97,7 @@ void answer_post(hnap_request& request) {
     kd_hnap_handle_request(request, *document.tree);
   }
   kd_hnap_printf(&request, kModuleSource, __LINE__, "Free XML request and parser");
+  return true;
 }
 
 void restart_device(const hnap_request& request) {
@@ -127,11 +129,12 @@ void kd_hnap_POST_handler(hnap_request& request) {
   const ErrorFlagScope scope;
   flags.alternate_namespace = false;
   flags.isFirmwareSizeTooLarge = 0;
-  answer_post(request);
+  const bool readable = answer_post(request);
   kd_hnap_printf(&request, kModuleSource, __LINE__, "Free HTML content from client request");
   request.content.reset();
   request.content_len = 0;
-  if (flags.hnap_reboot_flag) restart_device(request);
+  if (!flags.hnap_error_flag) kd_hnap_printf(&request, kModuleSource, __LINE__, "Free response message");
+  if (readable && flags.hnap_reboot_flag) restart_device(request);
 }
 
 void kd_hnap_GET_handler(hnap_request& request) {

@@ -155,6 +155,20 @@ TEST_F(Dispatch, RunsTheActionOfTheBody) {
   EXPECT_EQ(access_point.reply, error_page_of(kInitial));
 }
 
+// The order to restart stands until the device is gone; what arrives meanwhile repeats it, if it can be read.
+TEST_F(Dispatch, RepeatsAPendingRestart) {
+  for (const bool readable : {true, false}) {
+    flags.hnap_reboot_flag = true;
+    host::Request request = soap_request("IsDeviceReady");
+    if (!readable) request.body = "<a></b>";
+    effects();
+    send(request);
+    const auto done = effects();
+    EXPECT_EQ(std::count(done.begin(), done.end(), "kill 1 TERM"), readable);
+  }
+  flags.hnap_reboot_flag = false;
+}
+
 TEST_F(Dispatch, AnswersAnUnknownActionWithAFault) {
   const struct {
     const char *name, *value, *shown;
