@@ -46,6 +46,11 @@ if(LIGHTTPD_VERSION VERSION_EQUAL 1.4.29)
     message(FATAL_ERROR "${LIGHTTPD_SOURCE_DIR} has no config.h: configure it as the server that loads the module was.")
   endif()
   target_compile_definitions(lighttpd_headers INTERFACE HAVE_CONFIG_H)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # The server sets this in its config.h, too late for the system headers that come before it. It leaves the
+    # width of its times to the system.
+    target_compile_definitions(lighttpd_headers INTERFACE _FILE_OFFSET_BITS=64)
+  endif()
   target_include_directories(lighttpd_headers SYSTEM INTERFACE "${config_dir}")
 elseif(LIGHTTPD_VERSION VERSION_GREATER_EQUAL 1.4.61)
   set(KD_HNAP_BINDING modern)
