@@ -97,6 +97,8 @@ bool decode_content(hnap_request& request) {
   kd_hnap_printf(&request, kModuleSource, __LINE__,
                  "The size of firmware image before base64 decode is %d bytes",
                  static_cast<int>(text->size()));
+  kd_hnap_printf(&request, kModuleSource, __LINE__, "allocate %d bytes buffer for base 64 decode",
+                 static_cast<int>(text->size()) + 1);
   const std::size_t decoded = b64_decode(*text, request.content.get(), request.content_len);
   kd_hnap_printf(&request, kModuleSource, __LINE__,
                  "The size of firmware image after base64 decode is %d bytes", static_cast<int>(decoded));

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/debug_log.hpp"
 #include "host/host.hpp"
 #include "module/mod_kd_hnap.hpp"
 #include "platform/os.hpp"
@@ -118,6 +119,7 @@ bool take_memory(const chunk& piece, std::size_t missing, Body& body, std::size_
 // request then fails in the parser.
 bool take_file(Request& request, chunk& piece, Body& body, std::size_t& taken) {
   const char* name = view_of_buffer(piece.file.name).data();
+  kd_hnap_printf(nullptr, kModuleSource, __LINE__, "processing %s ...", name ? name : "");
   if (piece.file.fd < 0) {
     piece.file.fd = os::open(name ? name : "");
     if (piece.file.fd < 0) log_error(request, __LINE__, "open failed: ", std::strerror(errno));

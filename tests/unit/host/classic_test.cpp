@@ -1,6 +1,8 @@
 // The binding to 1.4.29, in the order in which that server calls it.
 #include <algorithm>
 
+#include "base/flags.hpp"
+#include "mkfirmware/image_maker.hpp"
 #include "support/classic_host/host.hpp"
 #include "support/fixture.hpp"
 
@@ -171,6 +173,24 @@ TEST_F(Classic, LeavesOtherRequestsAlone) {
   host.accept();
   host.abort();  // idle
   EXPECT_EQ(effects(), std::vector<std::string>{});
+}
+
+TEST_F(Classic, TakesFirmwareThatTheServerSpooled) {
+  const std::string image = mkfirmware::make_image(std::string(100000, 'x'), {});
+  const std::string upload = mkfirmware::make_upload(image, 76, mkfirmware::Flaw::none);
+  device.files["/proc/mtd"] = "mtd1: 00fb0000 00010000 \"Kernel\"\n";
+  device.files["/var/upgrade_progress"] = "100\n";
+  ClassicRequest request = post("FirmwareUpload", {{Piece::spooled, upload.substr(0, 70000), "/var/tmp/a"},
+                                                   {Piece::spooled, upload.substr(70000), "/var/tmp/b"}});
+  request.content_length = upload.size();
+  ClassicHost host;
+  host.accept();
+  host.receive(request);
+  EXPECT_EQ(reply_value(host.sent(), "FirmwareUploadResult"), "REBOOT");
+  EXPECT_EQ(device.files["/var/hnapUploadedFirmware"], image);
+  EXPECT_FALSE(device.files.contains("/var/tmp/a") || device.files.contains("/var/tmp/b"));
+  host.finish();
+  flags.hnap_reboot_flag = false;
 }
 
 // However the server keeps a body, the same action runs.
