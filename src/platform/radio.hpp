@@ -9,8 +9,8 @@ namespace kd {
 
 // One 16-bit word of the radio's EEPROM, read on "ra0".
 //   offset   the word's byte offset as hexadecimal digits ("01D3")
-//   returns  the word; 0 when the driver refused or its answer makes no sense; -1 when no socket can be
-//   opened source   private wireless request 0x8BE7, text in, text out ("\n[0x01D3]:0x0041 ")
+//   returns  the word; 0 when the driver refused or its answer makes no sense; -1 without a socket
+//   source   private wireless request 0x8BE7, text in, text out ("\n[0x01D3]:0x0041 ")
 int getEEPROM(const char* offset);
 
 // The same on any interface, reporting its failures on the debug log.

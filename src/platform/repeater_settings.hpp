@@ -38,7 +38,7 @@ std::int32_t kd_hnap_get_repeater_settings(const hnap_request* request, repeater
 //   returns  the status of the command that removes the report
 int kd_update_settings_by_site_survey();
 
-// What a line of the scan report says about the chosen network; `channel` 0 or more, `bssid` null-terminated.
+// What a line of the scan report says about the chosen network; `bssid` is null-terminated.
 struct upstream_target {
   int channel;
   char bssid[18];

@@ -71,7 +71,7 @@ const char* parse_in_passes(XML_Parser parser, const hnap_request& request, std:
     const std::int32_t pass = std::min(kPass, content_length - taken);
     taken += pass;
     // Every pass begins at the start of the body again: what is longer than one pass is not a request that
-    // any action expects, and its second pass ends in a parse error.
+    // any action expects, and its second pass ends in a parse error unless it is too short for one.
     std::string_view text = head(body, static_cast<std::size_t>(pass));
     if (!seen_markup) {
       const std::size_t markup = text.find('<');

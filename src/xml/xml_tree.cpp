@@ -119,7 +119,7 @@ void write_end(const xml_element& element, Cursor& out) {
   out.put(">\n");
 }
 
-void write_chain(const xml_element* element, Cursor& out) {
+void generate_xml_helper(const xml_element* element, Cursor& out) {
   while (element) {
     write_start(*element, out);
     if (element->first_child) {
@@ -249,7 +249,7 @@ void generate_xml(const xml_tree* tree, Text& output) {
   char* room = output.extend(tree->written_size);
   if (!room) return;
   Cursor cursor{room, tree->written_size};
-  write_chain(tree->root, cursor);
+  generate_xml_helper(tree->root, cursor);
   output.shrink(start + cursor.written());
 }
 
