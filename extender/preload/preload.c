@@ -53,20 +53,32 @@ static FILE* real_fopen(const char* path, const char* mode) {
   return call(path, mode);
 }
 
-/* The number behind "name=" in a file of fields; 0 and a result of 0 when it is not there. */
+/* What stands behind "name=" in a line of fields, in quotes or not; NULL when it is not there. */
+static const char* find_field(const char* line, const char* name) {
+  const size_t length = strlen(name);
+  int quoted = 0;
+  for (const char* at = line; *at != '\0'; ++at) {
+    if (*at == '"') quoted = !quoted;
+    if (*at == '\\' && at[1] != '\0') ++at;
+    if (quoted || (at != line && strchr(" \t\r", at[-1]) == NULL)) continue;
+    if (*at == '#') return NULL;
+    if (strncmp(at, name, length) != 0) continue;
+    const char* value = at + length + strspn(at + length, " \t");
+    if (*value == '=') return value + 1 + strspn(value + 1, " \t\"");
+  }
+  return NULL;
+}
+
+/* The number behind "name=" in a file of fields, the last one counts; 0 and a result of 0 without any. */
 static int read_field(const char* file, const char* name, int32_t* value) {
   char line[512];
   int found = 0;
   FILE* in = real_fopen(file, "re");
   if (in == NULL) return 0;
-  while (!found && fgets(line, sizeof line, in) != NULL) {
-    const size_t length = strlen(name);
-    const char* at = line + strspn(line, " \t");
-    if (strncmp(at, name, length) != 0) continue;
-    at += length;
-    at += strspn(at, " \t");
-    if (*at != '=') continue;
-    *value = (int32_t)strtol(at + 1, NULL, 0);
+  while (fgets(line, sizeof line, in) != NULL) {
+    const char* text = find_field(line, name);
+    if (text == NULL) continue;
+    *value = (int32_t)strtol(text, NULL, 0);
     found = 1;
   }
   fclose(in);

@@ -16,7 +16,8 @@ constexpr const char* kAccessPointAddress = "02:4B:44:00:00:01";
 constexpr int kDefaultChannel = 6;
 
 int print(const std::string& text) {
-  return std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0 ? 1 : 0;
+  const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  return written && std::fflush(stdout) == 0 ? 0 : 1;
 }
 
 bool is_radio(const std::string& name) {
@@ -44,9 +45,7 @@ std::string interface_text(const std::string& name) {
 }
 
 int survey(const std::string& interface) {
-  if (const std::optional<std::string> raw = radio::raw_text("survey")) {
-    return std::fwrite(raw->data(), 1, raw->size(), stdout) == raw->size() ? 0 : 1;
-  }
+  if (const std::optional<std::string> raw = radio::raw_text("survey")) return print(*raw);
   return print(radio::survey_text(interface, radio::load_networks()));
 }
 

@@ -87,15 +87,16 @@ std::vector<Client> parse_clients(std::string_view text) {
 
 Link parse_link(std::string_view text) {
   const Record r = parse_record(text);
+  const Link usual;
   return {r.number("state"),
           r.number("wsc"),
           r.text("ssid"),
           r.text("bssid"),
           r.number("channel"),
-          r.text("phy", "HTMIX"),
-          r.text("bandwidth", "20M"),
-          r.number("rate", 65),
-          r.number("rssi", -60)};
+          r.text("phy", usual.phy),
+          r.text("bandwidth", usual.bandwidth),
+          r.number("rate", usual.rate),
+          r.number("rssi", usual.rssi)};
 }
 
 std::string format_link(const Link& link) {

@@ -55,10 +55,10 @@ struct Link {
   std::string ssid;
   std::string bssid;
   int channel = 0;
-  std::string phy;
-  std::string bandwidth;
-  int rate = 0;
-  int rssi = 0;
+  std::string phy = "HTMIX";
+  std::string bandwidth = "20M";
+  int rate = 65;
+  int rssi = -60;
 };
 
 std::vector<Network> parse_networks(std::string_view text);

@@ -78,6 +78,16 @@ def test_link_and_clients_follow_the_radio_files(device):
     assert "<MacAddress>02:AA:00:00:00:77</MacAddress>\n<DeviceName>tablet</DeviceName>\n<PortName>WLAN 802.11g" in clients()
     radio("disconnect", "02:AA:00:00:00:77")
     assert "02:AA:00:00:00:77" not in clients()
+    radio("connect", "mac=02:AA:00:00:00:78", "ip=192.168.1.78", "name=a-longer-name", "mdns=the printer")
+    assert "<DeviceName>the printer\n</DeviceName>" in clients()
+    radio("disconnect", "02:AA:00:00:00:78")
+    radio("connect", "mac=02:AA:00:00:00:79", "ip=192.168.1.78", "name=laptop")
+    assert "<DeviceName>laptop</DeviceName>" in clients(), "the address has another owner now"
+    radio("disconnect", "02:AA:00:00:00:79")
+    device.run("ifconfig", "apcli0", "down")
+    radio("link", "up", "ssid=By Hand", "channel=3", "bssid=02:00:00:00:00:09", "rate=65")
+    info = device.post("GetWirelessClientConnectionInfo").text
+    assert "<Mode>802.11n</Mode>\n<ChannelWidth>20</ChannelWidth>" in info
     radio("add", "ssid=Boat House", "channel=13", "signal=7")
     assert "<SSID>Boat House</SSID>" in device.post("GetWirelessNetworks").text
 
