@@ -104,8 +104,7 @@ std::string firmware_line() {
   const radio::Record image =
       radio::parse_record(read_file_or_empty(std::string(layout::kFlash) + "/firmware"));
   if (image.empty()) return "booting the factory image";
-  return "booting image \"" + image.text("name") + "\", board id " + image.text("board") + ", " +
-         image.text("size") + " bytes, data crc " + image.text("crc");
+  return "booting image " + radio::format_record(image);
 }
 
 }  // namespace kd

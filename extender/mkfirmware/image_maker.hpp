@@ -32,6 +32,11 @@ enum class Flaw {
   cut_text,
 };
 
+// Whether only the upload can have it.
+inline bool is_of_upload(Flaw flaw) {
+  return flaw >= Flaw::no_tags;
+}
+
 struct FlawName {
   const char* name;
   Flaw flaw;

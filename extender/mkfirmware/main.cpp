@@ -1,5 +1,6 @@
 // mkfirmware: makes firmware images to upload, good and bad ones.
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -9,6 +10,8 @@
 namespace {
 
 namespace mk = kd::mkfirmware;
+
+constexpr std::size_t kMostData = 64 << 20;  // more than any flash holds
 
 struct Options {
   mk::Recipe recipe;
@@ -33,6 +36,7 @@ std::string read_data(const Options& options) {
     data.assign(std::istreambuf_iterator<char>{in}, {});
   }
   if (!in || in.bad()) throw std::runtime_error{"cannot read " + options.input};
+  if (data.size() > kMostData) throw std::runtime_error{options.input + " is larger than 64 MB"};
   return data;
 }
 
@@ -69,7 +73,8 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
       ->capture_default_str();
   app.add_option("-n,--name", options.recipe.name, "name in the header, up to 20 characters");
   app.add_option("-b,--board", board, "board number, hexadecimal; 0 fits every board")->capture_default_str();
-  app.add_option("-s,--size", options.size, "bytes of data: cuts the input, or fills it up with zeros");
+  app.add_option("-s,--size", options.size, "bytes of data: cuts the input, or fills it up with zeros")
+      ->check(CLI::Range(std::size_t{0}, kMostData));
   app.add_option("-f,--flaw", flaw, "what is wrong with it (see below)")->capture_default_str();
   app.add_flag("--soap", options.soap, "the whole FirmwareUpload request in place of the image");
   app.add_option("-c,--columns", options.columns, "base64 characters a line, 0 for one line")
@@ -79,12 +84,12 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
   try {
     const auto known = mk::flaw_of(flaw);
     if (!known) throw std::runtime_error{"unknown flaw: " + flaw};
-    std::size_t digits = 0;
-    const unsigned long number = std::stoul(board, &digits, 16);
-    if (digits != board.size() || number > 0xFFFFFFFF)
-      throw std::runtime_error{"not a board number: " + board};
+    if (mk::is_of_upload(*known) && !options.soap)
+      throw std::runtime_error{flaw + " is of an upload: add --soap"};
+    const auto [end, error] =
+        std::from_chars(board.data(), board.data() + board.size(), options.recipe.board, 16);
+    if (error != std::errc{} || *end != '\0') throw std::runtime_error{"not a board number: " + board};
     options.recipe.flaw = *known;
-    options.recipe.board = static_cast<std::uint32_t>(number);
     const std::string image = mk::make_image(read_data(options), options.recipe);
     write(options, options.soap ? mk::make_upload(image, options.columns, *known) : image);
   } catch (const std::exception& error) {

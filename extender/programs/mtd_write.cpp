@@ -19,8 +19,8 @@ namespace {
 
 constexpr const char* kProgress = "/var/upgrade_progress";
 constexpr std::size_t kHeaderSize = 64;
-constexpr int kSteps = 20;
-constexpr int kStallStep = 8;
+constexpr int kSteps = 50;
+constexpr int kStallStep = 21;
 
 std::string hexadecimal(const std::string& image, std::size_t at) {
   std::string text = "0x";

@@ -1,9 +1,11 @@
 """Firmware upload: the image travels through the server's temporary files into the flash and boots."""
 
 import subprocess
+import time
 
 import pytest
 
+from conftest import boot
 from virtual_extender import BUILD, HNAP1, value, wait_until
 
 
@@ -37,6 +39,20 @@ def test_bad_image_is_refused(device, tmp_path, flaw):
     assert not device.exists("/var/hnapUploadedFirmware")
     assert not device.exists("/var/upgrade_progress")
     assert device.boots() == 1
+
+
+@pytest.mark.parametrize("scenario, progress", [("flash-fails", ""), ("flash-stalls", "42\n")])
+def test_flash_writer_that_does_not_finish(tmp_path, scenario, progress):
+    device = boot(tmp_path, "--scenario", scenario)
+    try:
+        device.run("sh", "-c", "head -c 100 /dev/zero > /tmp/image; mtd_write -o 0 -l 100 write /tmp/image Kernel >/dev/null 2>&1 &")
+        read = lambda: device.run("sh", "-c", "cat /var/upgrade_progress 2>/dev/null; true")
+        assert wait_until(lambda: read() == progress)
+        time.sleep(0.3)
+        assert read() == progress
+        assert ("mtd_write" in processes(device)) == bool(progress)
+    finally:
+        device.stop()
 
 
 def test_locale_is_kept(own_device):
