@@ -69,6 +69,12 @@ bool has_length(const char* text, std::size_t least, std::size_t most) {
   return length >= least && length <= most;
 }
 
+reply_text refuse_settings() {
+  Reply reply{"SetDeviceSettings", Namespace::core};
+  reply.result("ERROR");
+  return reply.finish();
+}
+
 }  // namespace
 
 reply_text get_device_settings(hnap_request& request, const xml_element*) {
@@ -115,18 +121,15 @@ reply_text set_device_settings(hnap_request& request, const xml_element* action)
   const char* password = "";
   Argument arguments[] = {text_argument("DeviceName", &name), text_argument("AdminPassword", &password)};
   if (const argument_fault fault = read_arguments(action, arguments)) return reply.error(fault.text);
-  if (!has_length(name, 1, 15) || !has_length(password, 1, 64)) {
-    reply.result("ERROR");
-    return reply.finish();
-  }
-  if (!reply) return reply.finish();  // out of memory: change nothing
+  if (!has_length(name, 1, 15) || !has_length(password, 1, 64)) return refuse_settings();
+  reply.result("OK");
+  if (!reply.ready()) return reply.finish();  // out of memory: change nothing
 
   kd_hnap_set_config(&request, kPassword, password);
   kd_hnap_set_config(&request, kDeviceName, name);
   kd_hnap_commit_config(&request);
   // The store is committed first, so a failure here leaves the new password in it.
-  reply.result(write_user_file(password) ? "OK" : "ERROR");
-  return reply.finish();
+  return write_user_file(password) ? reply.finish() : refuse_settings();
 }
 
 }  // namespace kd

@@ -19,8 +19,7 @@ Namespace namespace_of(const hnap_request& request);
 
 // A reply under construction. The first failed allocation is remembered and turns the reply into the
 // out-of-memory reply, so a handler that only reads need not ask; one that changes the device makes its reply
-// ready() before it acts, or at least asks whether it has failed. Texts go out as given: untrusted ones go
-// through encoded_leaf.
+// ready() before it acts. Texts go out as given: untrusted ones go through encoded_leaf.
 class Reply {
  public:
   // `action` is at most 50 characters; the reply's elements are named after it.

@@ -219,8 +219,11 @@ void survive_each_failed_allocation(const Trial& trial) {
         },
         [&](const Outcome& outcome) {
           EXPECT_TRUE(is_part_of(outcome.all, full.all)) << ::testing::PrintToString(outcome.all);
-          if (outcome.request.reply == kOutOfMemory && !trial.acts_first && !and_later) {
-            EXPECT_EQ(without_notes(outcome.late), std::vector<std::string>{});
+          if (outcome.request.reply == kOutOfMemory && !trial.acts_first) {
+            EXPECT_EQ(std::count(outcome.changes.begin(), outcome.changes.end(), "nvram commit 0"), 0);
+            if (!and_later) {
+              EXPECT_EQ(without_notes(outcome.late), std::vector<std::string>{});
+            }
           }
           if (outcome.request.status != 200 || outcome.request.reply == kOutOfMemory || trial.varies) return;
           EXPECT_EQ(shape(outcome.request.reply), shape(full.request.reply));

@@ -46,11 +46,15 @@ ActionCase set(const char* name, Arguments arguments, const char* reply,
                std::vector<std::string> changes = {}, Device::Step prepare = nullptr) {
   return {name, "SetDeviceSettings", std::move(arguments), reply, std::move(changes), std::move(prepare)};
 }
-std::vector<std::string> without_file(const char* more = nullptr) {
+// The store is committed before it shows that the web server's file cannot be written.
+ActionCase without_file(const char* name, Device::Step prepare, const char* more = nullptr) {
   std::vector<std::string> changes = stored("Den", "secret");
   changes.pop_back();
   if (more) changes.push_back(more);
-  return changes;
+  ActionCase made =
+      set(name, name_and_password("Den", "secret"), "ERROR", std::move(changes), std::move(prepare));
+  made.acts_first = true;
+  return made;
 }
 
 const Arguments kDen = name_and_password("Den", "secret");
@@ -85,9 +89,9 @@ const ActionCase kRows[] = {
     set("the later one counts", {{"DeviceName", "Hall"}, kDen[0], {"DeviceName", ""}, kDen[1]}, "OK",
         stored("Den", "secret")),
     set("entities are resolved", name_and_password("A&amp;&#66;", "&lt;x&gt;"), "OK", stored("A&B", "<x>")),
-    set("no user file", kDen, "ERROR", without_file(), cannot_open("/etc/lighttpd.user")),
-    set("full disk", kDen, "ERROR", without_file("write /etc/lighttpd.user "),
-        [](Device& d) { d.full.insert("/etc/lighttpd.user"); }),
+    without_file("no user file", cannot_open("/etc/lighttpd.user")),
+    without_file(
+        "full disk", [](Device& d) { d.full.insert("/etc/lighttpd.user"); }, "write /etc/lighttpd.user "),
 };
 INSTANTIATE_TEST_SUITE_P(DeviceSettings, ActionTest, ::testing::ValuesIn(kRows), row_name);
 
