@@ -53,17 +53,20 @@ std::span<const client_security> offered_client_security() {
   return kSecurity;
 }
 
-const char* check_client_security(const char* type, const char* encryption, const char* key) {
+const char* check_client_security(const char* type, const char* encryption, const char* key, bool with_band) {
   if (!type || !encryption) return kGenericError;
   const client_security* security = find_security(type);
   if (!security) return "ERROR_TYPE_NOT_SUPPORTED";
+  const bool is_wep = std::string_view{type}.starts_with("WEP");
   if (!allows(*security, encryption)) {
-    kd_hnap_printf(nullptr, kHandlerSource, __LINE__,
-                   "ERROR: the encryption value %s requested is not supported by this security %s",
-                   encryption, type);
+    if (!is_wep && !with_band) {
+      kd_hnap_printf(nullptr, kHandlerSource, __LINE__,
+                     "ERROR: the encryption value %s requested is not supported by this security %s",
+                     encryption, type);
+    }
     return "ERROR_ENCRYPTION_NOT_SUPPORTED";
   }
-  if (std::string_view{type}.starts_with("WEP")) return check_wep_key(encryption, key);
+  if (is_wep) return check_wep_key(encryption, key);
   return key && kd_hnap_verify_wpa_key(key) ? nullptr : kIllegalKey;
 }
 

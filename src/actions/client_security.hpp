@@ -14,9 +14,10 @@ struct client_security {
 std::span<const client_security> offered_client_security();
 
 // Checks a secured network.
-//   key      null when there is none
-//   returns  null, or the text of the error reply
-const char* check_client_security(const char* type, const char* encryption, const char* key);
+//   key        null when there is none
+//   with_band  the variant for one band, which does not log a wrong encryption
+//   returns    null, or the text of the error reply
+const char* check_client_security(const char* type, const char* encryption, const char* key, bool with_band);
 
 // Whether a key has the right form: 1 or 0.
 //   bits  64 (10 hexadecimal digits) or 128 (26)

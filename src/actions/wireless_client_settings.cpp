@@ -86,7 +86,7 @@ const char* check_choice(const hnap_request& request, const network_choice& choi
     return kGenericError;
   }
   if (!choice.security_enabled) return nullptr;
-  return check_client_security(choice.security_type, choice.encryption, choice.key);
+  return check_client_security(choice.security_type, choice.encryption, choice.key, choice.band != nullptr);
 }
 
 repeater_settings settings_of(const network_choice& choice) {
