@@ -158,8 +158,7 @@ void clean_device_name(char (&name)[256]) {
       continue;
     }
     name[at++] = '?';
-    if (at < sizeof name) name[at] = '?';
-    ++at;
+    name[at++] = '?';  // at most the terminator
   }
   name[std::min(at, sizeof name - 1)] = '\0';
 }

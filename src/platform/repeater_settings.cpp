@@ -166,7 +166,7 @@ upstream_target::extension_channel extension_of(std::string_view column, int cha
 bool find_target(std::FILE* list, std::string_view ssid, std::string_view band, upstream_target& target) {
   char line[4096];
   for (std::string_view read; !(read = read_line(list, line)).empty();) {
-    if (read.size() >= 2 && match_target_line(without_line_end(read), ssid, band, target)) return true;
+    if (match_target_line(without_line_end(read), ssid, band, target)) return true;
   }
   return false;
 }
