@@ -1,8 +1,5 @@
 #include "support/heap.hpp"
 
-#include <expat.h>
-#include <sanitizer/asan_interface.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <unordered_map>
@@ -11,6 +8,7 @@
 namespace {
 
 using kd::test::HeapFault;
+using kd::test::refuses;
 
 struct block {
   std::size_t size;
@@ -26,14 +24,6 @@ struct watch {
 };
 
 watch* current = nullptr;
-
-bool refuses() {
-  if (!current) return false;
-  const unsigned number = ++current->count;
-  const HeapFault& fault = current->fault;
-  if (number == fault.at && current->met) current->met();
-  return fault.at != 0 && (number == fault.at || (fault.and_later && number > fault.at));
-}
 
 void* remembered(void* memory, std::size_t size) {
   if (current && memory) current->live[memory] = {size, current->count};
@@ -53,7 +43,6 @@ void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
 char* __real_strdup(const char* text);
 void __real_free(void* memory);
-void __real__ZN2kd17leak_deliberatelyEPv(void* memory);
 
 void* __wrap_malloc(std::size_t size) {
   return refuses() ? nullptr : remembered(__real_malloc(size), size);
@@ -73,39 +62,6 @@ char* __wrap_strdup(const char* text) {
 void __wrap_free(void* memory) {
   forget(memory);
   __real_free(memory);
-}
-
-// kd::leak_deliberately
-void __wrap__ZN2kd17leak_deliberatelyEPv(void* memory) {
-  if (current) current->given_up += current->live.erase(memory);
-  __real__ZN2kd17leak_deliberatelyEPv(memory);
-}
-
-// kd::Arena::allocate and grow: each piece counts as an allocation, and a red zone behind it lets the address
-// sanitizer see who writes over its end.
-constexpr std::size_t kRedZone = 16;
-
-void* __real__ZN2kd5Arena8allocateEm(void* arena, std::size_t size);
-void* __real__ZN2kd5Arena4growEPvmm(void* arena, void* piece, std::size_t old_size, std::size_t size);
-
-static void* guarded(void* piece, std::size_t size) {
-  if (piece) ASAN_POISON_MEMORY_REGION(static_cast<char*>(piece) + size, kRedZone);
-  return piece;
-}
-
-void* __wrap__ZN2kd5Arena8allocateEm(void* arena, std::size_t size) {
-  return refuses() ? nullptr : guarded(__real__ZN2kd5Arena8allocateEm(arena, size + kRedZone), size);
-}
-void* __wrap__ZN2kd5Arena4growEPvmm(void* arena, void* piece, std::size_t old_size, std::size_t size) {
-  if (refuses()) return nullptr;
-  ASAN_UNPOISON_MEMORY_REGION(static_cast<char*>(piece) + old_size, kRedZone);
-  return guarded(__real__ZN2kd5Arena4growEPvmm(arena, piece, old_size + kRedZone, size + kRedZone), size);
-}
-
-// expat allocates inside its own library, out of the linker's reach.
-XML_Parser __wrap_XML_ParserCreate(const XML_Char* encoding) {
-  static const XML_Memory_Handling_Suite memory = {__wrap_malloc, __wrap_realloc, __wrap_free};
-  return XML_ParserCreate_MM(encoding, &memory, nullptr);
 }
 }
 
@@ -142,6 +98,18 @@ std::string HeapWatch::leaks() const {
 
 std::size_t HeapWatch::given_up() const {
   return ::current->given_up;
+}
+
+bool refuses() {
+  if (!::current) return false;
+  const unsigned number = ++::current->count;
+  const HeapFault& fault = ::current->fault;
+  if (number == fault.at && ::current->met) ::current->met();
+  return fault.at != 0 && (number == fault.at || (fault.and_later && number > fault.at));
+}
+
+void give_up(void* memory) {
+  if (::current) ::current->given_up += ::current->live.erase(memory);
 }
 
 }  // namespace kd::test

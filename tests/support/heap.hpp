@@ -1,6 +1,6 @@
-// The allocations of the module, of expat on its behalf and of the store's library: counted, made to fail,
-// and checked for leaks. The linker puts these functions before libc's (--wrap in tests/CMakeLists.txt); the
-// tests' own containers use operator new and stay outside.
+// The allocations of the module, of expat on its behalf (module_heap.cpp) and of the store's library:
+// counted, made to fail, and checked for leaks. The linker puts these functions before libc's (--wrap in
+// tests/CMakeLists.txt); the tests' own containers use operator new and stay outside.
 #pragma once
 
 #include <cstddef>
@@ -30,5 +30,10 @@ class HeapWatch {
   std::string leaks() const;
   std::size_t given_up() const;  // deliberately
 };
+
+// For the wrapped functions: whether the next allocation, which this counts, is to fail; and that a block is
+// given up deliberately.
+bool refuses();
+void give_up(void* memory);
 
 }  // namespace kd::test
