@@ -23,6 +23,7 @@ constexpr const char* kWalkTimeout = "ERROR_WALK_TIMEOUT";
 constexpr const char* kSessionTimeout = "ERROR_SESSION_TIMEOUT";
 
 constexpr const char* kWpsctlPidFile = "/var/run/wpsctl.pid";
+constexpr const char* kLedPidFile = "/var/run/kd_wps_led.pid";
 constexpr const char* kProgressFile = "/var/wps_progress";
 constexpr const char* kPinFile = "/var/run_wps_pin";  // present while a PIN session runs
 
@@ -37,8 +38,7 @@ int read_number(const char* path) {
   return text_to_int(std::string_view{text, length});
 }
 
-void signal_wpsctl(int signal) {
-  const int process = read_number(kWpsctlPidFile);
+void signal_process(int process, int signal) {
   if (process > 0) os::kill(process, signal);
 }
 
@@ -88,10 +88,12 @@ bool read_lan_address(char (&address)[16]) {
 
 int kd_hnap_start_wps(const hnap_request* request, const char* method, const char* pin) {
   constexpr int kMostPolls = 5;
+  const int wpsctl = read_number(kWpsctlPidFile);
+  const int mode = operation_mode(request);
   kd_hnap_printf(request, kModuleSource, __LINE__, "Start WPS progress by %s", method);
-  if (operation_mode(request) == kAccessPointMode) {
+  if (mode == kAccessPointMode) {
     if (view_of(method) == "PIN") write_pin(pin);
-    signal_wpsctl(SIGUSR2);
+    signal_process(wpsctl, SIGUSR2);
   } else {
     kd_hnap_printf(request, kModuleSource, __LINE__,
                    "Start WPS progress by %s don't be supported uder this operation mode ", method);
@@ -106,8 +108,10 @@ int kd_hnap_start_wps(const hnap_request* request, const char* method, const cha
 }
 
 int kd_hnap_stop_wps(const hnap_request* request) {
+  const int wpsctl = read_number(kWpsctlPidFile);
+  read_number(kLedPidFile);  // the device looks for the LED process too, and leaves it alone
   kd_hnap_printf(request, kModuleSource, __LINE__, "Stop WPS progress");
-  signal_wpsctl(SIGTERM);
+  signal_process(wpsctl, SIGTERM);
   os::system("wpsctl &");
   os::sleep(1);
   os::system("rm -f /var/wps_*");
@@ -122,7 +126,9 @@ int kd_hnap_get_wps_status(const hnap_request* request, wps_status& status) {
   kd_hnap_printf(request, kModuleSource, __LINE__, "WPS Status: %d", code);
   const char* text = nullptr;
   if (os::exists(kProgressFile)) {
-    text = wps_status_text(code, last_code, read_number(kProgressFile), os::exists(kPinFile));
+    const int progress = read_number(kProgressFile);
+    const bool is_pin_session = os::exists(kPinFile);
+    text = wps_status_text(code, last_code, progress, is_pin_session);
   } else {
     kd_hnap_printf(request, kModuleSource, __LINE__, "Can not found /var/wps_progress, so reply with IDLE\n");
     text = kIdle;

@@ -183,20 +183,21 @@ bool answer_eeprom(const test::DriverRequest& request) {
   char* text = static_cast<char*>(request.data);
   const auto answer = device().eeprom.find(std::string_view{text, strnlen(text, request.length)});
   if (answer == device().eeprom.end()) return false;
-  std::memcpy(text, answer->second.c_str(), answer->second.size() + 1);
+  // The driver writes a terminator where the module's buffer of 4096 bytes has room for one.
+  std::memcpy(text, answer->second.c_str(), std::min<std::size_t>(answer->second.size() + 1, 4096));
   return true;
 }
 
 }  // namespace
 
-int ioctl(int, unsigned long number, void* argument) {
+int ioctl(int descriptor, unsigned long number, void* argument) {
   auto& wireless = *static_cast<wireless_request*>(argument);
   const std::string_view ifname{wireless.name, strnlen(wireless.name, sizeof wireless.name)};
   char line[64];
   std::snprintf(line, sizeof line, "ioctl 0x%lx %.*s", number, static_cast<int>(ifname.size()),
                 ifname.data());
   device().note(line);
-  if (device().goes_wrong()) return -1;
+  if (device().goes_wrong() || !device().path_of(descriptor)) return -1;
   test::DriverRequest request{number, ifname, wireless.pointer, wireless.length, wireless.flags, argument};
   if (device().driver) return device().driver(request) ? 0 : -1;
   return number == 0x8BE7 && answer_eeprom(request) ? 0 : -1;

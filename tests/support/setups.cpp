@@ -1,6 +1,11 @@
 #include "support/setups.hpp"
 
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+
 #include <cstdio>
+#include <cstring>
 
 namespace kd::test {
 
@@ -31,6 +36,16 @@ void put_serial_number(Device& device, const char* serial) {
     std::snprintf(answer, sizeof answer, "\n[0x%s]:0x7F%02X ", offset, static_cast<unsigned>(serial[i]));
     device.eeprom[offset] = answer;
   }
+}
+
+void has_lan_address(Device& device) {
+  device.driver = [](DriverRequest& request) {
+    if (request.number != SIOCGIFADDR || request.ifname != "br0") return false;
+    sockaddr_in address{};
+    address.sin_addr.s_addr = htonl(0xC0A80AFE);
+    std::memcpy(&static_cast<ifreq*>(request.argument)->ifr_addr, &address, sizeof address);
+    return true;
+  };
 }
 
 Device::Step in_turn(std::vector<Device::Step> steps) {

@@ -14,6 +14,9 @@ void add_process(Device& device, int pid, const char* command);
 // A serial number in the radio's EEPROM, 14 characters.
 void put_serial_number(Device& device, const char* serial);
 
+// The bridge has the address 192.168.10.254.
+void has_lan_address(Device& device);
+
 // Set-ups for the rows of tables.
 Device::Step in_turn(std::vector<Device::Step> steps);
 Device::Step has_stored(std::vector<std::pair<std::string, std::string>> values);

@@ -1,9 +1,6 @@
 // StartWPS, StopWPS, GetWPSStatus: complete, but in the table only on request.
 #include "platform/wps.hpp"
 
-#include <net/if.h>
-#include <netinet/in.h>
-
 #include <cstring>
 
 #include "platform/radio.hpp"
@@ -64,7 +61,8 @@ const ActionCase kStart[] = {
     start("unknown method", session("pbc", ""), "ERROR"),
     start("no PIN", session("PIN", ""), "ERROR"),
     start("PIN of 7 digits", session("PIN", "1234567"), "ERROR"),
-    start("letter in the PIN", session("PIN", "1234567x"), "ERROR"),
+    start("letter in the PIN", session("PIN", "0000000x"), "ERROR"),
+    start("full stop in the PIN", session("PIN", "0000000."), "ERROR"),
     start("wrong checksum", session("PIN", "12345671"), "ERROR"),
     start("PIN of 9 digits counts from its end", session("PIN", "912345670"), "OK",
           {"write /var/run_wps_pin 912345670", "kill 77 USR2"}),
@@ -135,6 +133,19 @@ TEST_F(WpsDevice, OnlyAnAccessPointStarts) {
   }
 }
 
+TEST_F(WpsDevice, ReadsBeforeItActs) {
+  prepare_access_point(device);
+  kd_hnap_start_wps(nullptr, "PIN", "12345670");
+  EXPECT_EQ(effects(), (Effects{"open /var/run/wpsctl.pid r", "open /var/run_wps_pin w",
+                                "write /var/run_wps_pin 12345670", "kill 77 USR2", "open /var/wps_status r",
+                                "open /var/wps_last_status r", "stat /var/wps_progress",
+                                "open /var/wps_progress r", "stat /var/run_wps_pin"}));
+  kd_hnap_stop_wps(nullptr);
+  const Effects done = effects();
+  EXPECT_EQ((Effects{done.begin(), done.begin() + 3}),
+            (Effects{"open /var/run/wpsctl.pid r", "open /var/run/kd_wps_led.pid r", "kill 77 TERM"}));
+}
+
 TEST_F(WpsDevice, MissingFilesCountAsZero) {
   wps_status status = "old";
   kd_hnap_get_wps_status(nullptr, status);
@@ -190,13 +201,8 @@ TEST_F(WpsDevice, RestartsAsStored) {
     has_stored({{"OperationMode", row.mode},
                 {"WscModeOption", row.option},
                 {"WscConfigured", row.configured}})(device);
-    device.driver = [&](DriverRequest& request) {
-      if (!row.address || request.number != 0x8915 || request.ifname != "br0") return false;
-      sockaddr_in address{};
-      address.sin_addr.s_addr = htonl(0xC0A80AFE);
-      std::memcpy(&static_cast<ifreq*>(request.argument)->ifr_addr, &address, sizeof address);
-      return true;
-    };
+    device.driver = nullptr;
+    if (row.address) has_lan_address(device);
     device.journal.clear();
     kd_restart_wps();
     Effects expected = kStopped;
