@@ -100,6 +100,7 @@ TEST_F(Dispatch, AnswersHostileBodies) {
       {"two actions", in_body(kAction + kAction), kInitial},
       {"header and body", kStart + "<soap:Header><x/></soap:Header>" + kBody + kEnd, nullptr},
       {"something between", kStart + "<soap:Header/><x/>" + kBody + kEnd, kInitial},
+      {"two bodies", kStart + kBody + kBody + kEnd, kInitial},
       {"two bodies behind a header", kStart + "<Header/>" + kBody + kBody + kEnd, nullptr},
       {"something behind the body", kStart + kBody + "<x/>" + kEnd, nullptr},
       {"prefixed action", in_body("<m:IsDeviceReady xmlns:m=\"http://purenetworks.com/HNAP1/\"/>"), nullptr},

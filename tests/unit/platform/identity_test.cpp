@@ -76,6 +76,7 @@ TEST_F(Identity, SplitsVersionAndDate) {
       {"x, build 1, Jun 2015", -1, "x, build 1", "Jun 2015"},
       {"x, build 1,", -1, "x, build 1", ""},
       {"x, build 1", -1, "", ""},
+      {"x", -1, "", ""},
       {long_word + ", b, May 5, 2015", 0, std::string(127, 'w'), "2015-05-05T00:00:00"},
       {"x, b, " + long_word, -1, "x, b", std::string(127, 'w')},
       {"x, b, " + std::string(60, 'm') + " " + std::string(60, 'd') + " 2015", 0, "x, b",

@@ -1,8 +1,10 @@
 // Finding the chosen network again.
 #include "platform/repeater_settings.hpp"
 
+#include "base/text.hpp"
 #include "support/cases.hpp"
 #include "support/radio_reports.hpp"
+#include "support/wireless_choice.hpp"
 
 namespace kd::test {
 namespace {
@@ -50,6 +52,16 @@ TEST(TargetLine, IsTheChosenNetwork) {
     EXPECT_EQ(found ? std::to_string(target.channel) + " " + target.bssid + extensions[target.extension] : "",
               row.target);
   }
+}
+
+TEST_F(DeviceTest, LeavesTheSecurityOfAnUnknownType) {
+  hnap_request request;
+  repeater_settings settings{};
+  settings.security_enabled = 1;
+  copy_text(settings.security_type, "WPA9");
+  kd_hnap_set_repeater_settings(request, settings);
+  EXPECT_EQ(device.changes(),
+            stored({"SSID1=", "ApCliSsid=", "HNAPConfiguredBand=", "ApCliEnable=1", "WscConfigured=1"}));
 }
 
 class PinTest : public DeviceTest {
