@@ -92,7 +92,6 @@ bool starts_with_ignoring_case(std::string_view text, std::string_view prefix) {
 bool contains_ignoring_case(std::string_view text, std::string_view part) {
   for (; text.size() >= part.size(); text.remove_prefix(1)) {
     if (starts_with_ignoring_case(text, part)) return true;
-    if (text.empty()) break;
   }
   return false;
 }

@@ -39,6 +39,7 @@ const ActionCase kSet[] = {
     refused("no band", choice("WPA2-PSK", "AES", "12345678")),
     refused("long SSID before a bad band", in_band("5", std::string(33, 's'))),
     refused("bad band before a bad type", in_band("5", "Den", "WPA9")),
+    refused("bad encryption", in_band("5GHz", "Den", "WPA-PSK"), "ERROR_ENCRYPTION_NOT_SUPPORTED"),
     refused("bad type", in_band("5GHz", "Den", "WPA9"), "ERROR_TYPE_NOT_SUPPORTED"),
 };
 INSTANTIATE_TEST_SUITE_P(SetBand, ActionTest, ::testing::ValuesIn(kSet), row_name);

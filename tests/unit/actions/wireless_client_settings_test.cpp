@@ -96,6 +96,7 @@ const ActionCase kRefused[] = {
     refused("WPA with AES", choice("WPA-PSK", "AES", "12345678"), kEncryption),
     refused("WEP with a WPA cipher", choice("WEP", "TKIP", kHex10), kEncryption),
     refused("WEP key of the other length", choice("WEP-AUTO", "WEP-128", kHex10), kKey),
+    refused("WPA key of 7 characters", choice("WPA2-PSK", "AES", "1234567"), kKey),
     refused("no WPA key", choice("WPA2-PSK", "AES", ""), kKey),
 };
 INSTANTIATE_TEST_SUITE_P(Refused, ActionTest, ::testing::ValuesIn(kRefused), row_name);

@@ -83,6 +83,7 @@ TEST_F(Dispatch, AnswersHostileBodies) {
       {"NUL inside", kStart + std::string("<soap:Body>\0", 12) + kAction + "</soap:Body>" + kEnd, kStatus},
       {"no end", kStart + kBody, kStatus},
       {"lower case and alone", "<envelope>", kStatus},
+      {"no end, and no namespace that names it again", "<Envelope>" + kBody, kStatus},
       {"incomplete, but the word is there again", "<a>Envelope envelope Envelope", kInitial},
       {"mismatched", kStart + "<soap:Body><a></b></soap:Body>" + kEnd, kStatus},
       {"not XML", "<<< Envelope Envelope", kStatus},

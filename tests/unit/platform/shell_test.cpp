@@ -79,7 +79,7 @@ TEST_F(Shell, LeavesNothingToTheFormat) {
   EXPECT_STREQ(text.get(), "as s|%y|%5z|%");
 }
 
-TEST_F(Shell, FormatsUpToTheLimit) {
+TEST_F(Shell, FormatsUpToTheLimitAndTheMemory) {
   const struct {
     const char* name;
     int limit;
@@ -99,6 +99,10 @@ TEST_F(Shell, FormatsUpToTheLimit) {
   heap_text text;
   EXPECT_EQ(format(text, 10, "%2000000000d|%.2000000000d|%*d", 1, 1, INT_MIN, 1) > 9, true);
   EXPECT_EQ(view_of(text.get()).size(), 9U);
+
+  heap.fail({2});  // the room for the padding
+  EXPECT_EQ(format(text, 4096, "%2000d", 1), 0);
+  EXPECT_EQ(text, nullptr);
 }
 
 TEST_F(Shell, RunsAnOverlongCommandAsFarAsItFits) {

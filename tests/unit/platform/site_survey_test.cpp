@@ -134,6 +134,9 @@ TEST_F(SurveyTest, ReadsReports) {
     EXPECT_EQ(names(), row.names) << row.name;
     kd_hnap_repeater_free_networks(nullptr, list);
   }
+  print(scan_report({{}}));
+  for (const int all : {1, 2}) EXPECT_EQ(kd_hnap_repeater_get_networks(nullptr, list), all);
+  EXPECT_EQ(names(), "Home,Home,");
 }
 
 std::size_t scans_in(const std::vector<std::string>& effects) {

@@ -101,12 +101,14 @@ TEST_F(Tree, PopsWhatWasPushed) {
 
 TEST_F(Tree, LosesATextThatCannotGrow) {
   const tree_ptr tree{new_xml_tree()};
-  xml_element* element = new_xml_leaf(tree.get(), "e", "abc");
-  heap.fail({1});
-  set_xml_element_text(element, "def");
-  EXPECT_EQ(element->text, nullptr);
-  set_xml_element_text(element, "g");
-  EXPECT_STREQ(element->text, "g");
+  for (const unsigned at : {1U, 2U}) {  // the text itself, the memory that it is a piece of
+    xml_element* element = new_xml_leaf(tree.get(), "e", "abc");
+    heap.fail({at});
+    set_xml_element_text(element, std::string(100000, 'd').c_str());
+    EXPECT_EQ(element->text, nullptr);
+    set_xml_element_text(element, "g");
+    EXPECT_STREQ(element->text, "g");
+  }
 }
 
 TEST_F(Tree, GrowsInAStraightLine) {
