@@ -70,7 +70,10 @@ def test_mac_filters(vendor_device):
         "<Enabled>true</Enabled><IsAllowList>false</IsAllowList><MACList><MACInfo>"
         f"<MacAddress>{mac}</MacAddress><DeviceName>Phone</DeviceName></MACInfo></MACList>"
     )
+    daemon = vendor_device.run("cat", "/var/run/wscd.pid.ra0")
     assert value(vendor_device.post("SetMACFilters2", filters), "SetMACFilters2Result") == "OK"
+    # The WPS daemon was started anew.
+    assert wait_until(lambda: vendor_device.run("cat", "/var/run/wscd.pid.ra0") != daemon)
     reply = vendor_device.post("GetMACFilters2")
     assert (value(reply, "Enabled"), value(reply, "IsAllowList"), value(reply, "MacAddress")) == ("true", "false", mac)
     assert vendor_device.run("nvram_get", "2860", "AccessPolicy0").strip() == "2"
