@@ -62,8 +62,8 @@ buffer* http_header_request_get(const request_st*, enum http_header_e id, const 
 
 void http_header_response_set(request_st*, enum http_header_e id, const char* name, uint32_t length,
                               const char* value, uint32_t value_length) {
-  if (id == http_header_hkey_get(name, length))
-    the_host->reply_headers[{name, length}] = {value, value_length};
+  if (id != http_header_hkey_get(name, length)) return;
+  the_host->reply_headers[{name, length}] = {value, value_length};
 }
 
 void chunkqueue_append_mem(chunkqueue*, const char* bytes, size_t length) {
@@ -82,10 +82,10 @@ int chunkqueue_read_data(chunkqueue* queue, char* data, uint32_t length, log_err
     if (piece.kind == Piece::spooled && device().goes_wrong()) return -1;
     all += piece.kind == Piece::spooled ? device().files[piece.name] : piece.bytes;
   }
-  if (length > all.size()) return -1;
-  std::copy_n(all.data(), length, data);
-  queue->bytes_out += length;
-  return 0;
+  const size_t count = std::min<size_t>(length, all.size());
+  std::copy_n(all.data(), count, data);
+  queue->bytes_out += static_cast<off_t>(count);
+  return count == length ? 0 : -1;
 }
 
 void chunkqueue_chunk_pool_clear() {

@@ -13,6 +13,7 @@ using Binding = DeviceTest;
 inline constexpr const char* kCore = "http://purenetworks.com/HNAP1/";
 inline const std::string kMarker = "run echo 1 > /tmp/postponeSiteSurvey";
 inline const std::string kMarkerGone = "run rm -f /tmp/postponeSiteSurvey";
+inline const std::string kReload = "console Reload WLAN by HNAP\n";
 inline const std::string kReady =
     whole_reply("IsDeviceReady", "<IsDeviceReadyResult>OK</IsDeviceReadyResult>\n", kCore);
 
@@ -28,6 +29,15 @@ inline TestedRequest post(const char* action, std::vector<Piece> body) {
 }
 inline TestedRequest post(const char* action) {
   return post(action, {{Piece::memory, body_of(action)}});
+}
+
+// Its action waits for the connection's end.
+inline TestedRequest choice_of_network() {
+  const char* action = "SetWirelessClientSettings";
+  const Arguments arguments = {{"SSID", "Upstream"},         {"NetworkType", "INFRASTRUCTURE"},
+                               {"SecurityEnabled", "false"}, {"SecurityType", ""},
+                               {"Encryption", ""},           {"Key", ""}};
+  return post(action, {{Piece::memory, envelope(action, elements(arguments), kCore)}});
 }
 
 }  // namespace kd::test

@@ -67,23 +67,14 @@ TEST_F(Binding, AnswersAndEnds) {
 // The wireless reload is what a connection's end is for.
 TEST_F(Binding, RunsTheDeferredActionOnce) {
   TestedHost host;
-  const std::string chosen = envelope("SetWirelessClientSettings",
-                                      elements({{"SSID", "Upstream"},
-                                                {"NetworkType", "INFRASTRUCTURE"},
-                                                {"SecurityEnabled", "false"},
-                                                {"SecurityType", ""},
-                                                {"Encryption", ""},
-                                                {"Key", ""}}),
-                                      kCore);
-  TestedRequest request = post("SetWirelessClientSettings", {{Piece::memory, chosen}});
   for (const bool vanished : {false, true}) {
     host.accept();
-    host.receive(request);
+    host.receive(choice_of_network());
     EXPECT_EQ(reply_value(host.sent(), "SetWirelessClientSettingsResult"), "REBOOT");
     effects();
     vanished ? host.abort() : host.finish();
     const auto done = effects();
-    EXPECT_EQ(std::count(done.begin(), done.end(), "console Reload WLAN by HNAP\n"), 1) << vanished;
+    EXPECT_EQ(std::count(done.begin(), done.end(), kReload), 1) << vanished;
     EXPECT_FALSE(host.dirty_slot());
     host.accept();
     host.receive(post("IsDeviceReady"));
