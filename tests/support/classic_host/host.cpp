@@ -111,7 +111,9 @@ data_unset* array_get_element(array* a, const char* key) {
 buffer* chunkqueue_get_append_buffer(chunkqueue* queue) {
   chunk& added = append(*queue);
   added.type = chunk::MEM_CHUNK;
-  return added.mem = buffer_init();
+  added.mem = new_buffer("of a reply before");
+  added.mem->used = 0;
+  return added.mem;
 }
 
 int response_header_insert(server*, connection* con, const char* key, size_t key_length, const char* value,

@@ -36,6 +36,7 @@ handler_t read_on(request_st* r) {
   }
   if (coming.empty()) bytes_in += std::exchange(missing, 0);
   if (coming.empty() && mode == kd::test::ModernRequest::chunked) r->reqbody_length = bytes_in;
+  if (mode == kd::test::ModernRequest::refused) return HANDLER_ERROR;
   const bool goes_on = r->reqbody_length == bytes_in || mode == kd::test::ModernRequest::streamed;
   return goes_on ? HANDLER_GO_ON : HANDLER_WAIT_FOR_EVENT;
 }

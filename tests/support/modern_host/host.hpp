@@ -28,8 +28,9 @@ struct ModernRequest {
   std::vector<Piece> body;
   off_t missing = 0;  // bytes that the server counts but does not hold
   off_t unsent = 0;   // bytes that the client announces but does not send
-  // When the module may go on: with the whole body, with the whole of unknown length, with what is there.
-  enum Mode { known, chunked, streamed } mode = known;
+  // When the module may go on: with the whole body, with the whole of unknown length, with what is there,
+  // never.
+  enum Mode { known, chunked, streamed, refused } mode = known;
 };
 
 struct ModernHost {

@@ -56,12 +56,14 @@ TEST_F(Modern, TakesBodiesAsTheyCome) {
     std::string sent;
     off_t missing = 0, unsent = 0;
     ModernRequest::Mode mode = ModernRequest::known;
+    handler_t handled = HANDLER_FINISHED;
   } rows[] = {
       {"two pieces", {left, right}, kReady},
       {"handed on in pieces", {left, right}, kReady, 0, 0, ModernRequest::streamed},
       {"chunked", {left, right}, kReady, 0, 0, ModernRequest::chunked},
       {"nothing", {}, error_page_of("CONTENT LEN == 0 XML PARSE ERROR")},
-      {"the client vanishes", {left, right}, "", 0, 1},
+      {"the client vanishes", {left, right}, "", 0, 1, ModernRequest::known, HANDLER_WAIT_FOR_EVENT},
+      {"the server refuses", {left, right}, "", 0, 0, ModernRequest::refused, HANDLER_ERROR},
       {"a part of it is lost", {left, right}, initial, 1},
       {"more than 2 GB", {left, right}, initial, off_t{1} << 32},
   };
@@ -72,11 +74,11 @@ TEST_F(Modern, TakesBodiesAsTheyCome) {
     std::tie(request.missing, request.unsent, request.mode) = std::tie(row.missing, row.unsent, row.mode);
     effects();
     host.accept();
-    EXPECT_EQ(host.receive(request), row.unsent ? HANDLER_WAIT_FOR_EVENT : HANDLER_FINISHED);
+    EXPECT_EQ(host.receive(request), row.handled);
     EXPECT_EQ(host.sent(), row.sent);
     host.abort();
     const auto done = effects();
-    EXPECT_EQ(std::count(done.begin(), done.end(), kMarker), row.unsent == 0);
+    EXPECT_EQ(std::count(done.begin(), done.end(), kMarker), row.handled == HANDLER_FINISHED);
     EXPECT_EQ(done.back(), kMarkerGone);
   }
 }
