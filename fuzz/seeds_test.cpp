@@ -111,12 +111,13 @@ Current& shared_with_children() {
   std::exit(0);
 }
 
-// Keeps the input; tells where, and how it can be had again.
+// Keeps the input; tells where, and how to run it again. (A leak is found after the last run, whichever made
+// it.)
 std::string keep(const Target& target, const Current& current) {
   const fs::path path =
       fs::temp_directory_path() / ("fuzz_" + std::string{target.name} + "_" + std::to_string(current.run));
   std::ofstream{path, std::ios::binary}.write(current.input, static_cast<std::streamsize>(current.size));
-  return "run " + std::to_string(current.run) + " of " + target.name + " (random numbers from " +
+  return "last: run " + std::to_string(current.run) + " of " + target.name + " (random numbers from " +
          std::to_string(kStart) + "); to repeat it: fuzz_replay " + target.name + " " + path.string();
 }
 
