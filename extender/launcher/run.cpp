@@ -63,10 +63,10 @@ void print_welcome(const Options& options, const State& state, const Port& port)
       "  curl -u admin:admin -H 'SOAPAction: \"http://purenetworks.com/HNAP1/IsDeviceReady\"' \\\n"
       "    -d '<Envelope><Body><IsDeviceReady xmlns=\"http://purenetworks.com/HNAP1/\"/></Body></Envelope>' "
       "%s/HNAP1/\n"
-      "  extender exec%s -- ps\n\n"
+      "  %s exec%s -- ps\n\n"
       "Ctrl-C ends it.\n",
       url.c_str(), state.scenario_name().c_str(), state.directory().c_str(), state.directory().c_str(),
-      url.c_str(), url.c_str(), option.c_str());
+      url.c_str(), url.c_str(), program_path().c_str(), option.c_str());
   std::fflush(stdout);
 }
 
