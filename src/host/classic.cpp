@@ -217,7 +217,9 @@ int action(const Request& request) {
 }
 
 void set_action(Request& request, int action) {
-  slot_of(request.con, *request.plugin) = reinterpret_cast<void*>((action & 0xFF) | kOpen);
+  slot_of(request.con, *request.plugin) =
+      reinterpret_cast<void*>(  // NOLINT(performance-no-int-to-ptr): it is no pointer to begin with
+          (action & 0xFF) | kOpen);
 }
 
 void log_error(Request& request, unsigned line, const char* text, const char* detail) {

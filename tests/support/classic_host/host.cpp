@@ -111,7 +111,9 @@ data_unset* array_get_element(array* a, const char* key) {
 buffer* chunkqueue_get_append_buffer(chunkqueue* queue) {
   chunk& added = append(*queue);
   added.type = chunk::MEM_CHUNK;
-  return added.mem = buffer_init();
+  added.mem = new_buffer("of a reply before");
+  added.mem->used = 0;
+  return added.mem;
 }
 
 int response_header_insert(server*, connection* con, const char* key, size_t key_length, const char* value,
@@ -181,7 +183,6 @@ handler_t ClassicHost::receive(const ClassicRequest& request) {
   con.request.http_method = request.method;
   if (request.uri) con.request.uri = new_buffer(request.uri);
   for (const auto& [name, value] : request.headers) append(con.request.headers, name, value);
-  con.request.content_length = request.content_length;
   con.keep_alive = request.keep_alive;
   con.write_queue = new chunkqueue{};
   con.request_content_queue = new chunkqueue{};
@@ -205,10 +206,12 @@ handler_t ClassicHost::receive(const ClassicRequest& request) {
     con.request_content_queue->bytes_in += std::max<off_t>(0, length - piece.consumed);
   }
   con.request_content_queue->bytes_in += request.missing;
+  con.request.content_length =
+      request.content_length.value_or(static_cast<size_t>(con.request_content_queue->bytes_in));
   con.state = CON_STATE_HANDLE_REQUEST;
   const handler_t handled = module.handle_uri_raw(&the_server, &con, data);
   if (handled != HANDLER_FINISHED) return handled;
-  const bool own_page = mode() == DIRECT && con.http_status >= 400;
+  const bool own_page = !module_answers() && con.http_status >= 400;
   hangs_ = !con.file_finished && !own_page;
   if (con.http_status == 0) con.http_status = 200;
   return handled;
@@ -217,7 +220,7 @@ handler_t ClassicHost::receive(const ClassicRequest& request) {
 std::string ClassicHost::sent() {
   std::string all;
   for (const chunk* piece = con.write_queue->first; piece; piece = piece->next) all += text_of(*piece->mem);
-  if (mode() == DIRECT && con.http_status >= 400) all += "<page of the server>";
+  if (!module_answers() && con.http_status >= 400) all += "<page of the server>";
   return all;
 }
 
@@ -230,7 +233,7 @@ void ClassicHost::finish() {
 
 void ClassicHost::abort() {
   con.state = CON_STATE_ERROR;
-  if (mode() != DIRECT) module.handle_connection_close(&the_server, &con, data);
+  if (module_answers()) module.handle_connection_close(&the_server, &con, data);
   reset(CON_STATE_ERROR);
 }
 
@@ -240,10 +243,10 @@ std::string ClassicHost::reply_header(const char* name) {
 }
 
 // A plug-in's number is none of the enumeration's values.
-unsigned ClassicHost::mode() const {
+bool ClassicHost::module_answers() const {
   unsigned number;
   std::memcpy(&number, &con.mode, sizeof number);
-  return number;
+  return number == kId;
 }
 
 std::vector<std::string> ClassicHost::log() {

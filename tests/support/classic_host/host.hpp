@@ -2,7 +2,7 @@
 // the order and with the states of 1.4.29, and sends what that would send.
 #pragma once
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,9 +32,9 @@ struct ClassicRequest {
   const char* uri = "/HNAP1/";
   Headers headers;
   std::vector<Piece> body;
-  off_t missing = 0;  // bytes that the server counted but does not hold
-  size_t content_length = 0;
-  bool keep_alive = true;  // what the client asks for
+  off_t missing = 0;                     // bytes that the server counted but does not hold
+  std::optional<size_t> content_length;  // what the server holds unless given
+  bool keep_alive = true;                // what the client asks for
 };
 
 class ClassicHost {
@@ -56,9 +56,10 @@ class ClassicHost {
   // The server ends while the connection lives.
   void exit() { reset(con.state); }
 
+  int status() const { return con.http_status; }
+  bool keeps_alive() const { return con.keep_alive != 0; }
   std::string reply_header(const char* name);
-  // The number of the plug-in that answers, 0 for DIRECT.
-  unsigned mode() const;
+  bool module_answers() const;                     // not the server itself (DIRECT)
   std::vector<std::string> log();                  // since the last call
   bool dirty_slot() const { return dirty_slot_; }  // a reset left the module's slot set
 
@@ -71,5 +72,8 @@ class ClassicHost {
 
   bool hangs_ = false, dirty_slot_ = false;
 };
+
+using TestedHost = ClassicHost;
+using TestedRequest = ClassicRequest;
 
 }  // namespace kd::test
