@@ -1,5 +1,6 @@
 #include "xml/reply.hpp"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "base/flags.hpp"
@@ -12,10 +13,20 @@ Namespace namespace_of(const hnap_request& request) {
                                                                                         : Namespace::extender;
 }
 
+namespace {
+
+void join(char (&name)[64], std::string_view action, std::string_view ending) {
+  const std::size_t length = std::min(action.size(), sizeof name - 1);
+  copy_text(name, action);
+  copy_text(name + length, sizeof name - length, ending);
+}
+
+}  // namespace
+
 Reply::Reply(const char* action, Namespace response_namespace) : tree_{new_xml_tree()} {
   char response_name[64];
-  std::snprintf(response_name, sizeof response_name, "%sResponse", action);
-  std::snprintf(result_name_, sizeof result_name_, "%sResult", action);
+  join(response_name, action, "Response");
+  join(result_name_, action, "Result");
   if (tree_) {
     kd_hnap_generate_common_header(tree_.get(), response_name, response_namespace == Namespace::extender);
   }

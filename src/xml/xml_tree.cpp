@@ -44,6 +44,23 @@ void append_text(xml_element& element, std::string_view text) {
   element.tree->written_size += text.size();
 }
 
+// An element with its name, and room for a text behind it.
+xml_element* make_element(xml_tree& tree, std::string_view name, std::size_t text_room) {
+  if (name.size() >= UINT32_MAX) return nullptr;
+  void* memory = tree.arena.allocate(sizeof(xml_element) + name.size() + 1 + text_room);
+  if (!memory) return nullptr;
+  auto* element = new (memory) xml_element{};
+  element->name = put_text(reinterpret_cast<char*>(element + 1), name);
+  element->name_length = static_cast<std::uint32_t>(name.size());
+  element->tree = &tree;
+  tree.written_size += 2 * name.size() + kTagSize;
+  return element;
+}
+
+char* behind_name(xml_element& element) {
+  return reinterpret_cast<char*>(&element + 1) + element.name_length + 1;
+}
+
 void attach(xml_element& parent, xml_element& child) {
   if (!parent.first_child) ++parent.tree->written_size;
   child.parent = &parent;
@@ -148,24 +165,18 @@ attribute* new_attribute(xml_tree* tree, const char* name, const char* value) {
 }
 
 xml_element* new_xml_element(xml_tree* tree, const char* name) {
-  if (!tree || !name) return nullptr;
-  const std::string_view view{name};
-  if (view.size() >= UINT32_MAX) return nullptr;
-  void* memory = tree->arena.allocate(sizeof(xml_element) + view.size() + 1);
-  if (!memory) return nullptr;
-  auto* element = new (memory) xml_element{};
-  element->name = put_text(static_cast<char*>(memory) + sizeof(xml_element), view);
-  element->name_length = static_cast<std::uint32_t>(view.size());
-  element->tree = tree;
-  tree->written_size += 2 * view.size() + kTagSize;
-  return element;
+  return tree && name ? make_element(*tree, name, 0) : nullptr;
 }
 
 xml_element* new_xml_leaf(xml_tree* tree, const char* name, std::string_view text) {
-  xml_element* element = new_xml_element(tree, name);
+  if (!tree || !name || text.size() >= UINT32_MAX) return nullptr;
+  xml_element* element = make_element(*tree, name, text.size() + 1);
   if (!element) return nullptr;
-  append_text(*element, text);
-  return element->text ? element : nullptr;
+  element->text = put_text(behind_name(*element), text);
+  element->text_length = static_cast<std::uint32_t>(text.size());
+  element->text_capacity = element->text_length + 1;
+  tree->written_size += text.size();
+  return element;
 }
 
 bool add_xml_element_attr(xml_element* element, attribute* attr) {
