@@ -86,8 +86,8 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     if (!known) throw std::runtime_error{"unknown flaw: " + flaw};
     if (mk::is_of_upload(*known) && !options.soap)
       throw std::runtime_error{flaw + " is of an upload: add --soap"};
-    const auto [end, error] =
-        std::from_chars(board.data(), board.data() + board.size(), options.recipe.board, 16);
+    const char* digits = board.c_str() + (board.starts_with("0x") ? 2 : 0);
+    const auto [end, error] = std::from_chars(digits, board.c_str() + board.size(), options.recipe.board, 16);
     if (error != std::errc{} || *end != '\0') throw std::runtime_error{"not a board number: " + board};
     options.recipe.flaw = *known;
     const std::string image = mk::make_image(read_data(options), options.recipe);

@@ -7,12 +7,6 @@
 #include "xml/xml_encode.hpp"
 
 namespace kd {
-
-Namespace namespace_of(const hnap_request& request) {
-  return contains_ignoring_case(view_of(request.soap_action.get()), "purenetworks.com") ? Namespace::core
-                                                                                        : Namespace::extender;
-}
-
 namespace {
 
 void join(char (&name)[64], std::string_view action, std::string_view ending) {
@@ -22,6 +16,11 @@ void join(char (&name)[64], std::string_view action, std::string_view ending) {
 }
 
 }  // namespace
+
+Namespace namespace_of(const hnap_request& request) {
+  return contains_ignoring_case(view_of(request.soap_action.get()), "purenetworks.com") ? Namespace::core
+                                                                                        : Namespace::extender;
+}
 
 Reply::Reply(const char* action, Namespace response_namespace) : tree_{new_xml_tree()} {
   char response_name[64];

@@ -9,11 +9,14 @@ from conftest import boot
 from virtual_extender import BUILD, HNAP1, value, wait_until
 
 
+MAKER = BUILD / "bin" / "mkfirmware"
+
+
 def upload(device, tmp_path, *options):
     data = tmp_path / "data"
     data.write_bytes(bytes(range(256)) * 512)  # larger than what the server keeps in memory
     body = subprocess.run(
-        [BUILD / "bin" / "mkfirmware", "--name", "demo image", "--soap", *options, data],
+        [MAKER, "--name", 'demo\n"image', "--soap", *options, data],
         capture_output=True,
         check=True,
     ).stdout
@@ -26,9 +29,9 @@ def processes(device):
 
 def test_device_restarts_into_the_uploaded_image(own_device, tmp_path):
     assert wait_until(lambda: "kd_wps_led" in processes(own_device))
-    assert upload(own_device, tmp_path) == "REBOOT"
+    assert upload(own_device, tmp_path, "--board", "0x027215") == "REBOOT"
     assert wait_until(lambda: own_device.boots() == 2)
-    assert "demo image" in own_device.console().split("init: restarting")[-1]
+    assert r'name="demo\x0A\"image" board=0x00027215' in own_device.console().split("init: restarting")[-1]
 
 
 @pytest.mark.parametrize(
@@ -39,6 +42,12 @@ def test_bad_image_is_refused(device, tmp_path, flaw):
     assert not device.exists("/var/hnapUploadedFirmware")
     assert not device.exists("/var/upgrade_progress")
     assert device.boots() == 1
+
+
+@pytest.mark.parametrize("options", [["--flaw", "no-tags"], ["--flaw", "x"], ["--board", "zz"], ["--board", "123456789"], ["--size", "-1"]])
+def test_image_maker_refuses(options):
+    done = subprocess.run([MAKER, *options, "/dev/null"], capture_output=True)
+    assert done.returncode != 0 and done.stdout == b"" and done.stderr
 
 
 @pytest.mark.parametrize("scenario, progress", [("flash-fails", ""), ("flash-stalls", "42\n")])
