@@ -39,7 +39,7 @@ Argument latest_text_argument(const char* name, const char** target) {
   return {name, accept_latest_text, target};
 }
 
-argument_fault read_arguments(const xml_element* action, std::span<Argument> arguments) {
+ArgumentFault read_arguments(const xml_element* action, std::span<Argument> arguments) {
   const xml_element* child = action ? action->first_child : nullptr;
   while (!all_seen(arguments)) {
     if (!child) return {kGenericError, nullptr, true};

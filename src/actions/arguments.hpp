@@ -24,7 +24,7 @@ Argument text_argument(const char* name, const char** target);
 Argument latest_text_argument(const char* name, const char** target);
 
 // Why a walk failed: an element that is no argument, an argument missing, or one whose text was refused.
-struct argument_fault {
+struct ArgumentFault {
   const char* text = nullptr;  // of the error reply; null when all went well
   const char* unknown_name = nullptr;
   bool missing = false;
@@ -34,6 +34,6 @@ struct argument_fault {
 
 // Walks the children in document order until every argument was seen; what follows is not examined. An
 // unknown name, or too few children, is the generic error; a null action has no children.
-argument_fault read_arguments(const xml_element* action, std::span<Argument> arguments);
+ArgumentFault read_arguments(const xml_element* action, std::span<Argument> arguments);
 
 }  // namespace kd

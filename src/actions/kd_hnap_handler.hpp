@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "base/hnap_request.hpp"
+#include "xml/hnap_request.hpp"
 #include "xml/xml_tree.hpp"
 
 namespace kd {
@@ -15,70 +15,70 @@ namespace kd {
 // Answers one action.
 //   action   the request's action element, whose children are the arguments; null when there is none
 //   returns  the whole reply; an empty one leaves the request without
-using action_handler = reply_text (*)(hnap_request& request, const xml_element* action);
+using ActionHandler = ReplyText (*)(hnap_request& request, const xml_element* action);
 
 struct action_hndl_pair {
   std::string_view name;
-  action_handler handler;
+  ActionHandler handler;
 };
 
 // The dispatch table; the first matching row wins.
 std::span<const action_hndl_pair> action_hndl_pairs();
 
 // device_settings_2.cpp
-reply_text get_device_settings_2(hnap_request& request, const xml_element* action);
-reply_text set_device_settings_2(hnap_request& request, const xml_element* action);
+ReplyText get_device_settings_2(hnap_request& request, const xml_element* action);
+ReplyText set_device_settings_2(hnap_request& request, const xml_element* action);
 
 // power.cpp
-reply_text is_device_ready(hnap_request& request, const xml_element* action);
-reply_text reboot_dev(hnap_request& request, const xml_element* action);
-reply_text restore_factory_defaults(hnap_request& request, const xml_element* action);
+ReplyText is_device_ready(hnap_request& request, const xml_element* action);
+ReplyText reboot_dev(hnap_request& request, const xml_element* action);
+ReplyText restore_factory_defaults(hnap_request& request, const xml_element* action);
 
 // device_settings.cpp
-reply_text get_device_settings(hnap_request& request, const xml_element* action);
-reply_text set_device_settings(hnap_request& request, const xml_element* action);
+ReplyText get_device_settings(hnap_request& request, const xml_element* action);
+ReplyText set_device_settings(hnap_request& request, const xml_element* action);
 
 // wireless_networks.cpp
-reply_text get_wireless_networks(hnap_request& request, const xml_element* action);
+ReplyText get_wireless_networks(hnap_request& request, const xml_element* action);
 
 // wireless_client_settings.cpp
-reply_text set_wireless_client_settings(hnap_request& request, const xml_element* action);
-reply_text get_wireless_client_settings(hnap_request& request, const xml_element* action);
-reply_text get_last_set_wireless_client_settings_result(hnap_request& request, const xml_element* action);
+ReplyText set_wireless_client_settings(hnap_request& request, const xml_element* action);
+ReplyText get_wireless_client_settings(hnap_request& request, const xml_element* action);
+ReplyText get_last_set_wireless_client_settings_result(hnap_request& request, const xml_element* action);
 
 // client_capabilities.cpp
-reply_text get_wireless_client_capabilities(hnap_request& request, const xml_element* action);
+ReplyText get_wireless_client_capabilities(hnap_request& request, const xml_element* action);
 
 // connection_info.cpp
-reply_text get_wireless_client_connection_info(hnap_request& request, const xml_element* action);
-reply_text get_wireless_client_connection_info2(hnap_request& request, const xml_element* action);
+ReplyText get_wireless_client_connection_info(hnap_request& request, const xml_element* action);
+ReplyText get_wireless_client_connection_info2(hnap_request& request, const xml_element* action);
 
 // connected_devices.cpp
-reply_text get_connected_devices(hnap_request& request, const xml_element* action);
+ReplyText get_connected_devices(hnap_request& request, const xml_element* action);
 
 // download_speed_test.cpp
-reply_text download_speed_test(hnap_request& request, const xml_element* action);
+ReplyText download_speed_test(hnap_request& request, const xml_element* action);
 
 // firmware.cpp
-reply_text firmware_upload(hnap_request& request, const xml_element* action);
-reply_text get_firmware_settings(hnap_request& request, const xml_element* action);
+ReplyText firmware_upload(hnap_request& request, const xml_element* action);
+ReplyText get_firmware_settings(hnap_request& request, const xml_element* action);
 
 // What follows is served only when the module is built with KD_HNAP_UNREGISTERED_ACTIONS.
 
 // wps.cpp
-reply_text start_wps(hnap_request& request, const xml_element* action);
-reply_text stop_wps(hnap_request& request, const xml_element* action);
-reply_text get_wps_status(hnap_request& request, const xml_element* action);
+ReplyText start_wps(hnap_request& request, const xml_element* action);
+ReplyText stop_wps(hnap_request& request, const xml_element* action);
+ReplyText get_wps_status(hnap_request& request, const xml_element* action);
 
 // mac_filters.cpp
-reply_text get_mac_filters_2(hnap_request& request, const xml_element* action);
-reply_text set_mac_filters_2(hnap_request& request, const xml_element* action);
+ReplyText get_mac_filters_2(hnap_request& request, const xml_element* action);
+ReplyText set_mac_filters_2(hnap_request& request, const xml_element* action);
 
 // wireless_networks.cpp, wireless_client_settings.cpp
-reply_text get_wireless_networks2(hnap_request& request, const xml_element* action);
-reply_text set_wireless_client_settings2(hnap_request& request, const xml_element* action);
+ReplyText get_wireless_networks2(hnap_request& request, const xml_element* action);
+ReplyText set_wireless_client_settings2(hnap_request& request, const xml_element* action);
 
 // network_stats.cpp
-reply_text get_network_stats(hnap_request& request, const xml_element* action);
+ReplyText get_network_stats(hnap_request& request, const xml_element* action);
 
 }  // namespace kd

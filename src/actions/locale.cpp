@@ -8,26 +8,25 @@
 namespace kd {
 
 const char* locale_of_language(const char* language) {
-  for (const locale_row& row : kLocales) {
+  for (const LocaleRow& row : kLocales) {
     if (view_of(language) == row.language) return row.name;
   }
   return nullptr;
 }
 
 const char* language_of_locale(const char* locale) {
-  for (const locale_row& row : kLocales) {
+  for (const LocaleRow& row : kLocales) {
     if (view_of(locale) == row.name) return row.language;
   }
   return nullptr;
 }
 
-int kd_hnap_set_language(const hnap_request* request, const char* code) {
+int kd_hnap_set_language(const char* code) {
   if (!locale_of_language(code)) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "Unknow Language %s. set to default language EN !!!",
-                   code ? code : "");
+    KD_LOG_MODULE("Unknow Language %s. set to default language EN !!!", code ? code : "");
     code = kLocales[0].language;
   }
-  return kd_set_nvram_config(request, "Language", code);
+  return kd_set_nvram_config("Language", code);
 }
 
 int kd_hnap_init_language() {

@@ -1,48 +1,29 @@
 // IsDeviceReady, Reboot, RestoreFactoryDefaults.
-#include <csignal>
-
 #include "actions/kd_hnap_handler.hpp"
-#include "base/flags.hpp"
-#include "platform/os.hpp"
-#include "platform/process.hpp"
+#include "platform/markers.hpp"
+#include "platform/restart.hpp"
 #include "xml/reply.hpp"
 
 namespace kd {
-namespace {
-
-// Whether the device has finished starting; something else creates the marker.
-bool kd_hnap_is_device_ready() {
-  return os::File{os::fopen("/var/is_dev_ready", "r")} != nullptr;
-}
-
-// Asks the configuration daemon for the factory defaults, and gives it 5 seconds whether it runs or not.
-void kd_hnap_reset_device() {
-  const int daemon = kd_get_process_pid("nvram_daemon");
-  if (daemon > 0) os::kill(daemon, SIGUSR2);
-  os::sleep(5);
-}
-
-}  // namespace
-
-reply_text is_device_ready(hnap_request&, const xml_element*) {
-  Reply reply{"IsDeviceReady", Namespace::core};
-  reply.result(kd_hnap_is_device_ready() ? "OK" : "ERROR");
+ReplyText is_device_ready(hnap_request& request, const xml_element*) {
+  Reply reply{request, "IsDeviceReady", Namespace::core};
+  reply.result(is_device_started() ? "OK" : "ERROR");
   return reply.finish();
 }
 
-reply_text reboot_dev(hnap_request&, const xml_element*) {
-  Reply reply{"Reboot", Namespace::core};
+ReplyText reboot_dev(hnap_request& request, const xml_element*) {
+  Reply reply{request, "Reboot", Namespace::core};
   reply.result("REBOOT");
-  reply_text text = reply.finish();
-  if (!flags.hnap_error_flag) flags.hnap_reboot_flag = true;
+  ReplyText text = reply.finish();
+  if (!request.hnap_error_flag) request.module.hnap_reboot_flag = true;
   return text;
 }
 
-reply_text restore_factory_defaults(hnap_request&, const xml_element*) {
-  Reply reply{"RestoreFactoryDefaults", Namespace::core};
+ReplyText restore_factory_defaults(hnap_request& request, const xml_element*) {
+  Reply reply{request, "RestoreFactoryDefaults", Namespace::core};
   reply.result("REBOOT");
-  reply_text text = reply.finish();
-  if (!flags.hnap_error_flag) kd_hnap_reset_device();
+  ReplyText text = reply.finish();
+  if (!request.hnap_error_flag) kd_hnap_reset_device();
   return text;
 }
 

@@ -75,13 +75,13 @@ std::size_t b64_decode(std::string_view input, unsigned char* output, std::size_
   return written;
 }
 
-decoded_text b64_decode_strict(std::string_view input) {
+DecodedText b64_decode_strict(std::string_view input) {
   input = head(input, input.find('='));
   for (const char c : input) {
     if (value_of(c) == kOutside) return {};
   }
   const std::size_t capacity = input.size() / 4 * 3 + 3;
-  decoded_text decoded;
+  DecodedText decoded;
   decoded.text.reset(static_cast<char*>(std::malloc(capacity + 1)));
   if (!decoded.text) return {};
   decoded.size = b64_decode(input, reinterpret_cast<unsigned char*>(decoded.text.get()), capacity);

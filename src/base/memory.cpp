@@ -15,15 +15,15 @@
 
 namespace kd {
 
-heap_text copy_of(std::string_view text) {
-  heap_text copy{static_cast<char*>(std::malloc(text.size() + 1))};
+HeapText copy_of(std::string_view text) {
+  HeapText copy{static_cast<char*>(std::malloc(text.size() + 1))};
   if (!copy) return copy;
   if (!text.empty()) std::memcpy(copy.get(), text.data(), text.size());
   copy.get()[text.size()] = '\0';
   return copy;
 }
 
-void leak_deliberately([[maybe_unused]] void* block) {
+void outlives_request([[maybe_unused]] void* block) {
 #ifdef KD_LEAK_CHECKED
   __lsan_ignore_object(block);
 #endif

@@ -135,11 +135,14 @@ void Text::append(std::string_view text) {
   if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
 }
 
-void Text::fill(char byte, std::size_t count) {
-  if (char* room = extend(count)) std::memset(room, byte, count);
+void Text::insert(std::size_t at, char byte, std::size_t count) {
+  if (at > size_ || !extend(count)) return;
+  char* gap = text_.get() + at;
+  std::memmove(gap + count, gap, size_ - count - at);
+  std::memset(gap, byte, count);
 }
 
-heap_text Text::release() {
+HeapText Text::release() {
   size_ = capacity_ = 0;
   return std::move(text_);
 }

@@ -69,17 +69,17 @@ class Text {
   // Drops what lies behind `size` bytes; nothing when there is less.
   void shrink(std::size_t size);
   void append(std::string_view text);
-  // Appends `count` copies of one byte.
-  void fill(char byte, std::size_t count);
+  // Puts `count` copies of one byte before the one at `at`.
+  void insert(std::size_t at, char byte, std::size_t count);
 
   [[nodiscard]] bool failed() const { return failed_; }
   std::size_t size() const { return size_; }
   std::string_view view() const { return {text_.get(), size_}; }
   // The text itself, null when it failed or nothing was appended; this object is then empty.
-  heap_text release();
+  HeapText release();
 
  private:
-  heap_text text_;
+  HeapText text_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;  // terminator included
   bool failed_ = false;

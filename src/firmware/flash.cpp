@@ -14,37 +14,37 @@ constexpr int kMostStalls = 15;  // passes in a row without a progress file
 constexpr unsigned kPassSeconds = 2;
 
 // A value that stands still is no stall: the writer is there, and erasing takes its time.
-int follow_writer(const hnap_request& request) {
+int follow_writer() {
   int progress = kNoProgress;
   for (int stalls = 0; stalls < kMostStalls;) {
     progress = kd_get_firmware_upgrade_progress();
     if (progress == kNoProgress) {
       ++stalls;
     } else {
-      kd_hnap_printf(&request, kModuleSource, __LINE__, "%d%%", progress);
+      KD_LOG_MODULE("%d%%", progress);
       stalls = 0;
     }
     os::sleep(kPassSeconds);
     if (progress >= kDone) {
-      kd_hnap_printf(&request, kModuleSource, __LINE__, "DONE");
+      KD_LOG_MODULE("DONE");
       return progress;
     }
   }
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "UPRGADE FAILE");
+  KD_LOG_MODULE("UPRGADE FAILE");
   return progress;
 }
 
 }  // namespace
 
-int kd_hnap_program_firmware(const hnap_request& request) {
+int kd_hnap_program_firmware(std::size_t length) {
   char command[256];
   std::snprintf(command, sizeof command, "/bin/mtd_write -o 0 -l %d write %s Kernel&",
-                static_cast<int>(request.content_len), kUploadedImagePath);
+                static_cast<int>(length), kUploadedImagePath);
   os::system("gpio l 6 5 5 132 0 1&");
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "Burning firmware with command \"%s\" ....", command);
+  KD_LOG_MODULE("Burning firmware with command \"%s\" ....", command);
   os::system(command);
   os::sleep(kPassSeconds);
-  return follow_writer(request);
+  return follow_writer();
 }
 
 int kd_get_firmware_upgrade_progress() {

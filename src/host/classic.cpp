@@ -10,7 +10,6 @@
 #include <cstring>
 
 #include "base/debug_log.hpp"
-#include "host/host.hpp"
 #include "module/mod_kd_hnap.hpp"
 #include "platform/os.hpp"
 #include "platform/shell.hpp"
@@ -26,16 +25,18 @@ extern "C" {
 
 static_assert(sizeof(off_t) == 8);
 
-namespace kd::host {
+namespace kd::port {
 
 struct plugin_data {
   PLUGIN_DATA;
   buffer* first;  // the record's customary buffers; nothing uses them
   buffer* second;
+  ModuleState state;
 };
 
 namespace {
 
+constexpr const char* kSource = "mod_kd_hnap.c";
 constexpr std::size_t kMostContent = INT32_MAX;
 
 // The length counts the terminator; 0 is an unset buffer.
@@ -49,7 +50,6 @@ std::string_view view_of_buffer(const buffer* text) {
 struct Request {
   server* srv;
   connection* con;
-  plugin_data* plugin;
 };
 
 Method method(const Request& request) {
@@ -83,7 +83,7 @@ namespace {
 
 // The body as far as it was read.
 struct Body {
-  heap_bytes bytes;
+  HeapBytes bytes;
   std::size_t length = 0;
 
   // Adds `more` zeroed bytes; null when memory is short or the total would pass 2^31 - 1.
@@ -119,10 +119,12 @@ bool take_memory(const chunk& piece, std::size_t missing, Body& body, std::size_
 // request then fails in the parser.
 bool take_file(Request& request, chunk& piece, Body& body, std::size_t& taken) {
   const char* name = view_of_buffer(piece.file.name).data();
-  kd_hnap_printf(nullptr, kModuleSource, __LINE__, "processing %s ...", name ? name : "");
+  KD_LOG_MODULE("processing %s ...", name ? name : "");
   if (piece.file.fd < 0) {
     piece.file.fd = os::open(name ? name : "");
-    if (piece.file.fd < 0) log_error(request, __LINE__, "open failed: ", std::strerror(errno));
+    if (piece.file.fd < 0) {
+      log_error_write(request.srv, kSource, __LINE__, "ss", "open failed: ", std::strerror(errno));
+    }
   }
   taken = at_least_zero(piece.file.length - piece.offset);
   unsigned char* room = body.extend(taken);
@@ -145,7 +147,7 @@ bool take_file(Request& request, chunk& piece, Body& body, std::size_t& taken) {
 
 }  // namespace
 
-void read_body(Request& request, heap_bytes& content, std::uint32_t& length) {
+void read_body(Request& request, HeapBytes& content, std::uint32_t& length) {
   content.reset();
   length = 0;
   chunkqueue* queue = request.con->request_content_queue;
@@ -178,7 +180,7 @@ void append_body(Request& request, std::string_view bytes) {
   if (target) buffer_copy_string_len(target, bytes.data(), bytes.size());
 }
 
-void give_body(Request& request, heap_text text, std::size_t length) {
+void give_body(Request& request, HeapText text, std::size_t length) {
   buffer* target = chunkqueue_get_append_buffer(request.con->write_queue);
   if (!target) return;
   std::free(target->ptr);
@@ -196,37 +198,25 @@ void refuse(Request& request, int status) {
   request.con->http_status = status;
 }
 
+void log_error(Request& request, unsigned line, const char* text) {
+  log_error_write(request.srv, kSource, line, "s", text);
+}
+
 namespace {
 
 // The connection's slot holds the deferred action itself and a mark that a request of the module's awaits its
 // end: nothing is allocated. It lives for one request, and such a request is its connection's last.
-constexpr std::intptr_t kOpen = 0x100;
+constexpr std::uintptr_t kOpen = 0x100;
 
 void*& slot_of(const connection* con, const plugin_data& plugin) {
   return con->plugin_ctx[plugin.id];
 }
 
-int action_in(const void* slot) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(slot) & 0xFF);
+server* log_server;  // of the debug log
+
+void write_debug_log(const char* source, int line, const char* text) {
+  log_error_write(log_server, source, static_cast<unsigned>(line), "s", text);
 }
-
-}  // namespace
-
-int action(const Request& request) {
-  return action_in(slot_of(request.con, *request.plugin));
-}
-
-void set_action(Request& request, int action) {
-  slot_of(request.con, *request.plugin) =
-      reinterpret_cast<void*>(  // NOLINT(performance-no-int-to-ptr): it is no pointer to begin with
-          (action & 0xFF) | kOpen);
-}
-
-void log_error(Request& request, unsigned line, const char* text, const char* detail) {
-  log_error_write(request.srv, "mod_kd_hnap.c", line, "ss", text, detail);
-}
-
-namespace {
 
 extern "C" {
 
@@ -235,11 +225,15 @@ static void* mod_kd_hnap_init() {
   if (!data) return nullptr;
   data->first = buffer_init();
   data->second = buffer_init();
-  kd::start();
+  data->state = kd::start();
   return data;
 }
 
-static handler_t mod_kd_hnap_set_defaults(server*, void*) {
+static handler_t mod_kd_hnap_set_defaults(server* srv, void*) {
+  if (kDebugLog) {
+    log_server = srv;
+    set_debug_log_sink(write_debug_log);
+  }
   return HANDLER_GO_ON;
 }
 
@@ -253,25 +247,27 @@ static handler_t mod_kd_hnap_cleanup(server*, void* data) {
 }
 
 static handler_t mod_kd_hnap_uri_raw(server* srv, connection* con, void* data) {
-  Request request{srv, con, static_cast<plugin_data*>(data)};
+  auto& plugin = *static_cast<plugin_data*>(data);
+  Request request{srv, con};
   if (!wants(request)) return HANDLER_GO_ON;
-  set_action(request, kNoDeferredAction);
-  handle(request);
+  const auto deferred = static_cast<std::uintptr_t>(handle(request, plugin.state, true));
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): it is no pointer to begin with
+  slot_of(con, plugin) = reinterpret_cast<void*>(deferred | kOpen);
   // The server runs the close hook only for a connection that does not wait for another request, or that has
   // left DIRECT mode when the client vanishes.
   con->keep_alive = 0;
   const bool unanswered = con->http_status == 0;
   if (unanswered) con->file_finished = 1;
   // Out of DIRECT mode the server adds no page of its own to the queued body. A refusal wants that page.
-  if (unanswered || con->file_finished) con->mode = static_cast<connection_type>(request.plugin->id);
+  if (unanswered || con->file_finished) con->mode = static_cast<connection_type>(plugin.id);
   return HANDLER_FINISHED;
 }
 
 static handler_t mod_kd_hnap_connection_close(server* srv, connection* con, void* data) {
-  Request request{srv, con, static_cast<plugin_data*>(data)};
-  const int deferred = action(request);
-  slot_of(con, *request.plugin) = nullptr;
-  hnap_connection_close_callback(deferred, classify_uri(uri(request)));
+  void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
+  const auto deferred = static_cast<DeferredAction>(reinterpret_cast<std::uintptr_t>(slot) & 0xFF);
+  slot = nullptr;
+  hnap_connection_close_callback(deferred, classify_uri(uri({srv, con})));
   return HANDLER_GO_ON;
 }
 
@@ -300,4 +296,4 @@ extern "C" __attribute__((visibility("default"))) int mod_kd_hnap_plugin_init(pl
   return 0;
 }
 
-}  // namespace kd::host
+}  // namespace kd::port

@@ -26,8 +26,8 @@ constexpr std::size_t kLineSize = 4096;
 // The one table of the process.
 char multiLangInit = '0';      // '1' while at least one entry is loaded
 std::int32_t langCounter = 0;  // lines of the file: the table's capacity
-heap_ptr<lang_entry> currentLang;
-heap_text csb;  // the translations back to back, each terminated
+HeapPtr<lang_entry> currentLang;
+HeapText csb;  // the translations back to back, each terminated
 std::size_t csb_size = 0;
 char language_cr[32] = "";
 

@@ -19,45 +19,42 @@ const char* command_for(std::string_view ifname) {
   return nullptr;
 }
 
-void name_port(const hnap_request* request, bool is_wireless, if_statistics& record) {
+void name_port(bool is_wireless, IfStatistics& record) {
   if (!is_wireless) {
     copy_text(record.port_name, "LAN");
     return;
   }
-  const int mode = nvram_number(request, "WirelessMode");
+  const int mode = nvram_number("WirelessMode");
   if (const char* name = wireless_port_name(mode)) {
     copy_text(record.port_name, name);
     return;
   }
-  kd_hnap_printf(request, kModuleSource, __LINE__, "%s%d%s", "unknow wireless mode setting - ", mode,
-                 "set it as N first !!!");
+  KD_LOG_MODULE("%s%d%s", "unknow wireless mode setting - ", mode, "set it as N first !!!");
 }
 
 }  // namespace
 
-int kd_hnap_get_if_statistics(const hnap_request* request, const char* ifname, bool is_wireless,
-                              if_statistics& record) {
+int kd_hnap_get_if_statistics(const char* ifname, bool is_wireless, IfStatistics& record) {
   const char* command = command_for(view_of(ifname));
   if (!command) return -1;
   const os::Pipe pipe{os::popen(command)};
   if (!pipe) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "ERROR:%s\n", std::strerror(errno));
+    KD_LOG_MODULE("ERROR:%s\n", std::strerror(errno));
     return -1;
   }
   char line[512];
   if (!read_piece(pipe.get(), line).empty()) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "%s", line);
+    KD_LOG_MODULE("%s", line);
     scan_if_line(line, record);
   }
-  name_port(request, is_wireless, record);
+  name_port(is_wireless, record);
   const std::uint32_t* c = record.counters;
-  kd_hnap_printf(request, kModuleSource, __LINE__, "%s %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u",
-                 record.port_name, c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11],
-                 c[12], c[13], c[14], c[15]);
+  KD_LOG_MODULE("%s %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u", record.port_name, c[0], c[1], c[2],
+                c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], c[12], c[13], c[14], c[15]);
   return 0;
 }
 
-void scan_if_line(const char* line, if_statistics& record) {
+void scan_if_line(const char* line, IfStatistics& record) {
   // The kernel's counters may be wider than the record's.
   unsigned long long received_bytes = 0, received_packets = 0, sent_bytes = 0, sent_packets = 0;
   std::sscanf(line, "%*[^:]:%llu%llu%*s%*s%*s%*s%*s%*s%llu%llu", &received_bytes, &received_packets,

@@ -46,6 +46,15 @@ bool read_first_line_of_command(const char* command, char* line, std::size_t cap
   return true;
 }
 
+bool write_and_close(os::File file, std::initializer_list<std::string_view> parts) {
+  bool written = true;
+  for (const std::string_view part : parts) {
+    written &= os::fwrite(part.data(), part.size(), file.get()) == part.size();
+  }
+  // A full disk may show only when the last bytes are written out.
+  return os::fclose(file.release()) == 0 && written;
+}
+
 void read_file(const char* path, Text& text) {
   struct ::stat status;
   if (os::stat(path, &status) != 0 || status.st_size <= 0) return;

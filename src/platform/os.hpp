@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <initializer_list>
 #include <memory>
 
 namespace kd::os {
@@ -38,14 +39,18 @@ void usleep(unsigned microseconds);
 void print(const char* text);        // standard output
 void print_error(const char* text);  // standard error
 
-struct file_closer {
+struct FileCloser {
   void operator()(std::FILE* file) const { os::fclose(file); }
 };
-struct pipe_closer {
+struct PipeCloser {
   void operator()(std::FILE* pipe) const { os::pclose(pipe); }
 };
-using File = std::unique_ptr<std::FILE, file_closer>;
-using Pipe = std::unique_ptr<std::FILE, pipe_closer>;
+using File = std::unique_ptr<std::FILE, FileCloser>;
+using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
+
+inline void run_all(std::initializer_list<const char*> commands) {
+  for (const char* command : commands) os::system(command);
+}
 
 inline bool exists(const char* path) {
   struct ::stat status;

@@ -41,12 +41,12 @@ struct station {
 
 // Looks the access point up in the station table and names the link's mode. A station that is not found
 // leaves the mode empty and reads as 0 Mbps at 40 MHz.
-station find_access_point(const iwconfig_link& link, repeater_conninfo& out) {
+station find_access_point(const IwconfigLink& link, repeater_conninfo& out) {
   doSystem("iwpriv apcli0 show stainfo");
   const os::Pipe table{os::popen(kTakeStationTable)};
   char line[256];
   while (table && !read_line(table.get(), line).empty()) {
-    const station_line found = split_station_line(line);
+    const StationLine found = split_station_line(line);
     const auto length = [](std::string_view word) { return static_cast<int>(word.size()); };
     console_printf("MAC: %.*s, PHY Mode: %.*s, Bandwidth: %.*s, Data Rate: %.*s\n", length(found.mac),
                    found.mac.data(), length(found.phy_mode), found.phy_mode.data(), length(found.bandwidth),
@@ -68,8 +68,8 @@ std::int32_t read_signal() {
 
 }  // namespace
 
-iwconfig_link parse_iwconfig(std::string_view text) {
-  iwconfig_link link;
+IwconfigLink parse_iwconfig(std::string_view text) {
+  IwconfigLink link;
   if (const std::size_t at = text.find("ESSID:"); at != std::string_view::npos) {
     text = tail(text, at);
     const std::string_view quoted = tail(text, 7);  // the marker and the quote
@@ -91,13 +91,13 @@ std::int32_t signal_percent(std::int32_t rssi) {
   return 0;
 }
 
-void kd_hnap_get_repeater_conninfo(const hnap_request* request, repeater_conninfo& out) {
+void kd_hnap_get_repeater_conninfo(repeater_conninfo& out) {
   out.link_state = getAPClientStatus();
-  out.wmm_enabled = nvram_number(request, "WmmCapable") != 0;
+  out.wmm_enabled = nvram_number("WmmCapable") != 0;
   if (out.link_state == 0) return;
   Text text;
   read_iwconfig(out.link_state == 1, text);
-  const iwconfig_link link = parse_iwconfig(text.view());
+  const IwconfigLink link = parse_iwconfig(text.view());
   copy_text(out.ssid, link.ssid);
   out.channel = link.channel;
   out.band = link.channel < kFirst5GhzChannel ? 2 : 5;

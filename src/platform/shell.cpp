@@ -220,7 +220,7 @@ int doSystem(const char* format, ...) {
   va_start(arguments, format);
   const int length = fmtValloc(&formatted, kCommandLimit, format, arguments);
   va_end(arguments);
-  const heap_text command{formatted};
+  const HeapText command{formatted};
   if (length >= kCommandLimit) console_printf("doSystem: lost data, buffer overflow\n");
   if (!command) return 0;
   console_printf("%s\n", command.get());

@@ -43,15 +43,14 @@ void signal_process(int process, int signal) {
 }
 
 // 1 access point, 2 bridge, 3 extender.
-int operation_mode(const hnap_request* request) {
-  const int mode = nvram_number(request, "OperationMode");
-  const int eth_convert = nvram_number(request, "ethConvert");
-  const int ap_client = nvram_number(request, "apClient");
+int operation_mode() {
+  const int mode = nvram_number("OperationMode");
+  const int eth_convert = nvram_number("ethConvert");
+  const int ap_client = nvram_number("apClient");
   if (!mode && !eth_convert && !ap_client) return kAccessPointMode;
   if (!mode && !eth_convert && ap_client) return 3;
   if (!mode && eth_convert && !ap_client) return 2;
-  kd_hnap_printf(
-      request, kModuleSource, __LINE__,
+  KD_LOG_MODULE(
       "Unsupported operation mode: OperationMode = %d, ethConvert = %d, apClient = %d. Reply default "
       "value Access Point mode!!!",
       mode, eth_convert, ap_client);
@@ -86,31 +85,30 @@ bool read_lan_address(char (&address)[16]) {
 
 }  // namespace
 
-int kd_hnap_start_wps(const hnap_request* request, const char* method, const char* pin) {
+int kd_hnap_start_wps(const char* method, const char* pin) {
   constexpr int kMostPolls = 5;
   const int wpsctl = read_number(kWpsctlPidFile);
-  const int mode = operation_mode(request);
-  kd_hnap_printf(request, kModuleSource, __LINE__, "Start WPS progress by %s", method);
+  const int mode = operation_mode();
+  KD_LOG_MODULE("Start WPS progress by %s", method);
   if (mode == kAccessPointMode) {
     if (view_of(method) == "PIN") write_pin(pin);
     signal_process(wpsctl, SIGUSR2);
   } else {
-    kd_hnap_printf(request, kModuleSource, __LINE__,
-                   "Start WPS progress by %s don't be supported uder this operation mode ", method);
+    KD_LOG_MODULE("Start WPS progress by %s don't be supported uder this operation mode ", method);
   }
   for (int poll = 1; poll <= kMostPolls; ++poll) {
-    wps_status status{};
-    kd_hnap_get_wps_status(request, status);
+    WpsStatus status{};
+    kd_hnap_get_wps_status(status);
     if (view_of(status) != kIdle) break;
     if (poll < kMostPolls) os::sleep(1);
   }
   return 0;
 }
 
-int kd_hnap_stop_wps(const hnap_request* request) {
+int kd_hnap_stop_wps() {
   const int wpsctl = read_number(kWpsctlPidFile);
   read_number(kLedPidFile);  // the device looks for the LED process too, and leaves it alone
-  kd_hnap_printf(request, kModuleSource, __LINE__, "Stop WPS progress");
+  KD_LOG_MODULE("Stop WPS progress");
   signal_process(wpsctl, SIGTERM);
   os::system("wpsctl &");
   os::sleep(1);
@@ -120,21 +118,21 @@ int kd_hnap_stop_wps(const hnap_request* request) {
   return 0;
 }
 
-int kd_hnap_get_wps_status(const hnap_request* request, wps_status& status) {
+int kd_hnap_get_wps_status(WpsStatus& status) {
   const int code = read_number("/var/wps_status");
   const int last_code = read_number("/var/wps_last_status");
-  kd_hnap_printf(request, kModuleSource, __LINE__, "WPS Status: %d", code);
+  KD_LOG_MODULE("WPS Status: %d", code);
   const char* text = nullptr;
   if (os::exists(kProgressFile)) {
     const int progress = read_number(kProgressFile);
     const bool is_pin_session = os::exists(kPinFile);
     text = wps_status_text(code, last_code, progress, is_pin_session);
   } else {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "Can not found /var/wps_progress, so reply with IDLE\n");
+    KD_LOG_MODULE("Can not found /var/wps_progress, so reply with IDLE\n");
     text = kIdle;
   }
   if (text) copy_text(status, text);
-  kd_hnap_printf(request, kModuleSource, __LINE__, "WSC status: %d - %s\n", code, "");
+  KD_LOG_MODULE("WSC status: %d - %s\n", code, "");
   return 0;
 }
 
@@ -156,7 +154,7 @@ const char* wps_status_text(int status, int last_status, int progress, bool is_p
 void kd_restart_wps() {
   os::system("kill -9 `cat /var/run/wscd.pid.ra0`");
   os::system("iwpriv ra0 set WscConfMode=0 1>/dev/null 2>&1");
-  const heap_text mode = nvram_text("OperationMode");
+  const HeapText mode = nvram_text("OperationMode");
   if (view_of(mode.get()) != "0" && view_of(mode.get()) != "1") return;
   // Compared as texts: any text from "1" on switches it on, also one that is no number.
   if (view_of(nvram_text("WscModeOption").get()) <= "0") {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "base/flags.hpp"
 #include "xml/xml_encode.hpp"
 
 namespace kd {
@@ -22,15 +21,17 @@ Namespace namespace_of(const hnap_request& request) {
                                                                                         : Namespace::extender;
 }
 
-Reply::Reply(const char* action, Namespace response_namespace) : tree_{new_xml_tree()} {
+Reply::Reply(hnap_request& request, const char* action, Namespace response_namespace)
+    : request_{request}, tree_{new_xml_tree()} {
   char response_name[64];
   join(response_name, action, "Response");
   join(result_name_, action, "Result");
   if (tree_) {
-    kd_hnap_generate_common_header(tree_.get(), response_name, response_namespace == Namespace::extender);
+    kd_hnap_generate_common_header(request_, tree_.get(), response_name,
+                                   response_namespace == Namespace::extender);
   }
   // The flag is also set when the request's own tree is incomplete for lack of memory.
-  if (!tree_ || flags.hnap_error_flag) fail();
+  if (!tree_ || request_.hnap_error_flag) fail();
 }
 
 void Reply::result(const char* text) {
@@ -43,13 +44,6 @@ const char* Reply::leaf(const char* name, const char* text) {
   if (element) return element->text;
   fail();
   return "";
-}
-
-void Reply::filled_leaf(const char* name, char byte, std::uint32_t count) {
-  if (failed_) return;
-  xml_element* element = new_xml_element(tree_.get(), name);
-  fill_xml_element_text(element, byte, count);
-  if (!push_pop_xml_tree(tree_.get(), element)) fail();
 }
 
 const char* Reply::encoded_leaf(const char* name, const char* text) {
@@ -72,26 +66,28 @@ void Reply::close() {
   if (!failed_) pop_xml_tree(tree_.get());
 }
 
-bool Reply::fits(std::size_t limit) {
+bool Reply::fits(std::size_t limit, std::size_t filler) {
   if (failed_) return false;
-  const std::size_t size = reply_size(*tree_);
+  const std::size_t size = reply_size(*tree_) + filler;
   return size <= limit && room_.reserve(size - 1);
 }
 
-reply_text Reply::finish() {
-  if (failed_) return report_memory_error();
-  return write_reply(std::move(tree_), room_);
+ReplyText Reply::finish(std::size_t filler) {
+  if (failed_) return report_memory_error(request_);
+  write_reply(*tree_, room_);
+  if (filler) room_.insert(room_.view().rfind("></") + 1, 'y', filler);
+  return finished(request_, room_);
 }
 
-reply_text Reply::error(const char* text) {
-  if (failed_) return report_memory_error();
+ReplyText Reply::error(const char* text) {
+  if (failed_) return report_memory_error(request_);
   xml_element* result = new_xml_element(tree_.get(), result_name_);
-  return kd_hnap_report_HNAP_error_owntext(std::move(tree_), result, text);
+  return kd_hnap_report_HNAP_error_owntext(request_, tree_.get(), result, text);
 }
 
 void Reply::fail() {
   failed_ = true;
-  flags.hnap_error_flag = true;
+  request_.hnap_error_flag = true;
   tree_.reset();
 }
 

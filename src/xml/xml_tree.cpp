@@ -100,11 +100,6 @@ class Cursor {
   void put(char c) {
     if (at_ < end_) *at_++ = c;
   }
-  void fill(char byte, std::size_t count) {
-    count = std::min(count, room());
-    std::memset(at_, byte, count);
-    at_ += count;
-  }
 
  private:
   std::size_t room() const { return static_cast<std::size_t>(end_ - at_); }
@@ -126,7 +121,6 @@ void write_start(const xml_element& element, Cursor& out) {
   }
   out.put('>');
   out.put(std::string_view{element.text, element.text_length});
-  if (element.fill_count) out.fill(element.fill_byte, element.fill_count);
   if (element.first_child) out.put('\n');
 }
 
@@ -194,13 +188,6 @@ void setn_xml_element_text(xml_element* element, const char* text, std::size_t l
 
 void set_xml_element_text(xml_element* element, const char* text) {
   if (element && text) append_text(*element, text);
-}
-
-void fill_xml_element_text(xml_element* element, char byte, std::uint32_t count) {
-  if (!element) return;
-  element->fill_byte = byte;
-  element->fill_count = count;
-  element->tree->written_size += count;
 }
 
 xml_tree* new_xml_tree() {

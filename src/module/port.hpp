@@ -1,6 +1,5 @@
-// The narrow door to the web server. A binding (classic.cpp or modern.cpp, chosen by the version of the
-// server's headers) defines `Request` and these operations, and calls the entry points of
-// module/mod_kd_hnap.hpp.
+// What the module asks of a web server. A binding in host/, chosen by the version of the server's headers,
+// defines `Request` and these operations, and calls the entry points of mod_kd_hnap.hpp.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +8,12 @@
 
 #include "base/memory.hpp"
 
-namespace kd::host {
+namespace kd::port {
 
 // One request of the server; defined by the binding.
 struct Request;
 
-enum class Method { get, post, other };
+enum class Method { other, get, post };
 
 Method method(const Request& request);
 
@@ -26,9 +25,9 @@ std::optional<std::string_view> header(const Request& request, std::string_view 
 
 std::uint64_t content_length(const Request& request);
 
-// Reads the whole body into a new block; `length` gets what was read, also when memory or the total of
-// 2^31 - 1 bytes ends the reading early. An empty body leaves null and 0.
-void read_body(Request& request, heap_bytes& content, std::uint32_t& length);
+// Reads the whole body into a new block and lets the server forget it; `length` gets what was read, also when
+// memory or the total of 2^31 - 1 bytes ends the reading early. An empty body leaves null and 0.
+void read_body(Request& request, HeapBytes& content, std::uint32_t& length);
 
 void add_header(Request& request, std::string_view name, std::string_view value);
 
@@ -36,7 +35,7 @@ void add_header(Request& request, std::string_view name, std::string_view value)
 void append_body(Request& request, std::string_view bytes);
 
 // Queues a heap text of `length` bytes and a terminator: the server takes the block over, nothing is copied.
-void give_body(Request& request, heap_text text, std::size_t length);
+void give_body(Request& request, HeapText text, std::size_t length);
 
 // The reply is complete as queued; the server adds nothing to its body.
 void finish(Request& request, int status);
@@ -44,11 +43,7 @@ void finish(Request& request, int status);
 // Answers with the server's own page for that status.
 void refuse(Request& request, int status);
 
-// The deferred action of the connection that carries the request.
-int action(const Request& request);
-void set_action(Request& request, int action);
-
 // One line in the server's error log, under the module's source name.
-void log_error(Request& request, unsigned line, const char* text, const char* detail = "");
+void log_error(Request& request, unsigned line, const char* text);
 
-}  // namespace kd::host
+}  // namespace kd::port
