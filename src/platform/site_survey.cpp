@@ -70,11 +70,6 @@ void log_retry(const hnap_request* request, int retry, scan_fault fault) {
   }
 }
 
-off_t scan_list_size() {
-  struct ::stat status;
-  return os::stat(kScanListFile, &status) == 0 ? status.st_size : 0;
-}
-
 }  // namespace
 
 std::string_view scan_column::of(std::string_view line) const {
@@ -86,15 +81,14 @@ os::File open_fresh_scan_list(const hnap_request* request,
                                                    scan_fault fault)) {
   for (int retry = 1;; ++retry) {
     os::system("iwpriv ra0 get_site_survey > /tmp/scanList.txt");
-    scan_fault fault = scan_fault::too_short;
-    if (scan_list_size() >= kLeastScanListSize) {
-      if (os::File list{os::fopen(kScanListFile, "r")}) {
-        skip_line(list.get());
-        skip_line(list.get());
-        return list;
-      }
-      fault = scan_fault::unreadable;
+    os::File list{os::fopen(kScanListFile, "r")};
+    if (list && os::size(list.get()) >= kLeastScanListSize) {
+      skip_line(list.get());
+      skip_line(list.get());
+      return list;
     }
+    const scan_fault fault =
+        !list && os::exists(kScanListFile) ? scan_fault::unreadable : scan_fault::too_short;
     if (retry > kMostRetries) return nullptr;
     report_retry(request, retry, fault);
   }
