@@ -1,8 +1,6 @@
 // Binding to lighttpd 1.4.61 and later.
 #include "host/modern_headers.hpp"
 
-#include <type_traits>
-
 #include "host/host.hpp"
 #include "module/mod_kd_hnap.hpp"
 
@@ -159,14 +157,12 @@ void log_error(Request& request, unsigned line, const char* text, const char* de
 
 namespace {
 
-// The field that names a request's handler changed its type in 1.4.83.
-void set_handler(const plugin*& handler, plugin_data& self) {
-  handler = self.self;
-}
-template <class Data>
-requires std::is_same_v<std::remove_const_t<Data>, plugin_data_base>
-void set_handler(Data*& handler, plugin_data& self) {
-  handler = reinterpret_cast<Data*>(&self);
+void set_handler(request_st* r, plugin_data& self) {
+#if LIGHTTPD_VERSION_ID >= 0x10453
+  r->handler_module = reinterpret_cast<plugin_data_base*>(&self);
+#else
+  r->handler_module = self.self;
+#endif
 }
 
 void note_uri(request_st* r, const plugin_data& plugin, const Request& request, bool taken) {
@@ -222,7 +218,7 @@ static handler_t mod_kd_hnap_uri_raw(request_st* r, void* data) {
   const bool ours = wants(request);
   note_uri(r, plugin, request, ours);
   if (!ours) return HANDLER_GO_ON;
-  set_handler(r->handler_module, plugin);
+  set_handler(r, plugin);
   // Else the server would run the module again, as a GET, to decorate a status of 400 and above.
   r->conf.error_intercept = 0;
   return mod_kd_hnap_subrequest(r, data);
