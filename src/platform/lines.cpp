@@ -56,11 +56,11 @@ bool write_and_close(os::File file, std::initializer_list<std::string_view> part
 }
 
 void read_file(const char* path, Text& text) {
-  struct ::stat status;
-  if (os::stat(path, &status) != 0 || status.st_size <= 0) return;
-  const auto size = static_cast<std::size_t>(status.st_size);
   const os::File file{os::fopen(path, "r")};
-  char* room = file ? text.extend(size) : nullptr;
+  const off_t length = file ? os::size(file.get()) : 0;
+  if (length <= 0) return;
+  const auto size = static_cast<std::size_t>(length);
+  char* room = text.extend(size);
   if (room) text.shrink(os::fread(room, size, file.get()));
 }
 

@@ -71,11 +71,6 @@ void log_retry(int retry) {
   KD_LOG_MODULE("get scan result failed, retry %d", retry);
 }
 
-off_t scan_list_size() {
-  struct ::stat status;
-  return os::stat(kScanListFile, &status) == 0 ? status.st_size : 0;
-}
-
 }  // namespace
 
 std::string_view ScanColumn::of(std::string_view line) const {
@@ -85,12 +80,11 @@ std::string_view ScanColumn::of(std::string_view line) const {
 os::File open_fresh_scan_list(void (*report_retry)(int retry)) {
   for (int retry = 1;; ++retry) {
     os::system("iwpriv ra0 get_site_survey > /tmp/scanList.txt");
-    if (scan_list_size() >= kLeastScanListSize) {
-      if (os::File list{os::fopen(kScanListFile, "r")}) {
-        skip_line(list.get());
-        skip_line(list.get());
-        return list;
-      }
+    os::File list{os::fopen(kScanListFile, "r")};
+    if (list && os::size(list.get()) >= kLeastScanListSize) {
+      skip_line(list.get());
+      skip_line(list.get());
+      return list;
     }
     if (retry > kMostRetries) return nullptr;
     report_retry(retry);
