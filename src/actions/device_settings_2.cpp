@@ -47,8 +47,8 @@ void report_unknown(const char* name) {
 void use_language(const char* code) {
   kd_hnap_set_language(code);
   kd_hnap_commit_config();
-  KD_LOG_MODULE("%s", kd_hnap_init_language() ? "management: multi-lang init success."
-                                              : "management: multi-lang init fail.");
+  const bool loaded = kd_hnap_init_language() != 0;
+  KD_LOG_MODULE("%s", loaded ? "management: multi-lang init success." : "management: multi-lang init fail.");
 }
 
 }  // namespace

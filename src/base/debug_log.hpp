@@ -21,7 +21,8 @@ void kd_hnap_printf(const char* source, int line, const char* format, ...)
 
 }  // namespace kd
 
-// The two names under which the messages are known.
+// The two names under which the messages are known. What stands in a message runs in a build with the log
+// only: it has no effects.
 #define KD_LOG(source, ...) (kd::kDebugLog ? kd::kd_hnap_printf(source, __LINE__, __VA_ARGS__) : void())
 #define KD_LOG_MODULE(...) KD_LOG("mod_kd_hnap.c", __VA_ARGS__)
 #define KD_LOG_HANDLER(...) KD_LOG("kd_hnap_handler.c", __VA_ARGS__)

@@ -24,9 +24,10 @@ extern "C" {
 }
 
 // Else the server's records have another layout than this build takes them for.
-static_assert(sizeof(off_t) == SIZEOF_OFF_T && sizeof(long) == SIZEOF_LONG,
-              "the server's config.h was made for another processor or by another compiler: configure the tree "
-              "with the compiler and the options that the server was built with");
+static_assert(
+    sizeof(off_t) == SIZEOF_OFF_T && sizeof(long) == SIZEOF_LONG,
+    "the server's config.h was made for another processor or by another compiler: configure the tree "
+    "with the compiler and the options that the server was built with");
 
 namespace kd::port {
 

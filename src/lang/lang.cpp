@@ -24,8 +24,8 @@ static_assert(sizeof(lang_entry) == 36);
 constexpr std::int32_t kNoTranslation = -1;
 constexpr std::size_t kLineSize = 4096;
 
-// The one table of the process. Plain pointers: statics with destructors would need the C++ runtime library on
-// 32-bit ARM.
+// The one table of the process. Plain pointers: statics with destructors would need the C++ runtime library
+// on 32-bit ARM.
 char multiLangInit = '0';      // '1' while at least one entry is loaded
 std::int32_t langCounter = 0;  // lines of the file: the table's capacity
 lang_entry* currentLang = nullptr;

@@ -3,40 +3,34 @@
 #include "platform/identity.hpp"
 
 namespace kd {
+namespace {
+
+int kd_get_language(ConfigValue& out) {
+  kd_get_nvram_config("Language", out);
+  return 0;
+}
+
+constexpr struct {
+  ConfigIndex index;
+  int (*read)(ConfigValue& out);
+} kReaders[] = {
+    {ConfigIndex::device_name, kd_get_device_name},
+    {ConfigIndex::vendor_name, kd_get_vendor_name},
+    {ConfigIndex::model_name, kd_get_model_name},
+    {ConfigIndex::model_description, kd_get_model_desc},
+    {ConfigIndex::model_revision, kd_get_model_reversion},
+    {ConfigIndex::firmware_version, kd_get_firmware_version},
+    {ConfigIndex::presentation_url, kd_get_presentation_url},
+    {ConfigIndex::status_url, kd_get_status_url},
+    {ConfigIndex::language, kd_get_language},
+};
+
+}  // namespace
 
 int kd_hnap_get_config(ConfigIndex index, ConfigValue& dst) {
-  switch (index) {
-    case ConfigIndex::device_type:
-      return kd_get_device_type();
-    case ConfigIndex::device_name:
-      kd_get_device_name(dst);
-      break;
-    case ConfigIndex::vendor_name:
-      kd_get_vendor_name(dst);
-      break;
-    case ConfigIndex::model_name:
-      kd_get_model_name(dst);
-      break;
-    case ConfigIndex::model_description:
-      kd_get_model_desc(dst);
-      break;
-    case ConfigIndex::model_revision:
-      kd_get_model_reversion(dst);
-      break;
-    case ConfigIndex::firmware_version:
-      kd_get_firmware_version(dst);
-      break;
-    case ConfigIndex::presentation_url:
-      kd_get_presentation_url(dst);
-      break;
-    case ConfigIndex::status_url:
-      kd_get_status_url(dst);
-      break;
-    case ConfigIndex::language:
-      kd_get_nvram_config("Language", dst);
-      break;
-    case ConfigIndex::password:
-      break;  // is only set
+  if (index == ConfigIndex::device_type) return kd_get_device_type();
+  for (const auto& reader : kReaders) {
+    if (reader.index == index) reader.read(dst);
   }
   return 0;
 }

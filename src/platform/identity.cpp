@@ -133,8 +133,12 @@ int split_firmware_version(const char* text, VersionField& version_out, VersionF
 
   // The zero goes before the day as it stands, so "09" becomes "009".
   const int number = text_to_int(day);
-  std::snprintf(date_out, sizeof date_out, "%s-%s-%s%sT00:00:00", words[2], month,
-                number >= 1 && number <= 9 ? "0" : "", day);
+  date_out[0] = '\0';
+  for (const std::string_view part : {view_of(words[2]), std::string_view{"-"}, view_of(month),
+                                      std::string_view{number >= 1 && number <= 9 ? "-0" : "-"}, view_of(day),
+                                      std::string_view{"T00:00:00"}}) {
+    append_text(date_out, part);
+  }
   return 0;
 }
 

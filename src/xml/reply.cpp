@@ -1,6 +1,5 @@
 #include "xml/reply.hpp"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "xml/xml_encode.hpp"
@@ -9,9 +8,8 @@ namespace kd {
 namespace {
 
 void join(char (&name)[64], std::string_view action, std::string_view ending) {
-  const std::size_t length = std::min(action.size(), sizeof name - 1);
   copy_text(name, action);
-  copy_text(name + length, sizeof name - length, ending);
+  append_text(name, ending);
 }
 
 }  // namespace
