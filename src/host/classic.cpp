@@ -208,12 +208,17 @@ void log_error(Request& request, unsigned line, const char* text) {
 
 namespace {
 
-// The connection's slot holds the deferred action itself and a mark that a request of the module's awaits its
-// end: nothing is allocated. It lives for one request, and such a request is its connection's last.
-constexpr std::uintptr_t kOpen = 0x100;
+// What a connection's end needs to know. It lives in the connection's own slot, so that nothing is allocated;
+// a slot that is not zero is a request of the module's that awaits its end. Such a request is its
+// connection's last.
+struct ConnectionNote {
+  DeferredAction action;
+  bool open;
+};
+static_assert(sizeof(ConnectionNote) <= sizeof(void*));
 
-void*& slot_of(const connection* con, const plugin_data& plugin) {
-  return con->plugin_ctx[plugin.id];
+ConnectionNote& note_of(const connection* con, void* data) {
+  return *reinterpret_cast<ConnectionNote*>(&con->plugin_ctx[static_cast<plugin_data*>(data)->id]);
 }
 
 server* log_server;  // of the debug log
@@ -254,9 +259,8 @@ static handler_t mod_kd_hnap_uri_raw(server* srv, connection* con, void* data) {
   auto& plugin = *static_cast<plugin_data*>(data);
   Request request{srv, con};
   if (!wants(request)) return HANDLER_GO_ON;
-  const auto deferred = static_cast<std::uintptr_t>(handle(request, plugin.state, true));
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): it is no pointer to begin with
-  slot_of(con, plugin) = reinterpret_cast<void*>(deferred | kOpen);
+  const DeferredAction deferred = handle(request, plugin.state, true);
+  note_of(con, data) = {deferred, true};
   // The server runs the close hook only for a connection that does not wait for another request, or that has
   // left DIRECT mode when the client vanishes.
   con->keep_alive = 0;
@@ -268,9 +272,8 @@ static handler_t mod_kd_hnap_uri_raw(server* srv, connection* con, void* data) {
 }
 
 static handler_t mod_kd_hnap_connection_close(server* srv, connection* con, void* data) {
-  void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
-  const auto deferred = static_cast<DeferredAction>(reinterpret_cast<std::uintptr_t>(slot) & 0xFF);
-  slot = nullptr;
+  const DeferredAction deferred = note_of(con, data).action;
+  note_of(con, data) = {};
   hnap_connection_close_callback(deferred, classify_uri(uri({srv, con})));
   return HANDLER_GO_ON;
 }
@@ -278,9 +281,9 @@ static handler_t mod_kd_hnap_connection_close(server* srv, connection* con, void
 // The server demands an empty slot between requests. It skips the close hook when a client vanishes during a
 // reply in DIRECT mode: that end is caught here.
 static handler_t mod_kd_hnap_connection_reset(server* srv, connection* con, void* data) {
-  void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
-  if (slot && con->state == CON_STATE_ERROR) return mod_kd_hnap_connection_close(srv, con, data);
-  slot = nullptr;
+  ConnectionNote& note = note_of(con, data);
+  if (note.open && con->state == CON_STATE_ERROR) return mod_kd_hnap_connection_close(srv, con, data);
+  note = {};
   return HANDLER_GO_ON;
 }
 

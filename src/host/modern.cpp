@@ -26,37 +26,25 @@ enum http_header_e header_id(std::string_view name) {
   return http_header_hkey_get(name.data(), static_cast<uint32_t>(name.size()));
 }
 
-// What a connection's end needs to know. It fits the connection's own slot, so that nothing is allocated and
-// nothing can leak: the server neither clears nor frees the slot.
+// What a connection's end needs to know. It lives in the connection's own slot, so that nothing is allocated
+// and nothing can leak: the server makes the slot zero and never reads it.
 struct ConnectionNote {
-  DeferredAction action = DeferredAction::none;
-  ConnectionUri uri = ConnectionUri::none;
-  bool taken = false;  // a request of the module's was among them: its URI stays
-  bool large = false;  // so was a large reply
-  bool ended = false;  // what waited for the end has been done
+  DeferredAction action;
+  ConnectionUri uri;
+  bool taken : 1;  // a request of the module's was among them: its URI stays
+  bool large : 1;  // so was a large reply
+  bool ended : 1;  // what waited for the end has been done
 };
+static_assert(sizeof(ConnectionNote) <= sizeof(void*));
+
+ConnectionNote& note_of(const connection* con, const plugin_data& plugin) {
+  return *reinterpret_cast<ConnectionNote*>(&con->plugin_ctx[plugin.id]);
+}
 
 constexpr const char* kSource = "mod_kd_hnap.c";
 
 // The server keeps up to 64 used blocks for a minute, however large they are.
 constexpr std::size_t kLargeReply = std::size_t{16} * 1024;
-
-void*& slot_of(connection* con, const plugin_data& plugin) {
-  return con->plugin_ctx[plugin.id];
-}
-
-ConnectionNote read_note(void* slot) {
-  const auto bits = reinterpret_cast<std::uintptr_t>(slot);
-  const auto flag = [bits](unsigned place) { return (bits >> place & 1) != 0; };
-  return {static_cast<DeferredAction>(bits & 0xFF), static_cast<ConnectionUri>(bits >> 8 & 0xFF), flag(16),
-          flag(17), flag(18)};
-}
-
-void* packed(const ConnectionNote& note) {
-  return reinterpret_cast<void*>(  // NOLINT(performance-no-int-to-ptr): it is no pointer to begin with
-      static_cast<std::uintptr_t>(note.action) | static_cast<std::uintptr_t>(note.uri) << 8 |
-      std::uintptr_t{note.taken} << 16 | std::uintptr_t{note.large} << 17 | std::uintptr_t{note.ended} << 18);
-}
 
 }  // namespace
 
@@ -128,10 +116,7 @@ void give_body(Request& request, HeapText text, std::size_t length) {
   chunkqueue_append_buffer(&request.r->write_queue, &whole);
   // A short text was copied, else the chunk gave its own empty block in return.
   std::free(whole.ptr);
-  void*& slot = slot_of(request.r->con, *request.plugin);
-  ConnectionNote note = read_note(slot);
-  note.large |= length > kLargeReply;
-  slot = packed(note);
+  if (length > kLargeReply) note_of(request.r->con, *request.plugin).large = true;
 }
 
 void finish(Request& request, int status) {
@@ -158,14 +143,6 @@ void set_handler(request_st* r, plugin_data& self) {
 #endif
 }
 
-void note_uri(request_st* r, const plugin_data& plugin, const Request& request, bool taken) {
-  void*& slot = slot_of(r->con, plugin);
-  ConnectionNote note = read_note(slot);
-  if (taken || !note.taken) note.uri = classify_uri(uri(request));
-  note.taken |= taken;
-  slot = packed(note);
-}
-
 decltype(server::errh) debug_log;
 
 void write_debug_log(const char* source, int line, const char* text) {
@@ -175,12 +152,7 @@ void write_debug_log(const char* source, int line, const char* text) {
 handler_t answer(request_st* r, plugin_data& plugin, bool has_body) {
   Request request{r, &plugin};
   const DeferredAction deferred = handle(request, plugin.state, has_body);
-  if (deferred != DeferredAction::none) {
-    void*& slot = slot_of(r->con, plugin);
-    ConnectionNote note = read_note(slot);
-    note.action = deferred;
-    slot = packed(note);
-  }
+  if (deferred != DeferredAction::none) note_of(r->con, plugin).action = deferred;
   // The deferred action waits for the connection's end, so the connection must end.
   r->keep_alive = 0;
   if (request.refused) {
@@ -223,8 +195,10 @@ static handler_t mod_kd_hnap_uri_raw(request_st* r, void* data) {
   auto& plugin = *static_cast<plugin_data*>(data);
   const Request request{r, &plugin};
   const bool ours = wants(request);
-  note_uri(r, plugin, request, ours);
+  ConnectionNote& note = note_of(r->con, plugin);
+  if (ours || !note.taken) note.uri = classify_uri(uri(request));
   if (!ours) return HANDLER_GO_ON;
+  note.taken = true;
   set_handler(r, plugin);
   // Else the server would run the module again, as a GET, to decorate a status of 400 and above.
   r->conf.error_intercept = 0;
@@ -234,20 +208,19 @@ static handler_t mod_kd_hnap_uri_raw(request_st* r, void* data) {
 // The reply has left, the connection is about to end. Acting here and not when the socket is closed leaves no
 // gap in which another request could see the device before the reload that its predecessor asked for.
 static handler_t mod_kd_hnap_connection_shut_wr(connection* con, void* data) {
-  void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
-  ConnectionNote note = read_note(slot);
-  if (note.ended) return HANDLER_GO_ON;
-  note.ended = true;
-  slot = packed(note);
-  hnap_connection_close_callback(note.action, note.uri);
+  ConnectionNote& note = note_of(con, *static_cast<plugin_data*>(data));
+  if (!note.ended) {
+    note.ended = true;
+    hnap_connection_close_callback(note.action, note.uri);
+  }
   return HANDLER_GO_ON;
 }
 
 static handler_t mod_kd_hnap_connection_close(connection* con, void* data) {
   mod_kd_hnap_connection_shut_wr(con, data);  // a connection that ended without it loses nothing
-  void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
-  if (read_note(slot).large) chunkqueue_chunk_pool_clear();
-  slot = nullptr;  // the record is used again for another connection
+  ConnectionNote& note = note_of(con, *static_cast<plugin_data*>(data));
+  if (note.large) chunkqueue_chunk_pool_clear();
+  note = {};  // the record is used again for another connection
   return HANDLER_GO_ON;
 }
 

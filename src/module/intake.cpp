@@ -42,7 +42,9 @@ void kd_hnap_fill_response_message(port::Request& server_request, ReplyText repl
 }
 
 void kd_hnap_error_unknow_method(port::Request& server_request, const char* soap_action) {
-  for (const std::string_view part : soap_fault(soap_action)) port::append_body(server_request, part);
+  for (const std::string_view part : soap_fault(soap_action)) {
+    if (!part.empty()) port::append_body(server_request, part);
+  }
   kd_hnap_html_status(server_request, 500);
 }
 

@@ -31,7 +31,7 @@ void read_body(Request& request, HeapBytes& content, std::uint32_t& length);
 
 void add_header(Request& request, std::string_view name, std::string_view value);
 
-// Queues bytes of the reply's body.
+// Queues bytes of the reply's body, at least one.
 void append_body(Request& request, std::string_view bytes);
 
 // Queues a heap text of `length` bytes and a terminator: the server takes the block over, nothing is copied.

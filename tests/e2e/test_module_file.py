@@ -12,7 +12,8 @@ MOST_BYTES = 96 * 1024
 
 LIBRARIES = {"libexpat.so.1", "libnvram.so", "libc.so.6"}
 EXPAT = set(
-    "XML_ParserCreate XML_SetUserData XML_SetElementHandler XML_SetCharacterDataHandler XML_Parse XML_ParserFree".split()
+    "XML_ParserCreate XML_SetUserData XML_SetElementHandler XML_SetCharacterDataHandler XML_Parse XML_ParserFree "
+    "XML_GetCurrentByteIndex".split()
 )
 STORE = {"nvram_init", "nvram_bufget", "nvram_bufset", "nvram_commit", "nvram_close"}
 # The server cannot be linked against, so a name that it lacks would show only when it loads the module.
