@@ -4,7 +4,7 @@
 #include "actions/client_security.hpp"
 #include "actions/kd_hnap_handler.hpp"
 #include "base/debug_log.hpp"
-#include "platform/nvram.h"
+#include "nvram.h"
 #include "platform/nvram_config.hpp"
 #include "platform/repeater_settings.hpp"
 #include "xml/reply.hpp"

@@ -1,6 +1,6 @@
 #include "module/mod_kd_hnap.hpp"
+#include "nvram.h"
 #include "platform/console.hpp"
-#include "platform/nvram.h"
 #include "platform/nvram_config.hpp"
 #include "platform/os.hpp"
 #include "platform/repeater_settings.hpp"

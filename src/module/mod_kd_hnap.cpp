@@ -4,8 +4,8 @@
 #include "module/authentication.hpp"
 #include "module/dispatch.hpp"
 #include "module/intake.hpp"
+#include "nvram.h"
 #include "platform/console.hpp"
-#include "platform/nvram.h"
 #include "platform/os.hpp"
 
 namespace kd {

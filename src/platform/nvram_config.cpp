@@ -4,8 +4,8 @@
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
+#include "nvram.h"
 #include "platform/identity.hpp"
-#include "platform/nvram.h"
 
 namespace kd {
 
