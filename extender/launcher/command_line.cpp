@@ -4,10 +4,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "common/failure.hpp"
 #include "launcher/attach.hpp"
 #include "launcher/options.hpp"
-#include "launcher/radio_files.hpp"
+#include "launcher/radio_commands.hpp"
 #include "launcher/run.hpp"
 #include "launcher/state.hpp"
 
@@ -98,7 +102,7 @@ class CommandLine {
 
   void add_exec() {
     CLI::App* exec = add(app_, "exec", "Run a command inside the running device (none: a shell)",
-                         [this] { return run_inside(options_.state, words_); });
+                         [this]() -> int { run_inside(options_.state, words_); });
     exec->add_option("command", words_, "Command and its arguments, behind --");
     exec->prefix_command(false);
   }

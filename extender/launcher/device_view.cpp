@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "common/failure.hpp"
 #include "common/files.hpp"
 #include "common/layout.hpp"
 #include "common/settings.hpp"

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/boot_protocol.hpp"
 #include "common/files.hpp"
 #include "common/layout.hpp"
 
@@ -181,7 +182,7 @@ void arrange_descriptors(const Boot& boot) {
 }
 
 [[noreturn]] void report_and_exit(int status_fd, const Refusal& refusal) {
-  Report report{Report::sandbox_refused, refusal.error, {}};
+  Report report{Report::Kind::sandbox_refused, refusal.error, {}};
   std::strncpy(report.step, refusal.step.c_str(), sizeof report.step - 1);
   write_all(status_fd, {reinterpret_cast<const char*>(&report), sizeof report});
   ::_exit(1);

@@ -4,6 +4,9 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <string>
 
 #include "mkfirmware/image_maker.hpp"
 

@@ -4,7 +4,7 @@
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
-#include "platform/nvram.h"
+#include "nvram.h"
 #include "platform/os.hpp"
 
 namespace kd {

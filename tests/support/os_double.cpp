@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/nvram.h"
+#include "nvram.h"
 #include "platform/os.hpp"
 #include "support/device.hpp"
 

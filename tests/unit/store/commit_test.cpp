@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/nvram.h"
+#include "nvram.h"
 #include "scratch_store.hpp"
 #include "stepper.hpp"
 

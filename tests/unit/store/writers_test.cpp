@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "file.hpp"
-#include "platform/nvram.h"
+#include "nvram.h"
+#include "nvram_tools.hpp"
 #include "scratch_store.hpp"
-#include "tools.hpp"
+#include "section_file.hpp"
 
 namespace kd::test {
 namespace {

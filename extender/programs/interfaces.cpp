@@ -1,4 +1,4 @@
-#include "init/interfaces.hpp"
+#include "programs/interfaces.hpp"
 
 #include <arpa/inet.h>
 #include <linux/if_bridge.h>

@@ -1,7 +1,6 @@
 // `extender radio`: small edits of the files under radio/, for those who do not want to open an editor.
 // They work on a running device and on one that is not running.
-#ifndef KD_EXTENDER_RADIO_FILES_HPP
-#define KD_EXTENDER_RADIO_FILES_HPP
+#pragma once
 
 #include <string>
 #include <vector>
@@ -17,5 +16,3 @@ int disconnect_client(const std::string& state, const std::string& mac);
 int change_link(const std::string& state, const std::vector<std::string>& words);
 
 }  // namespace kd
-
-#endif

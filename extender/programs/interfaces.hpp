@@ -1,6 +1,5 @@
 // The device's network interfaces.
-#ifndef KD_EXTENDER_INTERFACES_HPP
-#define KD_EXTENDER_INTERFACES_HPP
+#pragma once
 
 #include <string>
 
@@ -15,5 +14,3 @@ std::string make_interfaces();
 int set_interface(const std::string& name, bool up);
 
 }  // namespace kd
-
-#endif

@@ -1,4 +1,4 @@
-#include "file.hpp"
+#include "section_file.hpp"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -13,18 +13,13 @@
 #include <iterator>
 #include <memory>
 
-#include "text.hpp"
+#include "section_text.hpp"
 
 namespace kd::store {
 namespace {
 
 constexpr const char* kSectionNames[kSections] = {"2860", "second"};
 constexpr off_t kLargestFile = off_t{16} * 1024 * 1024;
-
-struct FreeText {
-  void operator()(char* text) const { free(text); }
-};
-using OwnedText = std::unique_ptr<char, FreeText>;
 
 class Descriptor {
  public:
@@ -86,14 +81,21 @@ ssize_t read_all(int fd, char* out, size_t size) {
 // ordinary user's store without locking that user out.
 bool keep_owner(int fd, const char* old_path) {
   struct stat old;
+  struct stat fresh;
   if (::stat(old_path, &old) != 0) return errno == ENOENT;
-  const bool same_owner = old.st_uid == ::geteuid();
-  return (same_owner || ::fchown(fd, old.st_uid, old.st_gid) == 0) && ::fchmod(fd, old.st_mode & 0777) == 0;
+  if (::fstat(fd, &fresh) != 0) return false;
+  if (old.st_uid != fresh.st_uid && ::fchown(fd, old.st_uid, static_cast<gid_t>(-1)) != 0) return false;
+  mode_t mode = old.st_mode & 0777;
+  // An owner may belong to the file's group no more: then the rights of that group go to no other.
+  if (old.st_gid != fresh.st_gid && ::fchown(fd, static_cast<uid_t>(-1), old.st_gid) != 0)
+    mode &= ~mode_t{070};
+  return ::fchmod(fd, mode) == 0;
 }
 
 bool write_file(const char* path, const char* old_path, const char* text, size_t size) {
-  // The name is fixed: a file that a killed writer left behind is simply written over, under the lock.
-  Descriptor file(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+  // The name is fixed: what a killed writer left behind, whoever that was, goes under the lock.
+  if (::unlink(path) != 0 && errno != ENOENT) return false;
+  Descriptor file(::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   return file && keep_owner(file.get(), old_path) && write_all(file.get(), text, size) &&
          ::fsync(file.get()) == 0 && file.close();
 }

@@ -5,15 +5,14 @@
 // A value with blanks, "#" or nothing in it stands in double quotes. "\\", "\"" and "\xHH" stand for bytes
 // that are hard to type. A word without "=" and a field that cannot be read are skipped, never an error:
 // the device must go on while a person is in the middle of an edit.
-#ifndef KD_EXTENDER_RECORD_HPP
-#define KD_EXTENDER_RECORD_HPP
+#pragma once
 
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-namespace kd::radio {
+namespace kd {
 
 class Record {
  public:
@@ -43,6 +42,4 @@ std::vector<Record> parse_records(std::string_view text);
 // A record as one line without its end, quoted where needed.
 std::string format_record(const Record& record);
 
-}  // namespace kd::radio
-
-#endif
+}  // namespace kd

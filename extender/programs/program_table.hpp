@@ -1,6 +1,5 @@
 // The device programs: one executable, chosen by the name that it was started with.
-#ifndef KD_EXTENDER_PROGRAMS_TABLE_HPP
-#define KD_EXTENDER_PROGRAMS_TABLE_HPP
+#pragma once
 
 #include <span>
 #include <string_view>
@@ -18,5 +17,3 @@ std::span<const Program> programs();
 const Program* find_program(std::string_view name);
 
 }  // namespace kd
-
-#endif

@@ -1,14 +1,12 @@
-#include "programs/table.hpp"
+#include "programs/program_table.hpp"
 
-#include "init/init.hpp"
+#include "nvram_tools.hpp"
 #include "programs/programs.hpp"
-#include "tools.hpp"
 
 namespace kd {
 namespace {
 
 constexpr Program kPrograms[] = {
-    {"init", init_main},
     {"ps", ps_main},
     {"killall", killall_main},
     {"reboot", reboot_main},

@@ -1,20 +1,15 @@
-#include "radio/record.hpp"
+#include "common/record.hpp"
 
 #include <algorithm>
 #include <climits>
 
-namespace kd::radio {
+#include "section_text.hpp"
+
+namespace kd {
 namespace {
 
 bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 // A reader over one line.
@@ -63,8 +58,8 @@ class Line {
       return kind;
     }
     if (kind != 'x' || at_ + 2 >= text_.size()) return c;
-    const int high = hex_digit(text_[at_ + 1]);
-    const int low = hex_digit(text_[at_ + 2]);
+    const int high = store::hex_digit(text_[at_ + 1]);
+    const int low = store::hex_digit(text_[at_ + 2]);
     if (high < 0 || low < 0) return c;
     at_ += 3;
     return static_cast<char>(high * 16 + low);
@@ -187,4 +182,4 @@ std::string format_record(const Record& record) {
   return line;
 }
 
-}  // namespace kd::radio
+}  // namespace kd

@@ -1,8 +1,8 @@
-#include "radio/files.hpp"
+#include "radio/surroundings.hpp"
 
 #include "common/files.hpp"
 #include "common/layout.hpp"
-#include "text.hpp"
+#include "section_text.hpp"
 
 namespace kd::radio {
 namespace {
@@ -39,6 +39,12 @@ void load_driver_settings(store::Table& settings) {
   if (store::parse(read_file_or_empty(layout::kDriverConfig), read).status == store::ParseStatus::ok) {
     settings.swap(read);
   }
+}
+
+bool save_driver_settings(const store::Table& settings) {
+  std::size_t size = 0;
+  const store::OwnedText text = store::write(settings, size);
+  return text && replace_file(layout::kDriverConfig, {text.get(), size});
 }
 
 bool save_link(Link link) {

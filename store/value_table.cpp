@@ -1,4 +1,4 @@
-#include "table.hpp"
+#include "value_table.hpp"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,12 +1,19 @@
 // The values of one section of the store: text keys with text values, sorted by key.
 // Everything here runs inside the web server too: plain malloc, no exceptions, no C++ runtime library.
-#ifndef KD_STORE_TABLE_HPP
-#define KD_STORE_TABLE_HPP
+#pragma once
 
 #include <cstddef>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 
 namespace kd::store {
+
+// A text made by malloc.
+struct FreeText {
+  void operator()(char* text) const { std::free(text); }
+};
+using OwnedText = std::unique_ptr<char, FreeText>;
 
 struct Entry {
   char* key;
@@ -49,5 +56,3 @@ class Table {
 };
 
 }  // namespace kd::store
-
-#endif

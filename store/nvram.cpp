@@ -1,18 +1,25 @@
 // The C interface of the store over its files.
 #pragma GCC visibility push(default)
-#include "platform/nvram.h"
+#include "nvram.h"
 #pragma GCC visibility pop
 
 #include <cstdlib>
 #include <cstring>
 
-#include "file.hpp"
-#include "table.hpp"
+#include "section_file.hpp"
+#include "value_table.hpp"
 
 namespace {
 
+enum class Cache {
+  none,      // never read
+  closed,    // waits for the next opening
+  outlived,  // that opening failed: in use all the same, and the next one tries again
+  open,
+};
+
 struct Section {
-  bool open = false;
+  Cache cache = Cache::none;
   kd::store::Table stored;   // the file as last read
   kd::store::Table pending;  // set by this process and not yet committed; lies over what is stored
 };
@@ -20,8 +27,9 @@ struct Section {
 constinit Section sections[kd::store::kSections];
 
 Section* open_section(int index) {
-  if (index < 0 || index >= kd::store::kSections || !sections[index].open) return nullptr;
-  return &sections[index];
+  if (index < 0 || index >= kd::store::kSections) return nullptr;
+  Section& s = sections[index];
+  return s.cache == Cache::open || s.cache == Cache::outlived ? &s : nullptr;
 }
 
 }  // namespace
@@ -29,12 +37,15 @@ Section* open_section(int index) {
 int nvram_init(int section) {
   if (section < 0 || section >= kd::store::kSections) return -1;
   Section& s = sections[section];
-  if (s.open) return 0;
-  if (kd::store::read_section(kd::store::directory(), section, s.stored) != kd::store::ReadStatus::ok) {
-    s.stored.clear();
+  if (s.cache == Cache::open) return 0;
+  kd::store::Table read;
+  if (kd::store::read_section(kd::store::directory(), section, read) != kd::store::ReadStatus::ok) {
+    // A server that could not read its password any more would let nobody in until its restart.
+    if (s.cache == Cache::closed) s.cache = Cache::outlived;
     return -1;
   }
-  s.open = true;
+  s.stored.swap(read);
+  s.cache = Cache::open;
   return 0;
 }
 
@@ -74,7 +85,5 @@ int nvram_commit(int section) {
 
 void nvram_close(int section) {
   Section* s = open_section(section);
-  if (s == nullptr) return;
-  s->stored.clear();
-  s->open = false;
+  if (s != nullptr) s->cache = Cache::closed;
 }

@@ -8,13 +8,12 @@
 //
 // The first line is the version, the last one shows that nothing is cut off. A value is everything behind
 // the first "=", blanks included. "\\", "\n", "\r", "\t" and "\xHH" stand for bytes that a line cannot hold.
-#ifndef KD_STORE_TEXT_HPP
-#define KD_STORE_TEXT_HPP
+#pragma once
 
 #include <cstddef>
 #include <string_view>
 
-#include "table.hpp"
+#include "value_table.hpp"
 
 namespace kd::store {
 
@@ -28,9 +27,10 @@ struct ParseResult {
 // Reads a store file's text into an empty table. A key that stands twice has its last value.
 ParseResult parse(std::string_view text, Table& out);
 
-// The text of a table, made by malloc; `size` is its length without the NUL. Null when memory is short.
-char* write(const Table& table, std::size_t& size);
+// The text of a table; `size` is its length without the NUL. Null when memory is short.
+OwnedText write(const Table& table, std::size_t& size);
+
+// The value of a hexadecimal digit of either case; -1 when it is none.
+int hex_digit(char c);
 
 }  // namespace kd::store
-
-#endif

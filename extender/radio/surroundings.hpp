@@ -1,12 +1,12 @@
 // The radio's files as the device finds them. They are read at each use, so that an edit counts at once.
-#ifndef KD_EXTENDER_RADIO_FILES_HPP
-#define KD_EXTENDER_RADIO_FILES_HPP
+#pragma once
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "radio/model.hpp"
-#include "table.hpp"
+#include "value_table.hpp"
 
 namespace kd::radio {
 
@@ -19,12 +19,14 @@ Link load_link();
 // iwconfig.ra0, stainfo.apcli0, stainfo.ra0, stat.apcli0, client_list.
 std::optional<std::string> raw_text(const std::string& name);
 
-// The store as the driver last read it; empty before its first configuration.
+// What the driver works with: the store as it last read it, and what iwpriv set since; empty before its first
+// configuration.
 void load_driver_settings(store::Table& settings);
+
+// Replaces them. False on an error.
+bool save_driver_settings(const store::Table& settings);
 
 // Replaces the file `link`, keeping its WPS status. False on an error.
 bool save_link(Link link);
 
 }  // namespace kd::radio
-
-#endif

@@ -1,6 +1,5 @@
 // The command-line tools of the store, also device programs of the virtual extender.
-#ifndef KD_STORE_TOOLS_HPP
-#define KD_STORE_TOOLS_HPP
+#pragma once
 
 namespace kd::store {
 
@@ -13,5 +12,3 @@ int nvram_set_main(int argc, char** argv);
 int nvram_get_main(int argc, char** argv);
 
 }  // namespace kd::store
-
-#endif

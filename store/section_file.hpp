@@ -1,8 +1,7 @@
 // The files of the store: one a section, in the directory that NVRAM_DIR names.
-#ifndef KD_STORE_FILE_HPP
-#define KD_STORE_FILE_HPP
+#pragma once
 
-#include "table.hpp"
+#include "value_table.hpp"
 
 namespace kd::store {
 
@@ -41,5 +40,3 @@ class Lock {
 [[nodiscard]] bool replace_section(const char* directory, int section, const Table& table);
 
 }  // namespace kd::store
-
-#endif

@@ -1,4 +1,4 @@
-#include "tools.hpp"
+#include "nvram_tools.hpp"
 
 int main(int argc, char** argv) {
   return kd::store::nvram_set_main(argc, argv);

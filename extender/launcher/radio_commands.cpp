@@ -1,13 +1,13 @@
-#include "launcher/radio_files.hpp"
+#include "launcher/radio_commands.hpp"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "common/failure.hpp"
 #include "common/files.hpp"
-#include "launcher/options.hpp"
+#include "common/record.hpp"
 #include "radio/model.hpp"
-#include "radio/record.hpp"
 
 namespace kd {
 namespace {
@@ -20,8 +20,8 @@ void replace(const std::string& path, const std::string& text) {
   if (!replace_file(path, text)) throw Failure(path + ": " + std::strerror(errno));
 }
 
-radio::Record record_of(const std::vector<std::string>& fields) {
-  radio::Record record;
+Record record_of(const std::vector<std::string>& fields) {
+  Record record;
   for (const std::string& word : fields) {
     const std::size_t equals = word.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -32,13 +32,13 @@ radio::Record record_of(const std::vector<std::string>& fields) {
   return record;
 }
 
-void require_field(const radio::Record& record, const char* field) {
+void require_field(const Record& record, const char* field) {
   if (!record.has(field)) throw Failure(std::string("say ") + field + "=...", kExitUsage);
 }
 
-void add_line(const std::string& path, std::string text, const radio::Record& record) {
+void add_line(const std::string& path, std::string text, const Record& record) {
   if (!text.empty() && text.back() != '\n') text += '\n';
-  replace(path, text + radio::format_record(record) + "\n");
+  replace(path, text + format_record(record) + "\n");
 }
 
 void drop_lines(const std::string& path, const char* field, const std::string& value, bool address) {
@@ -48,7 +48,7 @@ void drop_lines(const std::string& path, const char* field, const std::string& v
 }  // namespace
 
 int add_network(const std::string& state, const std::vector<std::string>& fields) {
-  const radio::Record record = record_of(fields);
+  const Record record = record_of(fields);
   require_field(record, "ssid");
   const std::string path = path_of(state, "neighbours");
   add_line(path, read_file_or_empty(path), record);
@@ -61,11 +61,11 @@ int remove_network(const std::string& state, const std::string& ssid) {
 }
 
 int connect_client(const std::string& state, const std::vector<std::string>& fields) {
-  const radio::Record record = record_of(fields);
+  const Record record = record_of(fields);
   require_field(record, "mac");
   disconnect_client(state, record.text("mac"));
-  radio::Record client;
-  radio::Record station;
+  Record client;
+  Record station;
   for (const auto& [name, value] : record.fields()) {
     const bool of_station = name == "phy" || name == "bandwidth" || name == "rate" || name == "rssi";
     if (of_station || name == "mac") station.set(name, value);
@@ -86,16 +86,16 @@ int disconnect_client(const std::string& state, const std::string& mac) {
 
 int change_link(const std::string& state, const std::vector<std::string>& words) {
   const std::string path = path_of(state, "link");
-  radio::Record record = radio::parse_record(read_file_or_empty(path));
+  Record record = parse_record(read_file_or_empty(path));
   for (const std::string& word : words) {
     if (word == "up" || word == "down") {
       record.set("state", word == "up" ? "1" : "0");
       continue;
     }
-    const radio::Record change = record_of({word});
+    const Record change = record_of({word});
     for (const auto& [name, value] : change.fields()) record.set(name, value);
   }
-  replace(path, radio::format_link(radio::parse_link(radio::format_record(record))));
+  replace(path, radio::format_link(radio::parse_link(format_record(record))));
   return 0;
 }
 

@@ -1,4 +1,4 @@
-#include "text.hpp"
+#include "section_text.hpp"
 
 #include <cstdlib>
 #include <cstring>
@@ -9,17 +9,6 @@ namespace {
 
 constexpr std::string_view kVersionLine = "nvram 1";
 constexpr std::string_view kEndLine = "end";
-
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 // Decodes one escape at the front of `text` (behind the backslash) and takes it off. The byte, or -1 when
 // there is no such escape; a NUL is none, since no value can hold it.
@@ -140,8 +129,15 @@ ParseStatus parse_line(std::string_view line, char* work, Table& out) {
 
 }  // namespace
 
+int hex_digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
 ParseResult parse(std::string_view text, Table& out) {
-  const std::unique_ptr<char, FreeText> work(static_cast<char*>(std::malloc(text.size() + 1)));
+  const OwnedText work(static_cast<char*>(std::malloc(text.size() + 1)));
   if (!work) return {ParseStatus::no_memory, 1};
 
   std::size_t number = 0;
@@ -164,15 +160,16 @@ ParseResult parse(std::string_view text, Table& out) {
   return {ParseStatus::damaged, number + 1};  // no end line: something is cut off
 }
 
-char* write(const Table& table, std::size_t& size) {
+OwnedText write(const Table& table, std::size_t& size) {
   Writer measure;
   measure.put_table(table);
-  Writer writer{static_cast<char*>(std::malloc(measure.size + 1)), 0};
-  if (writer.out == nullptr) return nullptr;
+  OwnedText text(static_cast<char*>(std::malloc(measure.size + 1)));
+  if (!text) return nullptr;
+  Writer writer{text.get(), 0};
   writer.put_table(table);
-  writer.out[writer.size] = '\0';
+  text.get()[writer.size] = '\0';
   size = writer.size;
-  return writer.out;
+  return text;
 }
 
 }  // namespace kd::store

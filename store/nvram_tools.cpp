@@ -1,18 +1,14 @@
-#include "tools.hpp"
+#include "nvram_tools.hpp"
 
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
-#include "file.hpp"
-#include "platform/nvram.h"
+#include "nvram.h"
+#include "section_file.hpp"
 
 namespace kd::store {
 namespace {
-
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
 
 constexpr int kFailed = 1;
 constexpr int kWrongArguments = 2;
@@ -58,7 +54,7 @@ int nvram_get_main(int argc, char** argv) {
   int status = 0;
   const int section = open_named("nvram_get", argv[1], status);
   if (section < 0) return status;
-  const std::unique_ptr<char, FreeText> value(nvram_bufget(section, argv[2]));
+  const OwnedText value(nvram_bufget(section, argv[2]));
   if (!value) return kFailed;
   return std::puts(value.get()) < 0 || std::fflush(stdout) != 0 ? kFailed : 0;
 }

@@ -1,15 +1,15 @@
 // The C interface of the radio SDK's configuration store (libnvram.so). Section 0 is the main radio and
-// system section ("2860"), section 1 the second radio's. The device brings its own library; extender/store
-// holds the file-backed one for hosts.
-#ifndef KD_NVRAM_H
-#define KD_NVRAM_H
+// system section ("2860"), section 1 the second radio's. The device brings its own library with
+// this interface; the one here keeps its values in files.
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 // Opens a section: reads its values into this process's cache. Opening an open section does nothing.
-//   returns  0, or -1 when the section does not exist or cannot be read
+//   returns  0, or -1 when the section does not exist or cannot be read; a section that was open before then
+//            goes on with its values of before
 int nvram_init(int section);
 
 // A copy of one value, which the caller frees with free().
@@ -25,11 +25,9 @@ int nvram_bufset(int section, const char* key, const char* value);
 //   returns  0, or -1 when they could not be stored (they then stay pending)
 int nvram_commit(int section);
 
-// Drops the cache; values set and not yet committed survive and lie over the store when it is opened again.
+// The next opening reads the section anew; values set and not yet committed survive and lie over the store when it is opened again.
 void nvram_close(int section);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif
