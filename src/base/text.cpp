@@ -96,9 +96,8 @@ bool contains_ignoring_case(std::string_view text, std::string_view part) {
   return false;
 }
 
-bool Text::reserve(std::size_t more) {
+bool Text::grow(std::size_t more) {
   if (failed_) return false;
-  if (capacity_ - size_ > more) return true;
   // Doubling keeps a long chain of appends linear; a single large reservation is taken as it is.
   const std::size_t needed = size_ + more + 1;
   const std::size_t capacity = std::max(needed, capacity_ * 2);
@@ -116,23 +115,10 @@ bool Text::reserve(std::size_t more) {
   return true;
 }
 
-char* Text::extend(std::size_t more) {
-  if (!reserve(more)) return nullptr;
-  char* room = text_.get() + size_;
-  size_ += more;
-  text_.get()[size_] = '\0';
-  return room;
-}
-
 void Text::shrink(std::size_t size) {
   if (size >= size_) return;
   size_ = size;
   text_.get()[size_] = '\0';
-}
-
-void Text::append(std::string_view text) {
-  char* room = extend(text.size());
-  if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
 }
 
 void Text::insert(std::size_t at, char byte, std::size_t count) {

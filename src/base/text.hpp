@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "base/memory.hpp"
@@ -70,12 +71,21 @@ class Text {
   Text& operator=(const Text&) = delete;
 
   // Room for `more` further bytes in one step.
-  bool reserve(std::size_t more);
+  bool reserve(std::size_t more) { return capacity_ - size_ > more || grow(more); }
   // Adds `more` bytes for the caller to write, zeroed terminator behind them; null when memory is short.
-  char* extend(std::size_t more);
+  char* extend(std::size_t more) {
+    if (!reserve(more)) return nullptr;
+    char* room = text_.get() + size_;
+    size_ += more;
+    text_.get()[size_] = '\0';
+    return room;
+  }
   // Drops what lies behind `size` bytes; nothing when there is less.
   void shrink(std::size_t size);
-  void append(std::string_view text);
+  void append(std::string_view text) {
+    char* room = extend(text.size());
+    if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
+  }
   void fill(char byte, std::size_t count) { insert(size_, byte, count); }
   // Puts `count` copies of one byte before the one at `at`.
   void insert(std::size_t at, char byte, std::size_t count);
@@ -87,6 +97,8 @@ class Text {
   HeapText release();
 
  private:
+  bool grow(std::size_t more);
+
   HeapText text_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;  // terminator included

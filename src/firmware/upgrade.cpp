@@ -9,23 +9,6 @@
 namespace kd {
 namespace {
 
-const char* message_of(ImageFault fault) {
-  switch (fault) {
-    case ImageFault::size:
-      return "The size of image file is not valid";
-    case ImageFault::magic:
-      return "Bad Magic Number";
-    case ImageFault::header_crc:
-      return "Bad Checksum";
-    case ImageFault::maker_magic:
-      return "Bad Kelda Magic Number";
-    case ImageFault::data_crc:
-      return "CRC32 fail";
-    default:
-      return nullptr;  // said with its numbers where it was found
-  }
-}
-
 std::uint32_t read_device_board() {
   char line[7];
   if (read_first_line("/var/boardid", line)) return hex_to_uint(line);
@@ -90,10 +73,16 @@ int kd_hnap_firmware_upgrade(std::span<const unsigned char> image) {
 }
 
 int kd_hnap_is_valid_firmware(std::span<const unsigned char> image) {
+  [[maybe_unused]] constexpr const char* kMessages[] = {"",
+                                                        "The size of image file is not valid",
+                                                        "Bad Magic Number",
+                                                        "Bad Checksum",
+                                                        "Bad Kelda Magic Number",
+                                                        "",
+                                                        "CRC32 fail",
+                                                        ""};  // what is empty was said with its numbers
   const ImageFault fault = check_image(image);
-  if (const char* message = message_of(fault)) {
-    KD_LOG_MODULE("%s", message);
-  }
+  KD_LOG_MODULE("%s", kMessages[static_cast<int>(fault)]);
   return fault == ImageFault::none;
 }
 

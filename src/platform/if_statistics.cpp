@@ -48,9 +48,8 @@ int kd_hnap_get_if_statistics(const char* ifname, bool is_wireless, IfStatistics
     scan_if_line(line, record);
   }
   name_port(is_wireless, record);
-  const std::uint32_t* c = record.counters;
-  KD_LOG_MODULE("%s %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u", record.port_name, c[0], c[1], c[2],
-                c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], c[12], c[13], c[14], c[15]);
+  KD_LOG_MODULE("%s %u %u %u %u", record.port_name, record.received_bytes, record.received_packets,
+                record.sent_bytes, record.sent_packets);
   return 0;
 }
 
@@ -59,10 +58,10 @@ void scan_if_line(const char* line, IfStatistics& record) {
   unsigned long long received_bytes = 0, received_packets = 0, sent_bytes = 0, sent_packets = 0;
   std::sscanf(line, "%*[^:]:%llu%llu%*s%*s%*s%*s%*s%*s%llu%llu", &received_bytes, &received_packets,
               &sent_bytes, &sent_packets);
-  record.counters[kReceivedBytes] = static_cast<std::uint32_t>(received_bytes);
-  record.counters[kReceivedPackets] = static_cast<std::uint32_t>(received_packets);
-  record.counters[kSentBytes] = static_cast<std::uint32_t>(sent_bytes);
-  record.counters[kSentPackets] = static_cast<std::uint32_t>(sent_packets);
+  record.received_bytes = static_cast<std::uint32_t>(received_bytes);
+  record.received_packets = static_cast<std::uint32_t>(received_packets);
+  record.sent_bytes = static_cast<std::uint32_t>(sent_bytes);
+  record.sent_packets = static_cast<std::uint32_t>(sent_packets);
 }
 
 const char* wireless_port_name(int mode) {

@@ -5,19 +5,10 @@
 
 namespace kd {
 
-// Columns of "/proc/net/dev" that are read; the others stay 0.
-enum if_counter : std::size_t {
-  kReceivedBytes = 0,
-  kReceivedPackets = 1,
-  kSentBytes = 8,
-  kSentPackets = 9,
-};
-inline constexpr std::size_t kIfCounters = 16;
-
 // Traffic of one port since the start of the device. Counters wrap at 32 bits.
 struct IfStatistics {
   char port_name[32];  // "LAN", or "WLAN " and the 802.11 mode; empty for a mode without a name
-  std::uint32_t counters[kIfCounters];
+  std::uint32_t received_bytes, received_packets, sent_bytes, sent_packets;
 };
 
 // Reads the counters of "ra0" or "eth2"; they stay as they were when the kernel does not list the interface.

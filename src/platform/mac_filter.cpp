@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kPolicyKey = "AccessPolicy0";
 constexpr const char* kListKey = "AccessControlList0";
-enum filter_policy { kOff = 0, kAllow = 1, kDeny = 2 };
+constexpr int kAllow = 1, kDeny = 2;  // the policies; any other is none
 
 bool has_mac_form(std::string_view text) {
   if (text.size() != kMacLength) return false;
@@ -74,14 +74,8 @@ bool kd_hnap_is_duplicate_entry(std::string_view list, std::string_view mac) {
   return true;
 }
 
-void kd_hnap_active_mac_filter() {
-  KD_LOG_MODULE("Active MAC fileter settings");
-}
-
 void kd_hnap_reactive_wifi() {
-  os::system("ifconfig ra0 down");
-  os::system("ralink_init make_wireless_config rt2860");
-  os::system("ifconfig ra0 up");
+  os::run_all({"ifconfig ra0 down", "ralink_init make_wireless_config rt2860", "ifconfig ra0 up"});
   kd_restart_wps();
 }
 

@@ -15,7 +15,6 @@ struct MacFilterSettings {
   bool is_allow_list;  // else the list says who is refused
   int count;
   char addresses[kMostMacFilters][kMacLength + 1];
-  char names[kMostMacFilters][33];  // empty: the store keeps none
 };
 
 // Reads "AccessPolicy0" and the valid addresses of "AccessControlList0".
@@ -32,8 +31,6 @@ bool kd_hnap_is_multicast_mac(std::string_view text);
 // Whether the list holds the address. Only the address is turned to upper case, so one that is listed in
 // lower case is not found again.
 bool kd_hnap_is_duplicate_entry(std::string_view list, std::string_view mac);
-
-void kd_hnap_active_mac_filter();
 
 // Restarts the access point with the stored settings.
 void kd_hnap_reactive_wifi();

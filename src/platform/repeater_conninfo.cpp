@@ -24,24 +24,20 @@ bool skip_past(std::string_view& text, std::string_view marker) {
   return true;
 }
 
-void read_iwconfig(bool on_client, Text& text) {
-  if (on_client) {
-    doSystem("iwconfig apcli0 > %s", kScratchFile);
-  } else {
-    doSystem("iwconfig ra0 > %s", kScratchFile);
-  }
+void read_iwconfig(const char* ifname, Text& text) {
+  doSystem("iwconfig %s > %s", ifname, kScratchFile);
   read_file(kScratchFile, text);
   doSystem("rm -f %s", kScratchFile);
 }
 
-struct station {
+struct Station {
   std::int32_t rate = 0;  // Mbps
   std::int32_t width = 40;
 };
 
 // Looks the access point up in the station table and names the link's mode. A station that is not found
 // leaves the mode empty and reads as 0 Mbps at 40 MHz.
-station find_access_point(const IwconfigLink& link, repeater_conninfo& out) {
+Station find_access_point(const IwconfigLink& link, repeater_conninfo& out) {
   doSystem("iwpriv apcli0 show stainfo");
   const os::Pipe table{os::popen(kTakeStationTable)};
   char line[256];
@@ -96,13 +92,13 @@ void kd_hnap_get_repeater_conninfo(repeater_conninfo& out) {
   out.wmm_enabled = nvram_number("WmmCapable") != 0;
   if (out.link_state == 0) return;
   Text text;
-  read_iwconfig(out.link_state == 1, text);
+  read_iwconfig(out.link_state == 1 ? "apcli0" : "ra0", text);
   const IwconfigLink link = parse_iwconfig(text.view());
   copy_text(out.ssid, link.ssid);
   out.channel = link.channel;
   out.band = link.channel < kFirst5GhzChannel ? 2 : 5;
 
-  const station access_point = find_access_point(link, out);
+  const Station access_point = find_access_point(link, out);
   out.link_speed_in = out.link_speed_out = static_cast<std::uint32_t>(std::int64_t{access_point.rate} * 1000);
   out.channel_width = access_point.width;
   out.signal = read_signal();

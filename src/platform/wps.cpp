@@ -27,8 +27,6 @@ constexpr const char* kLedPidFile = "/var/run/kd_wps_led.pid";
 constexpr const char* kProgressFile = "/var/wps_progress";
 constexpr const char* kPinFile = "/var/run_wps_pin";  // present while a PIN session runs
 
-constexpr int kAccessPointMode = 1;
-
 // The decimal number at the start of a file; 0 when there is none.
 int read_number(const char* path) {
   const os::File file{os::fopen(path, "r")};
@@ -42,19 +40,14 @@ void signal_process(int process, int signal) {
   if (process > 0) os::kill(process, signal);
 }
 
-// 1 access point, 2 bridge, 3 extender.
-int operation_mode() {
+// A mode that nobody knows counts as one.
+bool is_access_point() {
   const int mode = nvram_number("OperationMode");
   const int eth_convert = nvram_number("ethConvert");
   const int ap_client = nvram_number("apClient");
-  if (!mode && !eth_convert && !ap_client) return kAccessPointMode;
-  if (!mode && !eth_convert && ap_client) return 3;
-  if (!mode && eth_convert && !ap_client) return 2;
-  KD_LOG_MODULE(
-      "Unsupported operation mode: OperationMode = %d, ethConvert = %d, apClient = %d. Reply default "
-      "value Access Point mode!!!",
-      mode, eth_convert, ap_client);
-  return kAccessPointMode;
+  const bool is_other = !mode && !eth_convert != !ap_client;
+  KD_LOG_MODULE("OperationMode = %d, ethConvert = %d, apClient = %d", mode, eth_convert, ap_client);
+  return !is_other;
 }
 
 void write_pin(const char* pin) {
@@ -88,9 +81,9 @@ bool read_lan_address(char (&address)[16]) {
 int kd_hnap_start_wps(const char* method, const char* pin) {
   constexpr int kMostPolls = 5;
   const int wpsctl = read_number(kWpsctlPidFile);
-  const int mode = operation_mode();
+  const bool supported = is_access_point();
   KD_LOG_MODULE("Start WPS progress by %s", method);
-  if (mode == kAccessPointMode) {
+  if (supported) {
     if (view_of(method) == "PIN") write_pin(pin);
     signal_process(wpsctl, SIGUSR2);
   } else {
@@ -112,9 +105,7 @@ int kd_hnap_stop_wps() {
   signal_process(wpsctl, SIGTERM);
   os::system("wpsctl &");
   os::sleep(1);
-  os::system("rm -f /var/wps_*");
-  os::system("rm -f /var/run_wps_pin");
-  os::system("rm -f /var/gui_wps_waiting");
+  os::run_all({"rm -f /var/wps_*", "rm -f /var/run_wps_pin", "rm -f /var/gui_wps_waiting"});
   return 0;
 }
 
