@@ -56,9 +56,7 @@ bool has_length(const char* text, std::size_t least, std::size_t most) {
 }
 
 ReplyText refuse_settings(hnap_request& request) {
-  Reply reply{request, "SetDeviceSettings", Namespace::core};
-  reply.result("ERROR");
-  return reply.finish();
+  return Reply{request, "SetDeviceSettings", Namespace::core}.only("ERROR");
 }
 
 }  // namespace

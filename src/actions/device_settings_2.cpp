@@ -1,10 +1,9 @@
 // GetDeviceSettings2, SetDeviceSettings2: serial number, time zone and the web interface's language.
 #include "actions/arguments.hpp"
 #include "actions/kd_hnap_handler.hpp"
-#include "actions/locale.hpp"
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
-#include "platform/device_config.hpp"
+#include "lang/lang.hpp"
 #include "platform/identity.hpp"
 #include "platform/os.hpp"
 #include "xml/reply.hpp"
@@ -14,6 +13,48 @@ namespace {
 
 constexpr const char* kTimeZone = "UTC";
 constexpr const char* kOff = "false";
+
+// The store keeps a two-letter code of the web interface's language, the protocol speaks of locales.
+struct LocaleRow {
+  const char* name;
+  const char* language;
+};
+
+// In the order in which clients are told; the first is the default. Three names have no region.
+constexpr LocaleRow kLocales[] = {
+    {"en-us", "EN"}, {"da-dk", "DA"}, {"de-de", "DE"}, {"ru", "RU"},    {"sv-se", "SE"},
+    {"es-es", "ES"}, {"it-it", "IT"}, {"fr-fr", "FR"}, {"nl-nl", "NL"}, {"pt-pt", "PT"},
+    {"fr-ca", "CA"}, {"pl", "PL"},    {"tr", "TR"},    {"ar-sa", "SA"},
+};
+
+// Null for a language or a locale that is not in the table.
+const char* locale_of_language(const char* language) {
+  for (const LocaleRow& row : kLocales) {
+    if (view_of(language) == row.language) return row.name;
+  }
+  return nullptr;
+}
+
+const char* language_of_locale(const char* locale) {
+  for (const LocaleRow& row : kLocales) {
+    if (view_of(locale) == row.name) return row.language;
+  }
+  return nullptr;
+}
+
+// Stores a language code without committing it; "EN" in place of an unknown one.
+int kd_hnap_set_language(const char* code) {
+  if (!locale_of_language(code)) {
+    KD_LOG_MODULE("Unknow Language %s. set to default language EN !!!", code ? code : "");
+    code = kLocales[0].language;
+  }
+  return kd_set_nvram_config("Language", code);
+}
+
+// Loads the strings of the stored language; non-zero on success.
+int kd_hnap_init_language() {
+  return lang_init();
+}
 
 struct Settings {
   const char* username = "";
@@ -41,7 +82,6 @@ void report_unknown(const char* name) {
   os::print("ERROR: Unknow TAG = ");
   os::print(name);
   os::print("\n");
-  KD_LOG_MODULE("ERROR: Unknow TAG: %s\n", name);
 }
 
 void use_language(const char* code) {
@@ -85,8 +125,6 @@ ReplyText set_device_settings_2(hnap_request& request, const xml_element* action
                           text_argument("AutoAdjustDST", &wanted.auto_adjust_dst),
                           text_argument("Locale", &wanted.locale), text_argument("SSL", &wanted.ssl)};
   const ArgumentFault fault = read_arguments(action, arguments);
-  KD_LOG_MODULE("Username = %s\n", wanted.username);
-  KD_LOG_MODULE("TimeZone = %s\n", wanted.time_zone);
   if (fault) {
     if (fault.unknown_name) report_unknown(fault.unknown_name);
     return reply.error(fault.text);
@@ -97,8 +135,7 @@ ReplyText set_device_settings_2(hnap_request& request, const xml_element* action
   if (!code || view_of(wanted.ssl) != kOff) {
     // The message names the locale also when encryption was asked for.
     KD_LOG_MODULE("The locale %s doesn't be supported\n", wanted.locale);
-    reply.result("ERROR");
-    return reply.finish();
+    return reply.only("ERROR");
   }
   reply.result("OK");
   if (!reply.ready()) return reply.finish();  // out of memory: change nothing

@@ -5,18 +5,6 @@
 #include "xml/reply.hpp"
 
 namespace kd {
-namespace {
-
-constexpr std::size_t kMostReply = 2'100'000;  // terminator included
-
-ReplyText refuse_size(hnap_request& request) {
-  Reply reply{request, "DownloadSpeedTest", namespace_of(request)};
-  reply.result("ERROR_BUFFER_TOO_LARGE");
-  return reply.finish();
-}
-
-}  // namespace
-
 ReplyText download_speed_test(hnap_request& request, const xml_element* action) {
   Reply reply{request, "DownloadSpeedTest", namespace_of(request)};
   const char* bytes = "";
@@ -34,11 +22,13 @@ ReplyText download_speed_test(hnap_request& request, const xml_element* action) 
     KD_LOG_HANDLER("BufferSize (%s) <= 0 is invalid", buffer_size);
     return reply.error();
   }
-  KD_LOG_HANDLER("Bytes = %s, BufferSize = %s", bytes, buffer_size);
   reply.result("OK");
   reply.leaf("ByteStream", "");
+  constexpr std::size_t kMostReply = 2'100'000;  // terminator included
   const auto filler = static_cast<std::size_t>(count);
-  if (reply && filler && !reply.fits(kMostReply, filler)) return refuse_size(request);
+  if (reply && filler && !reply.fits(kMostReply, filler)) {
+    return Reply{request, "DownloadSpeedTest", namespace_of(request)}.only("ERROR_BUFFER_TOO_LARGE");
+  }
   return reply.finish(filler);
 }
 

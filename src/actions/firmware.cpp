@@ -63,9 +63,7 @@ ReplyText firmware_upload(hnap_request& request, const xml_element*) {
     KD_LOG_MODULE("Firmware upgrade fail, abort...");
     release_site_survey();
   }
-  Reply reply{request, "FirmwareUpload", Namespace::core};
-  reply.result(upgraded ? "REBOOT" : "ERROR");
-  return reply.finish();
+  return Reply{request, "FirmwareUpload", Namespace::core}.only(upgraded ? "REBOOT" : "ERROR");
 }
 
 ReplyText get_firmware_settings(hnap_request& request, const xml_element*) {

@@ -1,6 +1,5 @@
 // GetNetworkStats.
 #include "actions/kd_hnap_handler.hpp"
-#include "base/debug_log.hpp"
 #include "platform/if_statistics.hpp"
 #include "xml/reply.hpp"
 
@@ -31,8 +30,6 @@ ReplyText get_network_stats(hnap_request& request, const xml_element*) {
   if (failed) return reply.finish();
   add_port(reply, wireless);
   add_port(reply, wired);
-  KD_LOG_HANDLER("Rx Packets: %u", wired.received_packets);
-  KD_LOG_HANDLER("Tx Packets: %u", wired.sent_packets);
   return reply.finish();
 }
 

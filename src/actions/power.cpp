@@ -6,23 +6,17 @@
 
 namespace kd {
 ReplyText is_device_ready(hnap_request& request, const xml_element*) {
-  Reply reply{request, "IsDeviceReady", Namespace::core};
-  reply.result(is_device_started() ? "OK" : "ERROR");
-  return reply.finish();
+  return Reply{request, "IsDeviceReady", Namespace::core}.only(is_device_started() ? "OK" : "ERROR");
 }
 
 ReplyText reboot_dev(hnap_request& request, const xml_element*) {
-  Reply reply{request, "Reboot", Namespace::core};
-  reply.result("REBOOT");
-  ReplyText text = reply.finish();
+  ReplyText text = Reply{request, "Reboot", Namespace::core}.only("REBOOT");
   if (!request.hnap_error_flag) request.module.hnap_reboot_flag = true;
   return text;
 }
 
 ReplyText restore_factory_defaults(hnap_request& request, const xml_element*) {
-  Reply reply{request, "RestoreFactoryDefaults", Namespace::core};
-  reply.result("REBOOT");
-  ReplyText text = reply.finish();
+  ReplyText text = Reply{request, "RestoreFactoryDefaults", Namespace::core}.only("REBOOT");
   if (!request.hnap_error_flag) kd_hnap_reset_device();
   return text;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/device_config.hpp"
+#include "platform/identity.hpp"
 #include "xml/reply.hpp"
 
 namespace kd {

@@ -27,14 +27,12 @@ struct NetworkChoice {
 
 const char* accept_network_type(const xml_element& element, void*) {
   if (view_of(element.text) == kOnlyNetworkType) return nullptr;
-  KD_LOG_HANDLER("ERROR:Unknow setting %s for NetworkType", element.text ? element.text : "");
   return "ERROR_NETWORK_TYPE_NOT_SUPPORTED";
 }
 
 const char* accept_security_enabled(const xml_element& element, void* target) {
   const std::string_view text = view_of(element.text);
   if (element.text && text != "true" && text != "false") {
-    KD_LOG_HANDLER("ERROR:Unknow setting %s for SecurityEnabled\n", element.text);
     return kGenericError;
   }
   *static_cast<int*>(target) = text == "true";
@@ -54,14 +52,7 @@ const char* read_choice(const xml_element* action, bool with_band, NetworkChoice
       text_argument("Band", &choice.band),
   };
   const std::size_t count = std::size(arguments) - (with_band ? 0 : 1);
-  const ArgumentFault fault = read_arguments(action, {arguments, count});
-  if (!with_band) KD_LOG_HANDLER("SSID = %s", choice.ssid);
-  if (fault.unknown_name) {
-    KD_LOG_HANDLER("ERROR:Unknow setting %s", fault.unknown_name);
-  } else if (fault.missing) {
-    KD_LOG_HANDLER("ERROR: Got a NULL request");
-  }
-  return fault.text;
+  return read_arguments(action, {arguments, count}).text;
 }
 
 // Returns null, or the text of the error reply.
@@ -92,10 +83,6 @@ repeater_settings settings_of(const NetworkChoice& choice) {
     copy_text(settings.key, view_of(choice.key));
   }
   return settings;
-}
-
-const char* yes_or_no(bool value) {
-  return value ? "true" : "false";
 }
 
 const char* outcome_name(int outcome) {
@@ -137,22 +124,13 @@ ReplyText get_wireless_client_settings(hnap_request& request, const xml_element*
   repeater_settings settings{};
   kd_hnap_get_repeater_settings(settings);
   reply.result("OK");
-  const char* enabled = yes_or_no(settings.security_enabled != 0);
-  const char* connected = yes_or_no(settings.connected != 0);
-  KD_LOG_HANDLER("SSID = %s", settings.ssid);
   reply.encoded_leaf("SSID", settings.ssid);
-  KD_LOG_HANDLER("NetworkType = %s", settings.network_type);
   reply.leaf("NetworkType", settings.network_type);
-  KD_LOG_HANDLER("SecurityEnabled = %s", enabled);
-  reply.leaf("SecurityEnabled", enabled);
-  KD_LOG_HANDLER("SecurityType = %s\n", settings.security_type);
+  reply.leaf("SecurityEnabled", settings.security_enabled ? "true" : "false");
   reply.leaf("SecurityType", settings.security_type);
-  KD_LOG_HANDLER("Encryption = %s\n", settings.encryption);
   reply.leaf("Encryption", settings.encryption);
-  KD_LOG_HANDLER("Key = %s", settings.key);
   reply.encoded_leaf("Key", settings.key);
-  KD_LOG_HANDLER("Connected = %s", connected);
-  reply.leaf("Connected", connected);
+  reply.leaf("Connected", settings.connected ? "true" : "false");
   return reply.finish();
 }
 

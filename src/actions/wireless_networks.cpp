@@ -24,10 +24,7 @@ ReplyText answer_networks(hnap_request& request, const char* action, bool with_b
   Reply reply{request, action, namespace_of(request)};
   if (!reply) return reply.finish();  // out of memory: spare the radio a scan
   site_survey_list list;
-  if (kd_hnap_repeater_get_networks(list) < 0) {
-    reply.result("ERROR");
-    return reply.finish();
-  }
+  if (kd_hnap_repeater_get_networks(list) < 0) return reply.only("ERROR");
   KD_LOG_HANDLER("Scan completed. There are %d AP information in list", list.count);
   reply.result("OK");
   reply.open("WirelessNetworkList");

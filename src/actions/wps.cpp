@@ -17,18 +17,6 @@ const char* accept_method(const xml_element& element, void* target) {
   return nullptr;
 }
 
-void log_fault(const xml_element* action, const ArgumentFault& fault) {
-  if (!action) {
-    KD_LOG_HANDLER("curr_rqst is NULL -3 !!!");
-  } else if (fault.missing) {
-    KD_LOG_HANDLER("curr_rqst is NULL -4 !!!");
-  } else if (fault.unknown_name) {
-    KD_LOG_HANDLER("Unknow tag name %s !!!", fault.unknown_name);
-  } else {
-    KD_LOG_HANDLER("Method is NULL !!!");
-  }
-}
-
 bool is_valid_pin(const char* pin) {
   constexpr std::size_t kDigits = 8;
   if (std::strlen(pin) < kDigits) {
@@ -66,13 +54,7 @@ ReplyText start_wps(hnap_request& request, const xml_element* action) {
   const char* bssid = "";
   Argument arguments[] = {
       {"Method", accept_method, &method}, text_argument("PIN", &pin), text_argument("BSSID", &bssid)};
-  if (const ArgumentFault fault = read_arguments(action, arguments)) {
-    log_fault(action, fault);
-    return reply.error(fault.text);
-  }
-  KD_LOG_HANDLER("HNAP client request to use WPS %s", method);
-  KD_LOG_HANDLER("PIN Code = %s", pin);
-  KD_LOG_HANDLER("BSSID = %s", bssid);
+  if (const ArgumentFault fault = read_arguments(action, arguments)) return reply.error(fault.text);
   if (!is_valid_session(method, pin, bssid)) return reply.error();
   reply.result("OK");
   if (!reply.ready()) return reply.finish();  // out of memory: change nothing

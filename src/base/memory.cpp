@@ -2,16 +2,8 @@
 
 #include <cstring>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KD_LEAK_CHECKED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KD_LEAK_CHECKED 1
-#endif
-#endif
-#ifdef KD_LEAK_CHECKED
-#include <sanitizer/lsan_interface.h>
-#endif
+// Of the leak checker, where there is one.
+extern "C" __attribute__((weak)) void __lsan_ignore_object(const void* block);
 
 namespace kd {
 
@@ -23,10 +15,8 @@ HeapText copy_of(std::string_view text) {
   return copy;
 }
 
-void outlives_request([[maybe_unused]] void* block) {
-#ifdef KD_LEAK_CHECKED
-  __lsan_ignore_object(block);
-#endif
+void outlives_request(void* block) {
+  if (__lsan_ignore_object) __lsan_ignore_object(block);
 }
 
 }  // namespace kd

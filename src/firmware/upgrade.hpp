@@ -1,6 +1,7 @@
-// From an uploaded image to a written flash partition.
+// From an uploaded image to a written flash partition. A program in the background writes it.
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 #include "firmware/image.hpp"
@@ -17,5 +18,13 @@ int kd_hnap_is_valid_firmware(std::span<const unsigned char> image);
 
 // The same with the reason: the first check that fails.
 ImageFault check_image(std::span<const unsigned char> image);
+
+// Starts the writer for the image file, which is `length` bytes long, and waits for it: without an end while
+// it reports anything below 100, for about 30 seconds when it reports nothing.
+//   returns  the last progress: 100 or more when the image is written
+int kd_hnap_program_firmware(std::size_t length);
+
+// Percentage that the writer reported last; -1 while there is no progress file.
+int kd_get_firmware_upgrade_progress();
 
 }  // namespace kd

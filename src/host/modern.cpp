@@ -1,8 +1,26 @@
-// Binding to lighttpd 1.4.61 and later.
-#include "host/modern_headers.hpp"
+// Binding to lighttpd 1.4.61 and later, whose headers are C.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
 
 #include "base/debug_log.hpp"
 #include "module/mod_kd_hnap.hpp"
+
+extern "C" {
+#define restrict __restrict__
+#include "first.h"
+
+#include "array.h"
+#include "base.h"
+#include "buffer.h"
+#include "chunk.h"
+#include "http_header.h"
+#include "log.h"
+#include "plugin.h"
+#undef restrict
+#undef static_assert
+}
 
 // The server's headers and this build must agree on these records; the version number guards the rest.
 static_assert(offsetof(connection, request) == 0);

@@ -7,10 +7,10 @@
 #include <span>
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
 #include "platform/nvram_config.hpp"
 #include "platform/os.hpp"
+#include "platform/shell.hpp"
 
 namespace kd {
 namespace {

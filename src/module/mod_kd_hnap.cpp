@@ -7,7 +7,6 @@
 #include "platform/markers.hpp"
 #include "platform/nvram_config.hpp"
 #include "platform/restart.hpp"
-#include "platform/wireless_reload.hpp"
 
 namespace kd {
 namespace {

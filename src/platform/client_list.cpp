@@ -9,8 +9,8 @@
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
+#include "platform/shell.hpp"
 #include "platform/station_table.hpp"
 
 namespace kd {

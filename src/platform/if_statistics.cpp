@@ -65,24 +65,10 @@ void scan_if_line(const char* line, IfStatistics& record) {
 }
 
 const char* wireless_port_name(int mode) {
-  switch (mode) {
-    case 0:
-    case 4:
-      return "WLAN 802.11g";
-    case 1:
-      return "WLAN 802.11b";
-    case 2:
-      return "WLAN 802.11a";
-    case 6:
-    case 7:
-    case 8:
-    case 9:
-    case 10:
-    case 11:
-      return "WLAN 802.11n";
-    default:
-      return nullptr;
-  }
+  if (mode >= 6 && mode <= 11) return "WLAN 802.11n";
+  if (mode == 0 || mode == 4) return "WLAN 802.11g";
+  if (mode == 1) return "WLAN 802.11b";
+  return mode == 2 ? "WLAN 802.11a" : nullptr;
 }
 
 }  // namespace kd

@@ -1,9 +1,9 @@
 #include "platform/markers.hpp"
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
 #include "platform/os.hpp"
+#include "platform/shell.hpp"
 
 namespace kd {
 

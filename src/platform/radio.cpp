@@ -26,8 +26,6 @@ static_assert(sizeof(WirelessRequest) == 32);
 constexpr unsigned long kEepromRequest = 0x8BE7;
 constexpr unsigned long kStatusRequest = 0x8BE1;
 constexpr unsigned kRepeaterStatus = 0x060B;
-constexpr unsigned long kWscRequest = 0x8BEE;
-constexpr unsigned kWscStatusCommand = 0x0751;
 
 class DriverSocket {
  public:
@@ -53,43 +51,39 @@ class DriverSocket {
   int socket_;
 };
 
-struct EepromAnswer {
-  enum { kNoSocket, kRefused, kAnswered } status;
-  int word;
-};
-
-EepromAnswer read_eeprom(const char* offset, const char* ifname) {
+// `report` is told of a failure, and whether the socket had been opened.
+int read_eeprom(const char* offset, const char* ifname, void (*report)(bool opened)) {
   const DriverSocket driver;
-  if (!driver) return {EepromAnswer::kNoSocket, -1};
+  if (!driver) {
+    report(false);
+    return -1;
+  }
   char text[4096] = {};
   copy_text(text, view_of(offset));
-  if (!driver.ask(ifname, kEepromRequest, text, std::strlen(text) + 1, 0)) return {EepromAnswer::kRefused, 0};
+  if (!driver.ask(ifname, kEepromRequest, text, std::strlen(text) + 1, 0)) {
+    report(true);
+    return 0;
+  }
   text[sizeof text - 1] = '\0';
-
   int zero = 0, second_zero = 0;
   unsigned at = 0, word = 0;
   const int fields = std::sscanf(text, "\n[%dx%04X]:%dx%X ", &zero, &at, &second_zero, &word);
-  return {EepromAnswer::kAnswered, fields == 4 ? static_cast<int>(word) : 0};
+  return fields == 4 ? static_cast<int>(word) : 0;
 }
 
 }  // namespace
 
 int getEEPROM(const char* offset) {
-  const EepromAnswer answer = read_eeprom(offset, "ra0");
-  if (answer.status == EepromAnswer::kNoSocket) os::print("\nrtuser::error::Open socket error!\n");
-  if (answer.status == EepromAnswer::kRefused) os::print("\nrtuser::error::get eeprom\n");
-  return answer.word;
+  return read_eeprom(offset, "ra0", [](bool opened) {
+    os::print(opened ? "\nrtuser::error::get eeprom\n" : "\nrtuser::error::Open socket error!\n");
+  });
 }
 
 int kd_get_eeprom(const char* offset, const char* ifname) {
-  const EepromAnswer answer = read_eeprom(offset, ifname);
-  if (answer.status == EepromAnswer::kNoSocket) {
-    KD_LOG_MODULE("Error while open socket for read EEPROM !!!");
-  }
-  if (answer.status == EepromAnswer::kRefused) {
-    KD_LOG_MODULE("Error while read EEPROM !!!");
-  }
-  return answer.word;
+  return read_eeprom(offset, ifname, []([[maybe_unused]] bool opened) {
+    KD_LOG_MODULE("%s",
+                  opened ? "Error while read EEPROM !!!" : "Error while open socket for read EEPROM !!!");
+  });
 }
 
 std::uint32_t RP_getRPStatus(const char* ifname) {
@@ -108,14 +102,6 @@ int getAPClientStatus() {
   char text[256];
   if (pipe) os::fread(text, sizeof text, pipe.get());
   return 1;
-}
-
-std::uint32_t kd_get_wsc_status(const char* ifname) {
-  std::uint32_t status = 0;
-  const DriverSocket driver;
-  if (driver && driver.ask(ifname, kWscRequest, &status, sizeof status, kWscStatusCommand)) return status;
-  KD_LOG_MODULE("ioctl error when get wsc status");
-  return 0;
 }
 
 }  // namespace kd

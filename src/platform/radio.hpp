@@ -23,9 +23,4 @@ std::uint32_t RP_getRPStatus(const char* ifname);
 // Whether the repeater client is connected: 1 or 0. A device that is no repeater never is.
 int getAPClientStatus();
 
-// The driver's WPS status of an interface.
-//   returns  0 when there is no socket or the request failed
-//   source   private wireless request 0x8BEE, sub-command 0x0751, 4-byte result
-std::uint32_t kd_get_wsc_status(const char* ifname);
-
 }  // namespace kd

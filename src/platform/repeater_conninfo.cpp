@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
 #include "platform/nvram_config.hpp"
 #include "platform/radio.hpp"

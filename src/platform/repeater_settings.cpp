@@ -3,9 +3,9 @@
 #include <cstdio>
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/nvram_config.hpp"
 #include "platform/radio.hpp"
+#include "platform/shell.hpp"
 
 namespace kd {
 namespace {

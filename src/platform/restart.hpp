@@ -15,6 +15,11 @@ void kd_hnap_reset_device();
 // Starts the network anew.
 void reload_network();
 
+// Makes a chosen upstream network take effect: finds it, commits the store and starts the radio anew. Takes 2
+// seconds and the commands' own time.
+//   caller  is named on the console
+void reload_wireless(const char* caller);
+
 // Ends the daemons beside the radio: LEDs, names, channel choice, WPS.
 void kill_daemon();
 

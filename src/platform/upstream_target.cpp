@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
 #include "platform/nvram_config.hpp"
+#include "platform/shell.hpp"
 #include "platform/site_survey.hpp"
 
 namespace kd {

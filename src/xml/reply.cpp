@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "base/debug_log.hpp"
 #include "xml/xml_encode.hpp"
 
 namespace kd {
@@ -36,23 +37,20 @@ void Reply::result(const char* text) {
   leaf(result_name_, text);
 }
 
-const char* Reply::leaf(const char* name, const char* text) {
-  if (failed_) return "";
-  const xml_element* element = push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)));
-  if (element) return element->text;
-  fail();
-  return "";
+void Reply::leaf(const char* name, const char* text) {
+  if (failed_) return;
+  KD_LOG_HANDLER("%s = %s", name, text);
+  if (!push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)))) fail();
 }
 
-const char* Reply::encoded_leaf(const char* name, const char* text) {
-  const EncodedText encoded{text};
-  return leaf(name, encoded.get());
+void Reply::encoded_leaf(const char* name, const char* text) {
+  leaf(name, EncodedText{text}.get());
 }
 
-const char* Reply::number_leaf(const char* name, long long value) {
+void Reply::number_leaf(const char* name, long long value) {
   char text[24];
   std::snprintf(text, sizeof text, "%lld", value);
-  return leaf(name, text);
+  leaf(name, text);
 }
 
 void Reply::open(const char* name) {
@@ -81,6 +79,11 @@ ReplyText Reply::error(const char* text) {
   if (failed_) return report_memory_error(request_);
   xml_element* result = new_xml_element(tree_.get(), result_name_);
   return kd_hnap_report_HNAP_error_owntext(request_, tree_.get(), result, text);
+}
+
+ReplyText Reply::only(const char* text) {
+  result(text);
+  return finish();
 }
 
 void Reply::fail() {

@@ -30,10 +30,9 @@ class Reply {
 
   // The result element, named after the action.
   void result(const char* text);
-  // These return the text as it stands in the reply, empty after a failure.
-  const char* leaf(const char* name, const char* text);
-  const char* encoded_leaf(const char* name, const char* text);
-  const char* number_leaf(const char* name, long long value);
+  void leaf(const char* name, const char* text);
+  void encoded_leaf(const char* name, const char* text);
+  void number_leaf(const char* name, long long value);
   void open(const char* name);
   void close();
 
@@ -49,6 +48,8 @@ class Reply {
   // exist in the finished text only. `error` makes `text` the result of a reply that holds nothing else.
   ReplyText finish(std::size_t filler = 0);
   ReplyText error(const char* text = kGenericError);
+  // Ends a reply that holds nothing but its result, which is no error of the protocol.
+  ReplyText only(const char* text);
 
  private:
   void fail();
