@@ -13,7 +13,8 @@ using Shell = DeviceTest;
 __attribute__((format(printf, 3, 4))) int print(heap_text& text, int limit, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  char* result = nullptr;
+  char unset = 0;
+  char* result = &unset;
   const int length = fmtValloc(&result, limit, format, arguments);
   va_end(arguments);
   text.reset(result);
