@@ -17,7 +17,7 @@ int fmtValloc(char** result, int limit, const char* format, va_list arguments) {
   *result = nullptr;
   if (limit < 1) return 0;
   const std::size_t room = static_cast<std::size_t>(limit);
-  heap_text text{static_cast<char*>(std::malloc(room))};
+  HeapText text{static_cast<char*>(std::malloc(room))};
   if (!text) return 0;
   const int length = std::vsnprintf(text.get(), room, format, arguments);
   if (length < 0) return 0;
