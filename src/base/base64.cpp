@@ -74,11 +74,11 @@ DecodedText b64_decode_strict(std::string_view input) {
   for (const char c : input) {
     if (value_of(c) == kOutside) return {};
   }
-  const std::size_t capacity = input.size() / 4 * 3 + 3;
+  const std::size_t room = input.size() / 4 * 3 + 3;  // terminator included
   DecodedText decoded;
-  decoded.text.reset(static_cast<char*>(std::malloc(capacity + 1)));
+  decoded.text.reset(static_cast<char*>(std::malloc(room)));
   if (!decoded.text) return {};
-  decoded.size = b64_decode(input, reinterpret_cast<unsigned char*>(decoded.text.get()), capacity);
+  decoded.size = b64_decode(input, reinterpret_cast<unsigned char*>(decoded.text.get()), room - 1);
   decoded.text.get()[decoded.size] = '\0';
   return decoded;
 }

@@ -7,17 +7,17 @@ namespace {
 
 constexpr std::size_t kStep = 24;  // bytes at a time
 
-using table = std::array<std::uint32_t, 256>;
-using step_tables = std::array<table, kStep>;
+using Table = std::array<std::uint32_t, 256>;
+using StepTables = std::array<Table, kStep>;
 
-std::uint32_t take_byte(const table& single, std::uint32_t crc, std::uint32_t byte) {
+std::uint32_t take_byte(const Table& single, std::uint32_t crc, std::uint32_t byte) {
   return crc >> 8 ^ single[(crc ^ byte) & 0xFF];
 }
 
 // One table for each place in a step: what a byte there leaves in the checksum at the step's end. The last
 // one is the table of a single byte.
-step_tables make_tables() {
-  step_tables tables;
+StepTables make_tables() {
+  StepTables tables;
   for (std::uint32_t byte = 0; byte < 256; ++byte) {
     std::uint32_t crc = byte;
     for (int bit = 0; bit < 8; ++bit) crc = crc & 1 ? crc >> 1 ^ 0xEDB88320 : crc >> 1;
@@ -36,7 +36,7 @@ std::uint32_t word_at(const unsigned char* bytes) {
          static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
 }
 
-std::uint32_t look_up(const table* tables, std::uint32_t word) {
+std::uint32_t look_up(const Table* tables, std::uint32_t word) {
   return (tables[0][word & 0xFF] ^ tables[1][word >> 8 & 0xFF]) ^
          (tables[2][word >> 16 & 0xFF] ^ tables[3][word >> 24]);
 }
@@ -44,7 +44,7 @@ std::uint32_t look_up(const table* tables, std::uint32_t word) {
 }  // namespace
 
 std::uint32_t crc32(std::uint32_t previous, const unsigned char* data, std::size_t length) {
-  const step_tables tables = make_tables();
+  const StepTables tables = make_tables();
   std::uint32_t crc = ~previous;
   for (; length >= kStep; data += kStep, length -= kStep) {
     // Only the first word waits for the step before. Words alone or bytes alone would be slower.

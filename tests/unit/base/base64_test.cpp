@@ -36,7 +36,7 @@ TEST(Base64, Decodes) {
     std::string text{row.encoded};
     const std::size_t size = b64_decode(text, reinterpret_cast<unsigned char*>(text.data()), row.capacity);
     EXPECT_EQ(text.substr(0, size), row.decoded) << row.name;
-    const decoded_text strict = b64_decode_strict(row.encoded);
+    const DecodedText strict = b64_decode_strict(row.encoded);
     const bool whole = row.capacity == 48;
     EXPECT_EQ(strict.text != nullptr, row.clean) << row.name;
     EXPECT_TRUE(!row.clean || !whole || std::string(strict.text.get(), strict.size) == row.decoded)

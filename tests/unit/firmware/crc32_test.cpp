@@ -1,6 +1,8 @@
 #include "firmware/crc32.hpp"
 
-#include "support/cases.hpp"
+#include <gtest/gtest.h>
+
+#include <string>
 
 namespace kd::test {
 namespace {

@@ -10,10 +10,11 @@ namespace {
 
 using Shell = DeviceTest;
 
-__attribute__((format(printf, 3, 4))) int print(heap_text& text, int limit, const char* format, ...) {
+__attribute__((format(printf, 3, 4))) int print(HeapText& text, int limit, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  char* result = nullptr;
+  char unset = 0;
+  char* result = &unset;
   const int length = fmtValloc(&result, limit, format, arguments);
   va_end(arguments);
   text.reset(result);
@@ -25,7 +26,7 @@ TEST_F(Shell, FormatsUpToTheLimit) {
     int limit;
     const char* kept;
   } rows[] = {{-1, nullptr}, {0, nullptr}, {1, ""}, {2, "a"}, {4, "ab7"}, {5, "ab7c"}};
-  heap_text text;
+  HeapText text;
   for (const auto& row : rows) {
     EXPECT_EQ(print(text, row.limit, "%s%dc", "ab", 7), row.kept ? 4 : 0) << row.limit;
     EXPECT_STREQ(text.get(), row.kept) << row.limit;
