@@ -96,7 +96,8 @@ bool contains_ignoring_case(std::string_view text, std::string_view part) {
   return false;
 }
 
-bool Text::grow(std::size_t more) {
+bool Text::reserve(std::size_t more) {
+  if (capacity_ - size_ > more) return true;
   if (failed_) return false;
   // Doubling keeps a long chain of appends linear; a single large reservation is taken as it is.
   const std::size_t needed = size_ + more + 1;
@@ -113,6 +114,19 @@ bool Text::grow(std::size_t more) {
   capacity_ = capacity;
   text_.get()[size_] = '\0';
   return true;
+}
+
+char* Text::extend(std::size_t more) {
+  if (!reserve(more)) return nullptr;
+  char* room = text_.get() + size_;
+  size_ += more;
+  text_.get()[size_] = '\0';
+  return room;
+}
+
+void Text::append(std::string_view text) {
+  char* room = extend(text.size());
+  if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
 }
 
 void Text::shrink(std::size_t size) {

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 #include "base/memory.hpp"
@@ -71,21 +70,12 @@ class Text {
   Text& operator=(const Text&) = delete;
 
   // Room for `more` further bytes in one step.
-  bool reserve(std::size_t more) { return capacity_ - size_ > more || grow(more); }
+  bool reserve(std::size_t more);
   // Adds `more` bytes for the caller to write, zeroed terminator behind them; null when memory is short.
-  char* extend(std::size_t more) {
-    if (!reserve(more)) return nullptr;
-    char* room = text_.get() + size_;
-    size_ += more;
-    text_.get()[size_] = '\0';
-    return room;
-  }
+  char* extend(std::size_t more);
   // Drops what lies behind `size` bytes; nothing when there is less.
   void shrink(std::size_t size);
-  void append(std::string_view text) {
-    char* room = extend(text.size());
-    if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
-  }
+  void append(std::string_view text);
   void fill(char byte, std::size_t count) { insert(size_, byte, count); }
   // Puts `count` copies of one byte before the one at `at`.
   void insert(std::size_t at, char byte, std::size_t count);
@@ -97,8 +87,6 @@ class Text {
   HeapText release();
 
  private:
-  bool grow(std::size_t more);
-
   HeapText text_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;  // terminator included
