@@ -24,9 +24,23 @@ std::string absolute(const std::string& path) {
   return fs::absolute(path).lexically_normal().string();
 }
 
+// A built server brings its own modules, ours among them; for another processor also the libraries.
+void take_server(Options& options) {
+  const std::string prefix = absolute(options.server_prefix);
+  options.server_prefix = prefix;
+  options.server = prefix + "/sbin/lighttpd";
+  options.server_modules = prefix + "/lib/lighttpd";
+  if (options.module.empty()) options.module = options.server_modules + "/mod_kd_hnap.so";
+  const std::string preload = prefix + "/lib/libkd_preload.so";
+  const std::string store = prefix + "/lib/libnvram.so";
+  if (options.preload.empty() && fs::exists(preload)) options.preload = preload;
+  if (options.store_library.empty() && fs::exists(store)) options.store_library = store;
+}
+
 // Paths as the device's first process needs them; defaults lie beside this program.
 void complete(Options& options) {
   const std::string libraries = install_prefix() + "/lib";
+  if (!options.server_prefix.empty()) take_server(options);
   if (options.module.empty()) options.module = libraries + "/mod_kd_hnap.so";
   if (options.preload.empty()) options.preload = libraries + "/libkd_preload.so";
   if (options.store_library.empty()) options.store_library = libraries + "/libnvram.so";
@@ -86,6 +100,8 @@ class CommandLine {
                   "Start from the scenario: forget the store and the radio of earlier runs");
     run->add_option("--module", options_.module,
                     "mod_kd_hnap.so (default ../lib); \"none\": the bare server");
+    run->add_option("--server", options_.server_prefix,
+                    "Prefix of a web server that scripts/server built; it brings its own module");
     run->add_option("--host-lighttpd", options_.server, "Web server (default /usr/sbin/lighttpd)");
     run->add_option("--server-modules", options_.server_modules, "Directory of the web server's own modules");
     run->add_option("--server-config", options_.server_config,
