@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstring>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -138,8 +139,12 @@ pid_t Init::spawn(const std::vector<std::string>& command, bool web_server) {
 
 void Init::start_server() {
   server_start_ = Clock::now();
-  server_ = spawn(
-      {arguments_.text("server"), "-D", "-f", "/etc/lighttpd.conf", "-m", layout::kServerDirectory}, true);
+  std::vector<std::string> command;
+  std::istringstream emulator(arguments_.text("emulator"));
+  for (std::string word; emulator >> word;) command.push_back(word);
+  command.insert(command.end(), {arguments_.text("server"), "-D", "-f", "/etc/lighttpd.conf", "-m",
+                                 layout::kServerDirectory});
+  server_ = spawn(command, true);
 }
 
 void Init::report_ready() {

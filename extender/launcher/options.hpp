@@ -9,6 +9,7 @@ namespace kd {
 
 struct Options {
   std::string server = "/usr/sbin/lighttpd";
+  std::string server_prefix;        // where a server was built with its module and libraries; empty: Debian's
   std::string server_modules;       // directory of the server's own modules; empty: where Debian has them
   std::string server_config;        // more lines of the web server's configuration; empty: none
   std::string module;               // mod_kd_hnap.so; "none" boots the bare server

@@ -57,7 +57,7 @@ std::string install_prefix() {
 }
 
 std::string shared_directory() {
-  std::string directory = install_prefix() + "/share/extender";
+  std::string directory = install_prefix() + "/share/kd-extender";
   if (!fs::is_directory(directory + "/scenarios/home")) throw Failure("no scenarios in " + directory);
   return directory;
 }

@@ -129,11 +129,7 @@ static int answer_eeprom(struct iwreq* request) {
   return 0;
 }
 
-int ioctl(int fd, unsigned long request, ...) {
-  va_list arguments;
-  va_start(arguments, request);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
+static int answer(const char* name, int fd, unsigned long request, void* argument) {
   struct iwreq* wireless = argument;
 
   if (request == kLinkStateRequest && wireless->u.data.flags == kLinkStateCommand) {
@@ -144,8 +140,25 @@ int ioctl(int fd, unsigned long request, ...) {
   }
   if (request == kEepromRequest) return answer_eeprom(wireless);
   int (*call)(int, unsigned long, ...) = NULL;
-  *(void**)&call = real("ioctl");
+  *(void**)&call = real(name);
   return call(fd, request, argument);
+}
+
+#define TAKE_ARGUMENT(request)               \
+  va_list arguments;                         \
+  va_start(arguments, request);              \
+  void* argument = va_arg(arguments, void*); \
+  va_end(arguments);
+
+int ioctl(int fd, unsigned long request, ...) {
+  TAKE_ARGUMENT(request)
+  return answer("ioctl", fd, request, argument);
+}
+
+/* What a 32-bit program calls whose times have 64 bits. */
+int __ioctl_time64(int fd, unsigned long request, ...) {
+  TAKE_ARGUMENT(request)
+  return answer("__ioctl_time64", fd, request, argument);
 }
 
 /* The server's own socket becomes the launcher's. This serves every version of the server alike; only newer

@@ -18,7 +18,7 @@ constexpr const char* kConsole = "/dev/console";
 
 // No libc stream: handing one to libc behind the port's back would crash.
 std::FILE* handle_of(Stream* stream) {
-  return reinterpret_cast<std::FILE*>(stream);
+  return static_cast<std::FILE*>(static_cast<void*>(stream));
 }
 
 // The bytes that the next read may give. A read that goes wrong ends the stream, at once or after half of

@@ -17,10 +17,15 @@ namespace kd::test {
 namespace {
 
 constexpr int kNoTrace = 99;
+#ifdef SYS_mmap2
+constexpr long kMap = SYS_mmap2;
+#else
+constexpr long kMap = SYS_mmap;
+#endif
 
 // The end itself, and the heap's and the sanitizer's own calls: their failure is another test's business.
 bool can_fail(long call) {
-  constexpr long kNever[] = {SYS_exit_group, SYS_exit,        SYS_mmap,           SYS_munmap,
+  constexpr long kNever[] = {SYS_exit_group, SYS_exit,        kMap,               SYS_munmap,
                              SYS_mprotect,   SYS_brk,         SYS_mremap,         SYS_madvise,
                              SYS_futex,      SYS_sigaltstack, SYS_rt_sigprocmask, SYS_gettid};
   return std::find(std::begin(kNever), std::end(kNever), call) == std::end(kNever);
