@@ -134,8 +134,9 @@ void judge(const Reply& reply, const std::string& label, const std::string& flaw
   if (status == 401) throw Failure(Exit::credentials, label + ": user or password refused");
   const std::string action = visible(reply.action) + ": ";
   if (local_name(reply.response) == "Fault")
-    throw Failure(Exit::refused, action + "the device said: " +
-                                     visible(without_blanks_around(text_of(reply.response, "faultstring"))));
+    throw Failure(Exit::refused, action + "the device does not serve it (" +
+                                     visible(without_blanks_around(text_of(reply.response, "faultstring"))) +
+                                     ")");
   if (status != 200) {
     const std::string title = title_of_page(reply.http.body);
     if (status == 500)

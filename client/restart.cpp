@@ -45,20 +45,19 @@ double seconds_since(std::chrono::steady_clock::time_point start) {
 void wait_for_restart(Device& device, const std::string& what) {
   const auto start = std::chrono::steady_clock::now();
   Progress progress;
-  const auto show = [&](const char* state) {
-    progress.show(what + ": " + state + " (" + std::to_string(static_cast<int>(seconds_since(start))) +
-                  " s)");
+  const auto show = [&] {
+    progress.show(what + ", " + std::to_string(static_cast<int>(seconds_since(start))) + " s");
   };
   while (answers(device)) {
     if (seconds_since(start) > kGoesWithin)
       throw Failure(Exit::unreachable, device.label() + ": did not restart within a minute");
-    show("the device is about to restart");
+    show();
     std::this_thread::sleep_for(kPause);
   }
   while (!answers(device) || !is_ready(device)) {
     if (seconds_since(start) > kReturnsWithin)
       throw Failure(Exit::unreachable, device.label() + ": has not come back within five minutes");
-    show("waiting until the device is back");
+    show();
     std::this_thread::sleep_for(kPause);
   }
 }

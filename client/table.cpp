@@ -30,32 +30,35 @@ std::string coloured(const std::string& text, Colour colour, const Style& style)
   return std::string("\x1b[") + code + "m" + text + "\x1b[0m";
 }
 
-std::vector<int> Table::widths_for(const Style& style) const {
+std::vector<int> Table::natural_widths() const {
   std::vector<int> widths(columns_.size(), kAbsent);
   for (std::size_t column = 0; column < columns_.size(); ++column) {
     int widest = 0;
     for (const std::vector<Cell>& row : rows_) widest = std::max(widest, columns_of(row[column].text));
     if (widest > 0 || rows_.empty()) widths[column] = std::max(widest, columns_of(columns_[column].title));
   }
-  if (style.width == 0) return widths;
-  const auto shrink = [&](int narrowest) {
-    for (std::size_t column = columns_.size(); column-- > 0 && total(widths) > style.width;)
-      if (columns_[column].shrinks && widths[column] > narrowest)
-        widths[column] = std::max(narrowest, widths[column] - (total(widths) - style.width));
-  };
-  // A name is cut a little before a column goes, and a lot only when there is no other way.
-  shrink(2 * kNarrowest);
-  while (total(widths) > style.width) {
-    std::size_t leaves = columns_.size();
-    for (std::size_t column = 0; column < columns_.size(); ++column)
-      if (widths[column] != kAbsent && columns_[column].rank > 0 &&
-          (leaves == columns_.size() || columns_[column].rank > columns_[leaves].rank))
-        leaves = column;
-    if (leaves == columns_.size()) break;
-    widths[leaves] = kAbsent;
-  }
-  shrink(kNarrowest);
   return widths;
+}
+
+std::vector<int> Table::widths_for(const Style& style) const {
+  std::vector<int> natural = natural_widths();
+  if (style.width == 0) return natural;
+  for (;;) {
+    std::vector<int> widths = natural;
+    std::size_t leaves = columns_.size();  // the column that goes next
+    for (std::size_t column = 0; column < columns_.size(); ++column)
+      if (natural[column] != kAbsent &&
+          columns_[column].rank > (leaves == columns_.size() ? 0 : columns_[leaves].rank))
+        leaves = column;
+    for (std::size_t column = 0; column < columns_.size(); ++column) {
+      if (widths[column] == kAbsent || columns_[column].shrinks_to == 0) continue;
+      const int least = leaves == columns_.size() ? kNarrowest : columns_[column].shrinks_to;
+      const int excess = std::max(0, total(widths) - style.width);
+      widths[column] = std::max(std::min(widths[column], least), widths[column] - excess);
+    }
+    if (total(widths) <= style.width || leaves == columns_.size()) return widths;
+    natural[leaves] = kAbsent;
+  }
 }
 
 std::string Table::line_of(const std::vector<Cell>& row, const std::vector<int>& widths,

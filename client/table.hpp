@@ -19,7 +19,7 @@ struct Column {
   int rank =
       0;  // in a narrow terminal the columns of the highest rank are left out first; rank 0 always stays
   bool right = false;
-  bool shrinks = false;  // its texts may be cut
+  int shrinks_to = 0;  // columns that its texts may be cut to before another column is left out; 0: never
 };
 
 struct Cell {
@@ -38,6 +38,7 @@ class Table {
   void print(const Style& style, std::FILE* out) const;
 
  private:
+  std::vector<int> natural_widths() const;
   std::vector<int> widths_for(const Style& style) const;
   std::string line_of(const std::vector<Cell>& row, const std::vector<int>& widths, const Style& style) const;
 

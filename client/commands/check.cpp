@@ -153,13 +153,11 @@ Verdict check_action(Device& device, const std::string& action) {
   }
 }
 
-std::string told(const Problems& problems) {
-  std::string text;
-  for (std::size_t index = 0; index < std::min(problems.size(), kMostProblems); ++index)
-    text += (index ? "; " : "") + problems[index];
-  if (problems.size() > kMostProblems)
-    text += "; and " + std::to_string(problems.size() - kMostProblems) + " more";
-  return text;
+void print_problems(const Verdict& verdict) {
+  for (std::size_t index = 0; index < std::min(verdict.problems.size(), kMostProblems); ++index)
+    print(verdict.action + ": " + verdict.problems[index]);
+  if (verdict.problems.size() > kMostProblems)
+    print(verdict.action + ": and " + std::to_string(verdict.problems.size() - kMostProblems) + " more");
 }
 
 bool is_listed(const Reply& identity, std::string_view action) {
@@ -172,32 +170,37 @@ bool is_listed(const Reply& identity, std::string_view action) {
 
 void check(Context& context) {
   const Reply identity = context.device.identity();
-  // With a wrong password every other line would be the same.
+  // With a wrong password every line would be the same.
   context.device.call("IsDeviceReady");
+  std::vector<Verdict> verdicts;
+  {
+    Progress progress;
+    for (const ActionInfo& action : known_actions()) {
+      if (!action.safe || !is_listed(identity, action.name)) continue;
+      progress.show(std::string("Checking ") + action.name);
+      verdicts.push_back(check_action(context.device, action.name));
+    }
+  }
   Json list = Json::list();
-  Table table({{"ACTION", 0, false, true}, {"TIME", 1, true}, {"VERDICT"}});
-  Progress progress;
+  Table table({{"ACTION", 0, false, 32}, {"TIME", 1, true}, {"VERDICT"}});
   long bad = 0;
-  long all = 0;
-  for (const ActionInfo& action : known_actions()) {
-    if (!action.safe || !is_listed(identity, action.name)) continue;
-    progress.show(std::string("Checking ") + action.name);
-    const Verdict verdict = check_action(context.device, action.name);
+  for (const Verdict& verdict : verdicts) {
     const bool good = verdict.problems.empty();
-    ++all;
     bad += good ? 0 : 1;
     list.add(as_json(verdict.action, verdict.seconds, verdict.problems));
     table.add({{verdict.action},
                {decimal(verdict.seconds * 1000, 0) + " ms"},
-               {good ? "ok" : told(verdict.problems), good ? Colour::good : Colour::bad}});
+               {good ? "ok" : "wrong", good ? Colour::good : Colour::bad}});
   }
-  progress.clear();
-  if (context.json)
+  if (context.json) {
     print(list);
-  else
+  } else {
     table.print(context.style, stdout);
+    for (const Verdict& verdict : verdicts) print_problems(verdict);
+  }
   if (bad > 0)
-    throw Failure(Exit::refused, std::to_string(bad) + " of " + std::to_string(all) + " answers are wrong");
+    throw Failure(Exit::refused,
+                  std::to_string(bad) + " of " + std::to_string(verdicts.size()) + " answers are wrong");
 }
 
 }  // namespace hnap

@@ -151,7 +151,7 @@ void discover(const DiscoverOptions& options, bool json, const Style& style) {
   Json list = Json::list();
   long found = 0;
   Table table(
-      {{"ADDRESS"}, {"NAME", 0, false, true}, {"MODEL", 1}, {"TYPE", 3}, {"VENDOR", 4}, {"FIRMWARE", 2}});
+      {{"ADDRESS"}, {"NAME", 0, false, 16}, {"MODEL", 1}, {"TYPE", 3}, {"VENDOR", 4}, {"FIRMWARE", 2}});
   for (const std::unique_ptr<Candidate>& candidate : candidates) {
     if (!candidate->found) continue;
     const Reply& reply = candidate->reply;

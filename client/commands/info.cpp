@@ -69,7 +69,7 @@ void show_info(Context& context) {
 void list_actions(Context& context) {
   const std::vector<ListedAction> actions = listed_actions(context.device.identity());
   Json list = Json::list();
-  Table table({{"ACTION", 0, false, true}, {"WHAT IT DOES", 1}});
+  Table table({{"ACTION", 0, false, 32}, {"WHAT IT DOES", 1}});
   for (const ListedAction& action : actions) {
     const std::string purpose(purpose_of(action.name));
     list.add(std::move(

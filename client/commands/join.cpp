@@ -119,8 +119,7 @@ std::string wait_for_outcome(Context& context, const std::string& label) {
   Progress progress;
   std::string outcome;
   do {
-    progress.show(label + ": waiting for the radio (" +
-                  std::to_string(static_cast<int>(seconds_since(start))) + " s)");
+    progress.show(label + ", " + std::to_string(static_cast<int>(seconds_since(start))) + " s");
     std::this_thread::sleep_for(500ms);
     try {
       CallOptions options;

@@ -47,7 +47,7 @@ Json as_json(const Client& client) {
 void list_networks(Context& context) {
   const std::vector<Network> networks = survey(context.device);
   Json list = Json::list();
-  Table table({{"NAME", 0, false, true},
+  Table table({{"NAME", 0, false, 16},
                {"SIGNAL"},
                {"CHANNEL", 4, true},
                {"BAND", 2},
@@ -91,7 +91,7 @@ std::vector<Client> clients_of(Device& device) {
 void list_clients(Context& context) {
   const std::vector<Client> clients = clients_of(context.device);
   Json list = Json::list();
-  Table table({{"NAME", 0, false, true}, {"MAC"}, {"PORT", 1}, {"ACTIVE", 2}, {"SINCE", 3}});
+  Table table({{"NAME", 0, false, 16}, {"MAC"}, {"PORT", 1}, {"ACTIVE", 2}, {"SINCE", 3}});
   for (const Client& client : clients) {
     list.add(as_json(client));
     table.add({{visible(client.name)},

@@ -37,7 +37,7 @@ void restart_by(Context& context, const char* action, const RestartOptions& opti
     throw Failure(Exit::usage, "nothing was done");
   const auto start = std::chrono::steady_clock::now();
   context.device.call(action);
-  if (options.wait) wait_for_restart(context.device, context.device.label());
+  if (options.wait) wait_for_restart(context.device, "Restarting");
   const double seconds = seconds_since(start);
   print_done(
       context, Json::object().flag("back", options.wait).real("seconds", seconds),

@@ -47,14 +47,13 @@ void upload_firmware(Context& context, const UploadOptions& options) {
     if (!device.settings().timeout_given) call.timeout = kWritingTime;
     call.on_progress = [&](double sent, double to_send, double) {
       if (sent < to_send) return progress.bar("Sending", sent, to_send);
-      progress.show("The device checks and writes the image (" +
-                    std::to_string(static_cast<int>(seconds_since(start))) + " s)");
+      progress.show("Writing, " + std::to_string(static_cast<int>(seconds_since(start))) + " s");
     };
     device.call_with_body("FirmwareUpload", body_with(image), call);
   }
   std::string after;
   if (options.wait) {
-    wait_for_restart(device, "Image written");
+    wait_for_restart(device, "Restarting");
     after = device.identity()["FirmwareVersion"];
   }
   if (context.json)
