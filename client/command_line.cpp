@@ -222,7 +222,7 @@ void CommandLine::add_tools() {
       ->check(CLI::Range(1L, 65535L));
   search->callback([this] {
     chosen_ = [this] {
-      if (given_.timeout != 0) discover_.timeout = given_.timeout;
+      if (given_.timeout) discover_.timeout = *given_.timeout;
       discover(discover_, json_, style_of(1));
     };
   });

@@ -231,9 +231,9 @@ Settings settle(const Given& given, bool needs_host) {
   if (settings.user.empty()) settings.user = "admin";
 
   const std::string timeout = from_environment("HNAP_TIMEOUT");
-  settings.timeout_given = given.timeout != 0 || !timeout.empty() || !config["timeout"].empty();
-  if (given.timeout != 0)
-    settings.timeout = timeout_of(given.timeout, "--timeout");
+  settings.timeout_given = given.timeout || !timeout.empty() || !config["timeout"].empty();
+  if (given.timeout)
+    settings.timeout = timeout_of(*given.timeout, "--timeout");
   else if (!timeout.empty())
     settings.timeout = timeout_of(seconds_in(timeout), "HNAP_TIMEOUT");
   else if (!config["timeout"].empty())

@@ -10,7 +10,7 @@ namespace hnap {
 /// What the command line says.
 struct Given {
   std::string host, user, password_file, config_file;
-  double timeout = 0;  // seconds; 0: not given
+  std::optional<double> timeout;  // seconds
 };
 
 struct Settings {

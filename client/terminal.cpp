@@ -137,8 +137,8 @@ bool can_ask() {
 std::string ask(const std::string& question, bool secret, const std::string& otherwise) {
   Terminal terminal;
   if (!terminal.there()) throw Failure(Exit::usage, otherwise);
-  terminal.say(question);
   if (secret) terminal.echo_off();
+  terminal.say(question);
   std::string answer;
   if (!terminal.read_line(answer)) {
     if (!secret) terminal.say("\n");
