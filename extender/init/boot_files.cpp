@@ -69,6 +69,7 @@ std::string server_configuration(const Record& arguments) {
       "charset=utf-8\" )\n"
       "server.modules = ( \"mod_indexfile\", \"mod_staticfile\" )\n";
   if (arguments.flag("module", true)) text += "server.modules += ( \"mod_kd_hnap\" )\n";
+  text += std::string("include \"") + layout::kPagesConfig + "\"\n";
   if (exists(layout::kMoreServerConfig)) {
     text += std::string("include \"") + layout::kMoreServerConfig + "\"\n";
   }

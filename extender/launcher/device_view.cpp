@@ -70,6 +70,7 @@ std::vector<Source> sources(const Options& options, const State& state) {
       {shared_directory() + "/scenarios/home", layout::kHomeScenario},
       {exists(state.scenario() + "/web") ? state.scenario() + "/web" : shared_directory() + "/web",
        layout::kWeb},
+      {shared_directory() + "/pages.conf", layout::kPagesConfig},
       {state.flash(), layout::kFlash, true},
       {state.radio(), layout::kRadio, true},
   };

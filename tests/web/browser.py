@@ -1,0 +1,130 @@
+"""A real Chromium with the pages of a virtual extender in its tabs."""
+
+import base64
+import json
+import os
+import pathlib
+import shutil
+import tempfile
+import time
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.keys import Keys
+
+SCREENSHOTS = pathlib.Path(os.environ.get("KD_SCREENSHOTS", tempfile.gettempdir() + "/kd-pages"))
+SWITCHES = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking
+--disable-component-update --disable-sync --force-device-scale-factor=1"""
+# The first element with that text as its own, or with a label or an accessible name of it.
+FIND = """const [root, name] = arguments;
+const own = (it) => [...it.childNodes].filter((n) => n.nodeType === 3).map((n) => n.data).join("").trim();
+const seen = [...document.querySelectorAll(root)].filter((it) => it.checkVisibility());
+const found = seen.find((it) => own(it).startsWith(name)) ?? seen.find((it) => it.innerText.startsWith(name));
+return found?.tagName === "LABEL" ? found.querySelector("input, select") : found;"""
+
+
+class Browser:
+    def __init__(self):
+        self.profile = tempfile.mkdtemp()
+        options = webdriver.ChromeOptions()
+        options.binary_location = shutil.which("chromium")
+        for switch in [*SWITCHES.split(), f"--user-data-dir={self.profile}"]:
+            options.add_argument(switch)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+        self.driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
+        self.complaints = []
+
+    def open(self, url, width=1100, dark=False):
+        self.driver.switch_to.new_window("window")
+        return Tab(self, url, width, dark)
+
+    def console(self):
+        """What pages wrote to the console; the browser's own notes on refused requests are no fault of theirs."""
+        self.complaints += [e for e in self.driver.get_log("browser") if e["source"] not in ("network", "recommendation")]
+        return self.complaints
+
+    def requests(self):
+        """The URLs asked for since the last call."""
+        events = [json.loads(entry["message"])["message"] for entry in self.driver.get_log("performance")]
+        return [e["params"]["request"]["url"] for e in events if e["method"] == "Network.requestWillBeSent"]
+
+    def quit(self):
+        self.driver.quit()
+        shutil.rmtree(self.profile, ignore_errors=True)
+
+
+class Tab:
+    def __init__(self, browser, url, width, dark):
+        self.driver = browser.driver
+        self.handle = self.driver.current_window_handle
+        self.url = url
+        self.resize(width, dark)
+        self.driver.get(url)
+
+    def resize(self, width, dark):
+        size = {"width": width, "height": 760, "deviceScaleFactor": 1, "mobile": width < 500}
+        scheme = {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}
+        self.cdp("Emulation.setDeviceMetricsOverride", **size)
+        self.cdp("Emulation.setEmulatedMedia", features=[scheme])
+
+    def cdp(self, command, **arguments):
+        self.driver.switch_to.window(self.handle)
+        return self.driver.execute_cdp_cmd(command, arguments)
+
+    def js(self, code, *arguments):
+        self.driver.switch_to.window(self.handle)
+        return self.driver.execute_script(code, *arguments)
+
+    def wait(self, condition, seconds=20):
+        """What the condition gives as soon as that is true."""
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            if found := condition():
+                return found
+            time.sleep(0.03)
+        raise AssertionError(f"not seen: {condition.__doc__ or ''} in:\n{self.text()}\n{self.driver.get_log('browser')}")
+
+    def text(self):
+        return self.js("return (document.querySelector('dialog') ?? document.body).innerText")
+
+    def see(self, *texts, seconds=20):
+        shows = lambda: all(text in self.text() for text in texts)
+        shows.__doc__ = str(texts)
+        self.wait(shows, seconds)
+        return self
+
+    def find(self, name, root="a, button, label, h2"):
+        look = lambda: self.js(FIND, root, name)
+        look.__doc__ = name
+        return self.wait(look)
+
+    def press(self, *names):
+        for name in names:
+            self.find(name).click()
+        return self
+
+    def type(self, field, text):
+        element = self.find(field, "label")
+        element.clear()
+        element.send_keys(text)
+        return self
+
+    def keys(self, *keys):
+        self.driver.switch_to.window(self.handle)
+        self.driver.switch_to.active_element.send_keys(*keys)
+        return self
+
+    def sign_in(self, password="admin"):
+        self.type("Password", password + Keys.ENTER)
+        return self
+
+    def join(self, network, key):
+        self.press(network)
+        if key:
+            self.type("Key", key)
+        return self.press("Join")
+
+    def shoot(self, name):
+        SCREENSHOTS.mkdir(parents=True, exist_ok=True)
+        shot = self.cdp("Page.captureScreenshot", format="png", captureBeyondViewport=True)
+        (SCREENSHOTS / f"{name}.png").write_bytes(base64.b64decode(shot["data"]))
