@@ -61,23 +61,21 @@ char* behind_name(xml_element& element) {
   return reinterpret_cast<char*>(&element + 1) + element.name_length + 1;
 }
 
-void attach(xml_element& parent, xml_element& child) {
-  if (!parent.first_child) ++parent.tree->written_size;
-  child.parent = &parent;
-  (parent.last_child ? parent.last_child->next_sibling : parent.first_child) = &child;
-  parent.last_child = &child;
+// The element under which the next one goes. False when the tree has a root but nothing is open.
+bool find_place(const xml_tree& tree, xml_element*& open) {
+  open = static_cast<xml_element*>(top_stack(tree.open_elements));
+  return open || !tree.root;
 }
 
-// Attaches an element as the next in document order. False when the tree has a root but nothing is open.
-bool attach_next(xml_tree& tree, xml_element& element) {
-  if (!tree.root) {
-    tree.root = &element;
-    return true;
+void attach(xml_tree& tree, xml_element* parent, xml_element& child) {
+  if (!parent) {
+    tree.root = &child;
+    return;
   }
-  auto* open = static_cast<xml_element*>(top_stack(tree.open_elements));
-  if (!open) return false;
-  attach(*open, element);
-  return true;
+  if (!parent->first_child) ++tree.written_size;
+  child.parent = parent;
+  (parent->last_child ? parent->last_child->next_sibling : parent->first_child) = &child;
+  parent->last_child = &child;
 }
 
 void write_start(const xml_element& element, Text& out) {
@@ -173,16 +171,11 @@ xml_tree* new_xml_tree() {
 }
 
 bool push_xml_tree(xml_tree* tree, xml_element* element) {
-  if (!tree || !element) return false;
-  if (tree->root && !top_stack(tree->open_elements)) return false;
+  xml_element* open;
+  if (!tree || !element || !find_place(*tree, open)) return false;
   // The stack grows first: a failure leaves the tree as it was.
   if (!push_stack(tree->open_elements, element, keep)) return false;
-  LL_node* pushed = tree->open_elements->list.tail;
-  if (!tree->root) {
-    tree->root = element;
-  } else {
-    attach(*static_cast<xml_element*>(pushed->previous->data), *element);
-  }
+  attach(*tree, open, *element);
   return true;
 }
 
@@ -192,7 +185,10 @@ xml_element* pop_xml_tree(xml_tree* tree) {
 
 xml_element* push_pop_xml_tree(xml_tree* tree, xml_element* element) {
   // Opening and closing at once leaves the stack as it was, so a leaf never touches it.
-  return tree && element && attach_next(*tree, *element) ? element : nullptr;
+  xml_element* open;
+  if (!tree || !element || !find_place(*tree, open)) return nullptr;
+  attach(*tree, open, *element);
+  return element;
 }
 
 void pop_all_xml_tree(xml_tree* tree) {
