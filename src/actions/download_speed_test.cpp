@@ -5,6 +5,7 @@
 #include "xml/reply.hpp"
 
 namespace kd {
+
 ReplyText download_speed_test(hnap_request& request, const xml_element* action) {
   Reply reply{request, "DownloadSpeedTest", namespace_of(request)};
   const char* bytes = "";

@@ -1,7 +1,6 @@
 #include "base/text.hpp"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 
 namespace kd {

@@ -1,7 +1,6 @@
 #include "platform/identity.hpp"
 
 #include <cstdio>
-#include <cstring>
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"

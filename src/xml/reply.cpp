@@ -6,6 +6,7 @@
 #include "xml/xml_encode.hpp"
 
 namespace kd {
+
 Namespace namespace_of(const hnap_request& request) {
   return contains_ignoring_case(view_of(request.soap_action.get()), "purenetworks.com") ? Namespace::core
                                                                                         : Namespace::extender;
