@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <span>
 
 namespace kd {
 namespace {
@@ -77,28 +78,39 @@ void attach(xml_tree& tree, xml_element* parent, xml_element& child) {
   parent->last_child = &child;
 }
 
-void write_start(const xml_element& element, Text& out) {
-  out.append("<");
-  out.append({element.name, element.name_length});
+// Writes into room that was reserved beforehand, and never past it.
+struct Cursor {
+  std::span<char> room;
+
+  void put(std::string_view text) {
+    if (text.empty() || text.size() > room.size()) return;
+    std::memcpy(room.data(), text.data(), text.size());
+    room = room.subspan(text.size());
+  }
+};
+
+void write_start(const xml_element& element, Cursor& out) {
+  out.put("<");
+  out.put({element.name, element.name_length});
   for (const LL_node* node = element.attributes.head; node; node = node->next) {
     const auto& attr = *static_cast<const attribute*>(node->data);
-    out.append(" ");
-    out.append(attr.name);
-    out.append("=");
-    out.append(attr.value);
+    out.put(" ");
+    out.put(attr.name);
+    out.put("=");
+    out.put(attr.value);
   }
-  out.append(">");
-  out.append({element.text, element.text_length});
-  if (element.first_child) out.append("\n");
+  out.put(">");
+  out.put({element.text, element.text_length});
+  if (element.first_child) out.put("\n");
 }
 
-void write_end(const xml_element& element, Text& out) {
-  out.append("</");
-  out.append({element.name, element.name_length});
-  out.append(">\n");
+void write_end(const xml_element& element, Cursor& out) {
+  out.put("</");
+  out.put({element.name, element.name_length});
+  out.put(">\n");
 }
 
-void generate_xml_helper(const xml_element* element, Text& out) {
+void generate_xml_helper(const xml_element* element, Cursor& out) {
   while (element) {
     write_start(*element, out);
     if (element->first_child) {
@@ -208,8 +220,11 @@ void deep_free_xml_tree(xml_tree* tree) {
 }
 
 void generate_xml(const xml_tree* tree, Text& output) {
-  if (!tree || !output.reserve(tree->written_size)) return;
-  generate_xml_helper(tree->root, output);
+  char* room = tree ? output.extend(tree->written_size) : nullptr;
+  if (!room) return;
+  Cursor cursor{{room, tree->written_size}};
+  generate_xml_helper(tree->root, cursor);
+  output.shrink(output.size() - cursor.room.size());
 }
 
 }  // namespace kd
