@@ -46,7 +46,7 @@ TEST(Base64, CredentialsMustBeClean) {
       {"a NUL", "QU\0JD"sv, false, ""}, {"a byte above 127", "QU\xc4JD", false, ""},
   };
   for (const auto& row : rows) {
-    const decoded_text decoded = b64_decode_strict(row.encoded);
+    const DecodedText decoded = b64_decode_strict(row.encoded);
     EXPECT_EQ(decoded.text != nullptr, row.accepted) << row.name;
     EXPECT_EQ(std::string_view(decoded.text.get(), decoded.size), row.decoded) << row.name;
   }

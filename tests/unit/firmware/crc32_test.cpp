@@ -1,6 +1,6 @@
 #include "firmware/crc32.hpp"
 
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test {
 namespace {

@@ -16,7 +16,7 @@ namespace {
 
 using Shell = DeviceTest;
 
-int format(heap_text& text, int limit, const char* format, ...) {
+int format(HeapText& text, int limit, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   char* result = nullptr;
@@ -30,7 +30,7 @@ template <class... Values>
 void expect_as_libc(const std::string& pattern, Values... values) {
   char expected[512];
   std::snprintf(expected, sizeof expected, pattern.c_str(), values...);
-  heap_text text;
+  HeapText text;
   const int length = format(text, 4096, pattern.c_str(), values...);
   EXPECT_STREQ(text.get(), expected) << pattern;
   EXPECT_EQ(length, static_cast<int>(view_of(text.get()).size())) << pattern;
@@ -71,7 +71,7 @@ TEST_F(Shell, FormatsTextsAsLibcDoes) {
 
 TEST_F(Shell, LeavesNothingToTheFormat) {
   int count = 77;
-  heap_text text;
+  HeapText text;
   EXPECT_EQ(format(text, 99, "a%nb%d", &count, 5), 3);
   EXPECT_STREQ(text.get(), "ab5");
   EXPECT_EQ(count, 77);
@@ -92,11 +92,11 @@ TEST_F(Shell, FormatsUpToTheLimitAndTheMemory) {
       {"no room", 0, nullptr, 0},
   };
   for (const auto& row : rows) {
-    heap_text text;
+    HeapText text;
     EXPECT_EQ(format(text, row.limit, "ab%s%c", "cde", 'f'), row.length) << row.name;
     EXPECT_STREQ(text.get(), row.kept) << row.name;
   }
-  heap_text text;
+  HeapText text;
   EXPECT_EQ(format(text, 10, "%2000000000d|%.2000000000d|%*d", 1, 1, INT_MIN, 1) > 9, true);
   EXPECT_EQ(view_of(text.get()).size(), 9U);
 
