@@ -11,6 +11,13 @@ def boot(state, *options):
         pytest.skip(f"no sandbox here: {reason}")
 
 
+def boot_with(tmp_path, lines):
+    """One whose server has more lines in its configuration."""
+    extra = tmp_path / "more.conf"
+    extra.write_text(lines)
+    return boot(tmp_path / "state", "--server-config", str(extra))
+
+
 @pytest.fixture(scope="module")
 def device(tmp_path_factory):
     """One device for all tests of a file: they leave it as they found it."""
