@@ -3,10 +3,10 @@ import pytest
 from virtual_extender import Device, NoSandbox
 
 
-def boot(state, *options):
+def boot(state, *options, **more):
     """A running device; where there can be none the test is skipped with the reason."""
     try:
-        return Device(state, *options)
+        return Device(state, *options, **more)
     except NoSandbox as reason:
         pytest.skip(f"no sandbox here: {reason}")
 

@@ -17,7 +17,9 @@ import sys
 import tempfile
 import time
 
-from virtual_extender import Device, basic, descendants, network, pid_of, raw_post, received, resident_kb, wait_until
+import psutil
+
+from virtual_extender import Device, basic, network, process, raw_post, received, resident_kb, wait_until
 
 CLIENTS = 8
 REQUESTS = 6  # of each client in a round
@@ -121,17 +123,18 @@ class Client:
         return self
 
 
-def descriptors(pid):
+def descriptors(server):
     """What the server holds open, but for pages: it keeps those for some seconds of its own accord."""
     links = []
-    for link in pathlib.Path(f"/proc/{pid}/fd").iterdir():
+    for link in pathlib.Path(f"/proc/{server.pid}/fd").iterdir():
         with contextlib.suppress(FileNotFoundError):
             links.append(os.readlink(link))
     return sorted(link for link in links if not link.startswith("/web/"))
 
 
 def zombies(device):
-    return [pid for pid, state in descendants(device.process.pid) if state == "Z"]
+    family = psutil.Process(device.process.pid).children(recursive=True)
+    return [child for child in family if child.is_running() and child.status() == psutil.STATUS_ZOMBIE]
 
 
 def leaks(device, server, end, report):
@@ -140,17 +143,17 @@ def leaks(device, server, end, report):
     number = 0
     while number < 6 * WARM_UP or time.monotonic() < end:
         if number == WARM_UP:
-            before = resident_kb(server)
+            before = resident_kb(server.pid)
         client.small_request(number)
         number += 1
-    growth = resident_kb(server) - before
+    growth = resident_kb(server.pid) - before
     report(f"{number} requests one after the other: memory grew by {growth} KB ({MOST_GROWTH_KB} allowed)")
     return client.faults + ([f"memory grew by {growth} KB"] if growth > MOST_GROWTH_KB else [])
 
 
 def soak(device, seconds, seed=1, report=print):
     """Both parts, half of the time each; gives back the faults found, as texts."""
-    server = pid_of(device, "lighttpd")
+    server = process(device, "lighttpd")
     at_start = descriptors(server)
     start = time.monotonic()
     faults = leaks(device, server, start + seconds / 2, report)
@@ -164,8 +167,8 @@ def soak(device, seconds, seed=1, report=print):
             faults.append(f"left open: {descriptors(server)}, at first {at_start}; zombies {zombies(device)}")
         number += 1
         answered = sum(client.answered for client in played)
-        report(f"{time.monotonic() - start:7.1f} s  round {number:4}  answered {answered:4}  memory {resident_kb(server)} KB")
-    if pid_of(device, "lighttpd") != server or device.boots() > 1:
+        report(f"{time.monotonic() - start:7.1f} s  round {number:4}  answered {answered:4}  memory {resident_kb(server.pid)} KB")
+    if process(device, "lighttpd") != server or device.boots() > 1:
         faults.append("the server or the device was started again")
     if left := device.run("ls", "/var/upload").strip():
         faults.append(f"left in the upload directory: {left}")

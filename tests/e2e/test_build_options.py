@@ -27,7 +27,7 @@ ADDED = {
 def vendor_device(tmp_path_factory):
     if not MODULE.exists():
         pytest.skip("no module with all actions: scripts/build vendor makes it")
-    running = boot(tmp_path_factory.mktemp("vendor"), "--module", str(MODULE))
+    running = boot(tmp_path_factory.mktemp("vendor"), module=MODULE)
     yield running
     running.stop()
 

@@ -72,16 +72,19 @@ def test_link_and_clients_follow_the_radio_files(device):
     radio("connect", "mac=02:AA:00:00:00:79", "ip=192.168.1.78", "name=laptop")
     assert "<DeviceName>laptop</DeviceName>" in clients(), "the address has another owner now"
     radio("disconnect", "02:AA:00:00:00:79")
+    link = device.state / "radio" / "link"
+    radio("link", "up")
     device.run("ifconfig", "apcli0", "down")
+    assert wait_until(lambda: "state=0" in link.read_text())
     radio("link", "up", "ssid=By Hand", "channel=3", "bssid=02:00:00:00:00:09", "rate=65")
     info = device.post("GetWirelessClientConnectionInfo").text
     assert "<Mode>802.11n</Mode>\n<ChannelWidth>20</ChannelWidth>" in info
-    files = device.state / "radio"
-    (files / "link").write_text('ssid="state=0" state = "1" channel=3 # state=0\n')
+    link.write_text('ssid="state=0" state = "1" channel=3 # state=0\n')
     assert connected(device) == "true"
-    (files / "raw" / "iwconfig.apcli0").write_bytes(b"ab\0cd")
+    raw = device.state / "radio" / "raw" / "iwconfig.apcli0"
+    raw.write_bytes(b"ab\0cd")
     assert device.run("iwconfig", "apcli0") == "ab\0cd"
-    (files / "raw" / "iwconfig.apcli0").unlink()
+    raw.unlink()
     radio("add", "ssid=Boat House", "channel=13", "signal=7")
     assert "<SSID>Boat House</SSID>" in device.post("GetWirelessNetworks").text
 

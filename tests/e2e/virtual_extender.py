@@ -1,6 +1,7 @@
 """Boots the virtual extender with the release module and talks to it as a client application would."""
 
 import base64
+import contextlib
 import os
 import pathlib
 import re
@@ -10,6 +11,7 @@ import struct
 import subprocess
 import time
 
+import psutil
 import requests
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
@@ -67,10 +69,10 @@ def as_utf8(reply):
 class Device:
     """One running virtual extender."""
 
-    def __init__(self, state, *options):
+    def __init__(self, state, *options, module=BUILD / "lib" / "mod_kd_hnap.so"):
         self.state = state
         self.login = ("admin", "admin")
-        command = [EXTENDER, "run", "--module", BUILD / "lib" / "mod_kd_hnap.so", "--port", "0", "--state", state]
+        command = [EXTENDER, "run", "--module", module, "--port", "0", "--state", state]
         command += ["--reboot-pause", "200", *options]
         self.process = subprocess.Popen(
             [*map(str, command)], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
@@ -159,37 +161,21 @@ def received(connection):
     return reply
 
 
-def descendants(pid):
-    """Ids and states of a process's children, their children and so on."""
-    table = {}
-    for entry in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            state, parent = (entry / "stat").read_text().rsplit(")", 1)[1].split()[:2]
-        except (OSError, ValueError):
-            continue
-        table[int(entry.name)] = int(parent), state
-    found = []
-    family = {pid}
-    while grown := {child for child, (parent, _) in table.items() if parent in family} - family:
-        family |= grown
-        found += [(child, table[child][1]) for child in grown]
-    return found
-
-
-def pid_of(device, name):
-    """The host's process id of a program of the device."""
-    for pid, _ in descendants(device.process.pid):
-        try:
-            command = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")
-        except OSError:
-            continue
-        if command[0].endswith(name.encode()):
-            return pid
+def process(device, name):
+    """A program of the device, as the host sees it."""
+    for found in psutil.Process(device.process.pid).children(recursive=True):
+        with contextlib.suppress(psutil.Error):
+            if found.cmdline()[:1] and found.cmdline()[0].endswith(name):
+                return found
     raise RuntimeError(f"no {name} in the device")
 
 
+def pid_of(device, name):
+    return process(device, name).pid
+
+
 def resident_kb(pid):
-    return int(re.search(r"^Rss:\s+(\d+)", pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text(), re.M).group(1))
+    return psutil.Process(pid).memory_info().rss // 1024
 
 
 def wait_until(condition, seconds=30):
