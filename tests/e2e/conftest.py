@@ -11,13 +11,6 @@ def boot(state, *options, **more):
         pytest.skip(f"no sandbox here: {reason}")
 
 
-def boot_with(tmp_path, lines):
-    """One whose server has more lines in its configuration."""
-    extra = tmp_path / "more.conf"
-    extra.write_text(lines)
-    return boot(tmp_path / "state", "--server-config", str(extra))
-
-
 @pytest.fixture(scope="module")
 def device(tmp_path_factory):
     """One device for all tests of a file: they leave it as they found it."""
@@ -27,8 +20,22 @@ def device(tmp_path_factory):
 
 
 @pytest.fixture
-def own_device(tmp_path):
+def start(tmp_path):
+    """Boots a device of the test's own, with options, and with more lines in its server's configuration."""
+    running = []
+
+    def boot_one(*options, server=""):
+        extra = tmp_path / "more.conf"
+        extra.write_text(server)
+        running.append(boot(tmp_path / "state", "--server-config", extra, *options))
+        return running[-1]
+
+    yield boot_one
+    for device in running:
+        device.stop()
+
+
+@pytest.fixture
+def own_device(start):
     """A device of the test's own, to be restarted or spoiled."""
-    running = boot(tmp_path)
-    yield running
-    running.stop()
+    return start()

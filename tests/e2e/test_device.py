@@ -6,7 +6,6 @@ import time
 import pytest
 import requests
 
-from conftest import boot
 from virtual_extender import BUILD, HNAP1, value, wait_until
 
 MAKER = BUILD / "bin" / "mkfirmware"
@@ -60,9 +59,9 @@ def test_locale_is_kept(own_device):
 
 def test_a_configuration_test_leaves_the_device_alone(device):
     device.run("nvram_set", "2860", "LastSetWirelessClientResult", "5")
-    command = 'export LD_LIBRARY_PATH=$(dirname "$(find / -xdev -name libnvram.so 2> /dev/null | head -n 1)")\n'
-    command += 'exec lighttpd -tt -f /etc/lighttpd.conf -m "$(dirname "$(find / -xdev -name mod_kd_hnap.so 2> /dev/null | head -n 1)")"'
-    device.run("sh", "-c", command)
+    folder = lambda name: device.run("sh", "-c", f"dirname $(find / -xdev -name {name} 2> /dev/null | head -n 1)")[:-1]
+    test = f"LD_LIBRARY_PATH={folder('libnvram.so')} lighttpd -tt -f /etc/lighttpd.conf -m {folder('mod_kd_hnap.so')}"
+    device.run("sh", "-c", test)
     assert device.stored("LastSetWirelessClientResult") == "5"
 
 
@@ -93,12 +92,9 @@ def test_image_maker_refuses(options):
 
 
 @pytest.mark.parametrize("scenario, progress", [("flash-fails", ""), ("flash-stalls", "42\n")])
-def test_flash_writer_that_does_not_finish(tmp_path, scenario, progress):
-    device = boot(tmp_path, "--scenario", scenario)
-    try:
-        write = "head -c 100 /dev/zero > /tmp/image; mtd_write -o 0 -l 100 write /tmp/image Kernel"
-        device.run("sh", "-c", f"({write}; echo ended > /tmp/ended) > /dev/null 2>&1 &")
-        read = lambda: device.run("sh", "-c", "cat /var/upgrade_progress 2> /dev/null; true")
-        assert wait_until(lambda: read() == progress and device.exists("/tmp/ended") == (not progress))
-    finally:
-        device.stop()
+def test_flash_writer_that_does_not_finish(start, scenario, progress):
+    device = start("--scenario", scenario)
+    write = "head -c 100 /dev/zero > /tmp/image; mtd_write -o 0 -l 100 write /tmp/image Kernel"
+    device.run("sh", "-c", f"({write}; echo ended > /tmp/ended) > /dev/null 2>&1 &")
+    read = lambda: device.run("sh", "-c", "cat /var/upgrade_progress 2> /dev/null; true")
+    assert wait_until(lambda: read() == progress and device.exists("/tmp/ended") == (not progress))

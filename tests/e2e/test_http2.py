@@ -5,7 +5,6 @@ import signal
 
 import pytest
 
-from conftest import boot_with
 from virtual_extender import HNAP1, basic, envelope, network, pid_of, received, value, wait_until
 
 SETTINGS = "<DeviceName>Owned</DeviceName><AdminPassword>owned</AdminPassword>"
@@ -40,10 +39,8 @@ HTTP2_ON = 'server.feature-flags := ( "server.h2proto" => "enable", "server.h2c"
 
 
 @pytest.fixture
-def http2_device(tmp_path):
-    running = boot_with(tmp_path, HTTP2_ON)
-    yield running
-    running.stop()
+def http2_device(start):
+    return start(server=HTTP2_ON)
 
 
 def test_is_off(device):

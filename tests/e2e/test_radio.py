@@ -2,7 +2,6 @@
 
 import pytest
 
-from conftest import boot
 from virtual_extender import network, raw_post, value, wait_until
 
 LAST_RESULT = "GetLastSetWirelessClientSettingsResult"
@@ -90,15 +89,11 @@ def test_link_and_clients_follow_the_radio_files(device):
 
 
 @pytest.mark.parametrize("scenario, networks", [("crowded", 120), ("lonely", 0)])
-def test_other_scenarios(tmp_path, scenario, networks):
-    device = boot(tmp_path, "--scenario", scenario)
-    try:
-        survey = device.post("GetWirelessNetworks")
-        assert value(survey, "GetWirelessNetworksResult") == "OK"
-        assert survey.text.count("<SSID>") == networks
-        assert survey.text.endswith("</soap:Envelope>\n")
-    finally:
-        device.stop()
+def test_other_scenarios(start, scenario, networks):
+    survey = start("--scenario", scenario).post("GetWirelessNetworks")
+    assert value(survey, "GetWirelessNetworksResult") == "OK"
+    assert survey.text.count("<SSID>") == networks
+    assert survey.text.endswith("</soap:Envelope>\n")
 
 
 def test_a_very_long_list_arrives_whole(own_device):

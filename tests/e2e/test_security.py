@@ -8,7 +8,6 @@ import time
 import pytest
 import requests
 
-from conftest import boot_with
 from virtual_extender import HNAP1, REPOSITORY, basic, envelope, network, raw_post, received, value, wait_until
 
 SETTINGS = "<DeviceName>Owned</DeviceName><AdminPassword>owned</AdminPassword>"
@@ -200,91 +199,54 @@ PAGES = {
 
 
 @pytest.mark.parametrize("lines", PAGES.values(), ids=PAGES.keys())
-def test_error_pages(tmp_path, lines):
-    device = boot_with(tmp_path, lines)
-    try:
-        device.run("sh", "-c", "echo 'a page' > /tmp/error-401.html")
-        before = effects_at_rest(device)
-        for refused in (raw(), raw(GET), raw("PUT /HNAP1/ HTTP/1.1"), raw("POST /nowhere HTTP/1.1")):
-            assert not answers_an_action(device.send(refused, close=True))
-        for page in ("/nowhere", "/nowhere?HNAP"):
-            assert not answers_an_action(device.get(page).text)
-        reply = device.send(raw(), close=True)
-        assert reply.startswith(b"HTTP/1.1 401 ") and b"GetDeviceSettings" not in reply
-        assert effects(device) == before
-        # What the module itself says with a status of 500 stays its own.
-        assert len(device.post_raw("<a></b>").content) == 511
-    finally:
-        device.stop()
+def test_error_pages(start, lines):
+    device = start(server=lines)
+    device.run("sh", "-c", "echo 'a page' > /tmp/error-401.html")
+    before = effects_at_rest(device)
+    for refused in (raw(), raw(GET), raw("PUT /HNAP1/ HTTP/1.1"), raw("POST /nowhere HTTP/1.1")):
+        assert not answers_an_action(device.send(refused, close=True))
+    for page in ("/nowhere", "/nowhere?HNAP"):
+        assert not answers_an_action(device.get(page).text)
+    reply = device.send(raw(), close=True)
+    assert reply.startswith(b"HTTP/1.1 401 ") and b"GetDeviceSettings" not in reply
+    assert effects(device) == before
+    # What the module itself says with a status of 500 stays its own.
+    assert len(device.post_raw("<a></b>").content) == 511
 
 
-ACCESS_RULES = """
-server.modules += ( "mod_access", "mod_auth", "mod_authn_file" )
-url.access-deny = ( "" )
-auth.backend = "plain"
-auth.backend.plain.userfile = "/etc/lighttpd.user"
-auth.require = ( "" => ( "method" => "basic", "realm" => "x", "require" => "valid-user" ) )
-"""
-
-
-def test_the_servers_own_rules_do_not_hold(tmp_path):
+def test_the_servers_own_rules_do_not_hold(start):
     """As docs/security.md says: who relies on them must know."""
-    device = boot_with(tmp_path, ACCESS_RULES)
+    device = start(server='server.modules += ( "mod_access" )\nurl.access-deny = ( "" )\n')
+    assert (device.get("/index.html").status_code, device.get().status_code) == (403, 200)
+
+
+@pytest.mark.parametrize("network_of_clients, opens", [("127.0.0.0/8", True), ("192.168.1.0/24", False)])
+def test_a_front_server(device, tmp_path, network_of_clients, opens):
+    """That of docs/security.md: closes what is open, and keeps other networks out."""
+    text = re.search(r"```\n(server\.modules.*?)```", (REPOSITORY / "docs" / "security.md").read_text(), re.S).group(1)
+    with socket.create_server(("127.0.0.1", 0)) as probe:
+        port = probe.getsockname()[1]
+    (tmp_path / "users").write_text("admin:admin\n")
+    for old, new in {
+        '"192.168.1.1"': '"127.0.0.1"',
+        "port = 80\n": f"port = {port}\n",
+        '"port" => 8080': f'"port" => {device.port}',
+        "/etc/lighttpd.user": str(tmp_path / "users"),
+        "/web": str(tmp_path),
+        "192.168.1.0/24": network_of_clients,
+    }.items():
+        assert old in text
+        text = text.replace(old, new)
+    (tmp_path / "front.conf").write_text(text)
+    server = subprocess.Popen(["/usr/sbin/lighttpd", "-D", "-f", tmp_path / "front.conf"], stderr=subprocess.DEVNULL)
     try:
-        assert device.get("/index.html").status_code in (401, 403)
-        assert device.get().status_code == 200
-    finally:
-        device.stop()
-
-
-@pytest.fixture
-def front(device, tmp_path):
-    """Starts the front server of docs/security.md before the device; gives its address."""
-    servers = []
-
-    def start(**changes):
-        lines = re.search(r"```\n(server\.modules.*?)```", (REPOSITORY / "docs" / "security.md").read_text(), re.S)
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            port = probe.getsockname()[1]
-        users = tmp_path / "users"
-        users.write_text("admin:admin\n")
-        replaced = {
-            '"192.168.1.1"': '"127.0.0.1"',
-            "port = 80\n": f"port = {port}\n",
-            '"port" => 8080': f'"port" => {device.port}',
-            "/etc/lighttpd.user": str(users),
-            "/web": str(tmp_path),
-            **changes,
-        }
-        text = lines.group(1)
-        for old, new in replaced.items():
-            assert old in text
-            text = text.replace(old, new)
-        (tmp_path / "front.conf").write_text(text)
-        command = ["/usr/sbin/lighttpd", "-D", "-f", str(tmp_path / "front.conf")]
-        servers.append(subprocess.Popen(command, stderr=subprocess.DEVNULL))
         assert wait_until(lambda: socket.socket().connect_ex(("127.0.0.1", port)) == 0)
-        return f"http://127.0.0.1:{port}"
-
-    yield start
-    for server in servers:
+        url = f"http://127.0.0.1:{port}/HNAP1/"
+        for auth, status in ((None, 401), (("admin", "wrong"), 401), (device.login, 200)):
+            assert requests.get(url, auth=auth, timeout=30).status_code == (status if opens else 403)
+            headers = {"SOAPAction": HNAP1 + "IsDeviceReady"}
+            reply = requests.post(url, data=envelope("IsDeviceReady"), headers=headers, auth=auth, timeout=30)
+            assert ("IsDeviceReadyResult" in reply.text) == (opens and status == 200)
+    finally:
         server.terminate()
         server.wait()
-
-
-def test_a_front_server_closes_what_is_open(device, front):
-    url = front(**{"192.168.1.0/24": "127.0.0.0/8"})
-    assert requests.get(url + "/HNAP1/", timeout=30).status_code == 401
-    assert requests.get(url + "/HNAP1/", auth=("admin", "wrong"), timeout=30).status_code == 401
-    assert value(requests.get(url + "/HNAP1/", auth=device.login, timeout=30), "VendorName") == "Corvane LLC"
-    headers = {"SOAPAction": HNAP1 + "IsDeviceReady"}
-    body = envelope("IsDeviceReady")
-    assert requests.post(url + "/HNAP1/", data=body, headers=headers, timeout=30).status_code == 401
-    reply = requests.post(url + "/HNAP1/", data=body, headers=headers, auth=device.login, timeout=30)
-    assert value(reply, "IsDeviceReadyResult") == "OK"
-
-
-def test_a_front_server_keeps_other_networks_out(device, front):
-    url = front()
-    assert requests.get(url + "/HNAP1/", auth=device.login, timeout=30).status_code == 403
