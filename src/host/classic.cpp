@@ -10,7 +10,6 @@
 #include <cstring>
 
 #include "base/debug_log.hpp"
-#include "base/text.hpp"
 #include "module/mod_kd_hnap.hpp"
 #include "platform/os.hpp"
 #include "platform/shell.hpp"
@@ -58,14 +57,8 @@ struct Request {
 };
 
 Method method(const Request& request) {
-  switch (request.con->request.http_method) {
-    case HTTP_METHOD_GET:
-      return Method::get;
-    case HTTP_METHOD_POST:
-      return Method::post;
-    default:
-      return Method::other;
-  }
+  if (request.con->request.http_method == HTTP_METHOD_GET) return Method::get;
+  return request.con->request.http_method == HTTP_METHOD_POST ? Method::post : Method::other;
 }
 
 std::optional<std::string_view> uri(const Request& request) {
@@ -86,43 +79,68 @@ std::uint64_t content_length(const Request& request) {
 
 namespace {
 
+// The body as far as it was read.
+struct Body {
+  HeapBytes bytes;
+  std::size_t length = 0;
+
+  // Adds `more` zeroed bytes; null when memory is short or the total would pass 2^31 - 1.
+  unsigned char* extend(std::size_t more) {
+    if (more > kMostContent - length) return nullptr;
+    void* grown = std::realloc(bytes.get(), length + more + 1);
+    if (!grown) return nullptr;
+    (void)bytes.release();
+    bytes.reset(static_cast<unsigned char*>(grown));
+    unsigned char* room = bytes.get() + length;
+    std::memset(room, 0, more + 1);
+    length += more;
+    return room;
+  }
+};
+
 std::size_t at_least_zero(off_t count) {
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-// Both copy a piece of the body into `room` of `most` bytes.
-//   returns  the bytes taken
-std::size_t take_memory(const chunk& piece, unsigned char* room, std::size_t most) {
-  const std::string_view held = tail(view_of_buffer(piece.mem), at_least_zero(piece.offset));
-  const std::size_t taken = std::min(held.size(), most);
-  if (taken > 0) std::memcpy(room, held.data(), taken);
-  return taken;
+bool take_memory(const chunk& piece, std::size_t missing, Body& body, std::size_t& taken) {
+  const std::string_view held = view_of_buffer(piece.mem);
+  const std::size_t offset = std::min(at_least_zero(piece.offset), held.size());
+  taken = std::min(held.size() - offset, missing);
+  if (taken == 0) return true;
+  unsigned char* room = body.extend(taken);
+  if (!room) return false;
+  std::memcpy(room, held.data() + offset, taken);
+  return true;
 }
 
 // Reads the spooled piece and deletes its file. What cannot be read stays zero and counts all the same: the
 // request then fails in the parser.
-std::size_t take_file(Request& request, chunk& piece, unsigned char* room, std::size_t most) {
-  const char* held = view_of_buffer(piece.file.name).data();
-  const char* name = held ? held : "";
-  KD_LOG_MODULE("processing %s ...", name);
+bool take_file(Request& request, chunk& piece, Body& body, std::size_t& taken) {
+  const char* name = view_of_buffer(piece.file.name).data();
+  KD_LOG_MODULE("processing %s ...", name ? name : "");
   if (piece.file.fd < 0) {
-    piece.file.fd = os::open(name);
+    piece.file.fd = os::open(name ? name : "");
     if (piece.file.fd < 0) {
       log_error_write(request.srv, kSource, __LINE__, "ss", "open failed: ", std::strerror(errno));
     }
   }
-  const std::size_t taken = std::min(at_least_zero(piece.file.length - piece.offset), most);
-  if (piece.file.fd >= 0) {
+  taken = at_least_zero(piece.file.length - piece.offset);
+  unsigned char* room = body.extend(taken);
+  if (room && piece.file.fd >= 0) {
     const off_t start = piece.file.start + piece.offset;
-    ssize_t count = 1;
-    for (std::size_t read = 0; read < taken && count > 0; read += at_least_zero(count)) {
-      count = os::pread(piece.file.fd, room + read, taken - read, start + static_cast<off_t>(read));
+    for (std::size_t read = 0; read < taken;) {
+      const ssize_t count =
+          os::pread(piece.file.fd, room + read, taken - read, start + static_cast<off_t>(read));
+      if (count <= 0) break;
+      read += static_cast<std::size_t>(count);
     }
+  }
+  if (piece.file.fd >= 0) {
     os::close(piece.file.fd);
     piece.file.fd = -1;
   }
-  doSystem("rm %s", name);
-  return taken;
+  doSystem("rm %s", name ? name : "");
+  return room != nullptr;
 }
 
 }  // namespace
@@ -131,25 +149,24 @@ void read_body(Request& request, HeapBytes& content, std::uint32_t& length) {
   content.reset();
   length = 0;
   chunkqueue* queue = request.con->request_content_queue;
-  if (request.con->request.content_length == 0 || !queue) return;
-  const std::size_t size = std::min(at_least_zero(queue->bytes_in), kMostContent);
-  HeapBytes body{static_cast<unsigned char*>(size > 0 ? std::calloc(size, 1) : nullptr)};
-  if (!body) return;
-  std::size_t count = 0;
-  for (chunk* piece = queue->first; piece && count < size; piece = piece->next) {
+  if (request.con->request.content_length == 0 || !queue || queue->bytes_in == 0) return;
+  Body body;
+  off_t count = 0;
+  for (chunk* piece = queue->first; piece && count < queue->bytes_in; piece = piece->next) {
     std::size_t taken = 0;
+    bool kept = true;
     if (piece->type == chunk::MEM_CHUNK) {
-      taken = take_memory(*piece, body.get() + count, size - count);
+      kept = take_memory(*piece, static_cast<std::size_t>(queue->bytes_in - count), body, taken);
     } else if (piece->type == chunk::FILE_CHUNK && piece->file.mmap.start == static_cast<char*>(MAP_FAILED)) {
-      taken = take_file(request, *piece, body.get() + count, size - count);
+      kept = take_file(request, *piece, body, taken);
     }
+    if (!kept) break;
     piece->offset += static_cast<off_t>(taken);
     queue->bytes_out += static_cast<off_t>(taken);
-    count += taken;
+    count += static_cast<off_t>(taken);
   }
-  if (count == 0) return;
-  content = std::move(body);
-  length = static_cast<std::uint32_t>(count);
+  content = std::move(body.bytes);
+  length = static_cast<std::uint32_t>(body.length);
 }
 
 void add_header(Request& request, std::string_view name, std::string_view value) {

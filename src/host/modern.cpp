@@ -72,14 +72,8 @@ struct Request {
 };
 
 Method method(const Request& request) {
-  switch (request.r->http_method) {
-    case HTTP_METHOD_GET:
-      return Method::get;
-    case HTTP_METHOD_POST:
-      return Method::post;
-    default:
-      return Method::other;
-  }
+  if (request.r->http_method == HTTP_METHOD_GET) return Method::get;
+  return request.r->http_method == HTTP_METHOD_POST ? Method::post : Method::other;
 }
 
 // As sent: `target` is normalised and may have been rewritten.

@@ -56,7 +56,7 @@ TEST(Text, CopiesWhatFits) {
   copy_text(field, "x");
   append_text(field, "yz12");
   EXPECT_STREQ(field, "xyz");
-  copy_text(field, 0, "abc");
+  copy_text({field, 0}, "abc");
   EXPECT_STREQ(field, "xyz");
 }
 

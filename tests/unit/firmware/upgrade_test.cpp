@@ -2,7 +2,6 @@
 // actions/firmware_test.cpp.)
 #include "firmware/upgrade.hpp"
 
-#include "firmware/flash.hpp"
 #include "mkfirmware/image_maker.hpp"
 #include "support/fixture.hpp"
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "platform/device_config.hpp"
+#include "platform/identity.hpp"
 #include "platform/radio.hpp"
 #include "support/fixture.hpp"
 
@@ -83,20 +83,19 @@ TEST_F(Config, ReadsWordsOfTheEeprom) {
   EXPECT_EQ(effects(), Effects{});
 }
 
-TEST_F(Config, ReadsTheDriversStatuses) {
+TEST_F(Config, ReadsTheLinkStateOfTheDriver) {
   device.driver = [](DriverRequest& request) {
-    const bool is_link = request.number == 0x8BE1 && request.flags == 0x060B;
-    const bool is_wps = request.number == 0x8BEE && request.flags == 0x0751;
-    if (request.length != 4 || request.ifname != "ra0" || !(is_link || is_wps)) return false;
-    const std::uint32_t status = is_link ? 0x80000022 : 0x80000023;
+    if (request.number != 0x8BE1 || request.flags != 0x060B || request.length != 4 || request.ifname != "ra0") {
+      return false;
+    }
+    const std::uint32_t status = 0x80000022;
     std::memcpy(request.data, &status, sizeof status);
     return true;
   };
   EXPECT_EQ(RP_getRPStatus("ra0"), 0x80000022U);
-  EXPECT_EQ(kd_get_wsc_status("ra0"), 0x80000023U);
-  EXPECT_EQ(kd_get_wsc_status("ra1") + RP_getRPStatus("ra1"), 0U);
+  EXPECT_EQ(RP_getRPStatus("ra1"), 0U);
   device.broken.insert("socket");
-  EXPECT_EQ(kd_get_wsc_status("ra0") + RP_getRPStatus("ra0"), 0U);
+  EXPECT_EQ(RP_getRPStatus("ra0"), 0U);
 }
 
 }  // namespace

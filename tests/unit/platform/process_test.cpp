@@ -1,4 +1,4 @@
-#include "platform/process.hpp"
+#include "platform/shell.hpp"
 
 #include "support/fixture.hpp"
 

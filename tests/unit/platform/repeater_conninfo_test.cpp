@@ -173,7 +173,8 @@ TEST_F(Uplink, AsksTheToolsInOrder) {
 
 // Its noise is a random number, so it is no row below.
 TEST(ConnectionInfo, SurvivesEachFault) {
-  survive_each_fault({.request = soap(kAction), .prepare = connected, .reads = true});
+  // The commands are formatted, so without memory one is left out; another leaves the values as they are.
+  survive_each_fault({.request = soap(kAction), .prepare = connected, .reads = true, .may_miss = "run "});
 }
 
 constexpr const char* kChannel = "iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'";
