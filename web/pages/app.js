@@ -50,6 +50,7 @@ function welcome(body, _, why) {
 	const user = h("input", { autocomplete: "username", required: true, value: "admin" });
 	const secret = h("input", { type: "password", autocomplete: "current-password" });
 	async function submit() {
+		secret.select(); // should it be wrong
 		signIn(user.value, secret.value);
 		const { Connected } = fields(await call("GetWirelessClientSettings"));
 		const reply = await call("GetDeviceSettings2");

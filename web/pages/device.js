@@ -128,11 +128,12 @@ export function upload(image, sent) {
 export async function restarted(say, asked = (timeout) => call("IsDeviceReady", {}, timeout)) {
 	const begun = Date.now();
 	async function succeeds() {
-		await pause(250); // a quick device is soon back
 		try {
 			return await asked(5000);
 		} catch (error) {
 			if (!error.kind) throw error;
+		} finally {
+			await pause(200); // a quick device is soon back
 		}
 	}
 	say("goes");

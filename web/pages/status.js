@@ -48,7 +48,7 @@ function link({ SSID, Frequency, Channel, ChannelWidth, Mode, SignalStrength, Li
 
 function client({ DeviceName, MacAddress, PortName, Wireless, Active, ConnectTime }) {
 	const port = Wireless === "true" ? PortName.replace(/WLAN|unknow/, t("wireless")) : t("wired");
-	return h("li", bdi(DeviceName.trim() || t("unnamed")), Active === "true" ? "" : h("i", t("asleep")),
+	return h("li", bdi(DeviceName.trim() || t("unnamed")), " ", Active === "true" ? "" : h("i", t("asleep")),
 		h("small", `${port} · ${MacAddress} · ${ConnectTime.replace("T", " ")}`));
 }
 
