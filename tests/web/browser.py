@@ -12,7 +12,7 @@ from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.keys import Keys
 
-SCREENSHOTS = pathlib.Path(os.environ.get("KD_SCREENSHOTS", tempfile.gettempdir() + "/kd-pages"))
+SCREENSHOTS = pathlib.Path(os.environ.get("KD_SCREENSHOTS", "build/screenshots"))
 SWITCHES = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking
 --disable-component-update --disable-sync --force-device-scale-factor=1"""
 # The first element with that text as its own, or with a label or an accessible name of it.

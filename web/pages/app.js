@@ -8,7 +8,7 @@ import speed from "./speed.js";
 import settings from "./settings.js";
 import firmware from "./firmware.js";
 
-const pages = { setup, status, speed, device: settings, firmware };
+const pages = { __proto__: null, setup, status, speed, device: settings, firmware };
 const [name, out, nav, waiting, advice, main] = ["#name", "#out", "nav", "#waiting", "#advice", "main"].map((it) => document.querySelector(it));
 
 // What the pages share: the fields of GetDeviceSettings and GetDeviceSettings2. Whoever changes them calls frame().

@@ -59,6 +59,7 @@ const visible = () => new Promise((seen) => {
 
 export default async function status(body, { ModelName, FirmwareVersion, SerialNumber }) {
 	const trouble = line();
+	trouble.className = "bad";
 	const [upstream, clients] = [h("div"), h("div")];
 	body.append(trouble, h("div.columns", card("link", upstream), card("clients", clients),
 		card("extender", facts({ model: ModelName, version: FirmwareVersion, serial: SerialNumber }))));

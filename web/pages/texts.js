@@ -1,5 +1,6 @@
 // Every text of the pages; {braces} stand for values. Another language is another such table, under the device's name for it.
 const english = {
+	__proto__: null,
 	lang: "en",
 	dir: "ltr",
 	setup: "Setup",
