@@ -23,9 +23,12 @@ if(NOT server AND LIGHTTPD_SOURCE_DIR STREQUAL "${CMAKE_SOURCE_DIR}/build/deps/l
   endif()
 endif()
 if(server)
-  execute_process(COMMAND "${server}" -v OUTPUT_VARIABLE server_version ERROR_QUIET)
-  if(NOT server_version MATCHES "^lighttpd/([0-9.]+)")
-    message(FATAL_ERROR "${server} -v does not tell a lighttpd version.")
+  # Read from the file: it may be a program for another processor.
+  if(EXISTS "${server}")
+    file(STRINGS "${server}" server_version LIMIT_COUNT 1 REGEX "^lighttpd/[0-9]+\\.[0-9.]+")
+  endif()
+  if(NOT server_version MATCHES "^lighttpd/([0-9]+\\.[0-9]+\\.[0-9]+)")
+    message(FATAL_ERROR "${server} is no lighttpd that tells its version: give the server's own program.")
   endif()
   if(NOT CMAKE_MATCH_1 VERSION_EQUAL LIGHTTPD_VERSION)
     message(FATAL_ERROR "The headers in ${LIGHTTPD_SOURCE_DIR} are of lighttpd ${LIGHTTPD_VERSION}, but ${server} "
@@ -46,7 +49,8 @@ if(LIGHTTPD_VERSION VERSION_EQUAL 1.4.29)
     message(FATAL_ERROR "${LIGHTTPD_SOURCE_DIR} has no config.h: configure it as the server that loads the module was.")
   endif()
   target_compile_definitions(lighttpd_headers INTERFACE HAVE_CONFIG_H)
-  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  file(STRINGS "${config_dir}/config.h" large_files REGEX "^#define SIZEOF_OFF_T 8")
+  if(large_files AND CMAKE_SIZEOF_VOID_P EQUAL 4)
     # The server sets this in its config.h, too late for the system headers that come before it. It leaves the
     # width of its times to the system.
     target_compile_definitions(lighttpd_headers INTERFACE _FILE_OFFSET_BITS=64)

@@ -6,7 +6,7 @@
 #include "common/layout.hpp"
 #include "init/init.hpp"
 #include "launcher/command_line.hpp"
-#include "programs/table.hpp"
+#include "programs/program_table.hpp"
 
 namespace {
 
@@ -23,8 +23,9 @@ void record_start(int argc, char** argv, const char* name) {
 int main(int argc, char** argv) {
   const char* slash = argc > 0 ? std::strrchr(argv[0], '/') : nullptr;
   const char* name = slash != nullptr ? slash + 1 : argc > 0 ? argv[0] : "";
+  if (std::strcmp(name, "init") == 0) return kd::init_main(argc, argv);
   const kd::Program* program = kd::find_program(name);
   if (program == nullptr) return kd::command_line(argc, argv);
-  if (program->main != kd::init_main) record_start(argc, argv, name);
+  record_start(argc, argv, name);
   return program->main(argc, argv);
 }

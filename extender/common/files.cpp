@@ -51,31 +51,39 @@ bool write_all(int fd, std::string_view text) {
 }
 
 bool write_file(const std::string& path, std::string_view text, mode_t mode) {
-  const Fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
-  return file && write_all(file.get(), text);
+  Fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
+  return file && write_all(file.get(), text) && file.close();
 }
 
-bool replace_file(const std::string& path, std::string_view text) {
+namespace {
+
+// Gives a file the owner, where that is allowed, and the mode of another; one that is not there has none.
+bool take_owner(int fd, const std::string& from) {
   struct stat old {};
-  const bool replaces = ::stat(path.c_str(), &old) == 0;
+  if (::stat(from.c_str(), &old) != 0) return errno == ENOENT;
+  if (::fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM && errno != EINVAL) return false;
+  return ::fchmod(fd, old.st_mode & 0777) == 0;
+}
+
+}  // namespace
+
+bool replace_file(const std::string& path, std::string_view text) {
   // The process id keeps two writers apart.
   const std::string fresh = path + ".new." + std::to_string(::getpid());
-  if (!write_file(fresh, text, replaces ? old.st_mode & 0777 : 0644)) {
-    ::unlink(fresh.c_str());
-    return false;
+  Fd file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+  if (file && take_owner(file.get(), path) && write_all(file.get(), text) && file.close() &&
+      std::rename(fresh.c_str(), path.c_str()) == 0) {
+    return true;
   }
-  if (replaces && ::chown(fresh.c_str(), old.st_uid, old.st_gid) != 0 && errno != EPERM && errno != EINVAL) {
-    ::unlink(fresh.c_str());
-    return false;
-  }
-  if (std::rename(fresh.c_str(), path.c_str()) == 0) return true;
+  const int error = errno;
   ::unlink(fresh.c_str());
+  errno = error;
   return false;
 }
 
 bool append_file(const std::string& path, std::string_view text) {
-  const Fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
-  return file && write_all(file.get(), text);
+  Fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+  return file && write_all(file.get(), text) && file.close();
 }
 
 bool exists(const std::string& path) {

@@ -1,8 +1,8 @@
 // Small file helpers for the launcher and the device programs.
-#ifndef KD_EXTENDER_FILES_HPP
-#define KD_EXTENDER_FILES_HPP
+#pragma once
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <optional>
 #include <string>
@@ -21,6 +21,8 @@ class Fd {
   explicit operator bool() const { return fd_ >= 0; }
   int get() const { return fd_; }
   void reset();
+  // Closes now. False (errno) when the system reports that something was not written.
+  bool close() { return ::close(std::exchange(fd_, -1)) == 0; }
 
  private:
   int fd_;
@@ -48,5 +50,3 @@ bool append_file(const std::string& path, std::string_view text);
 bool exists(const std::string& path);
 
 }  // namespace kd
-
-#endif

@@ -1,6 +1,5 @@
 // Where things are inside the device. The module and the device programs know only these paths.
-#ifndef KD_EXTENDER_LAYOUT_HPP
-#define KD_EXTENDER_LAYOUT_HPP
+#pragma once
 
 namespace kd::layout {
 
@@ -30,5 +29,3 @@ constexpr const char* kJournal = "/var/virtual/journal";         // every device
 constexpr const char* kPath = "/bin:/usr/sbin:/usr/bin";
 
 }  // namespace kd::layout
-
-#endif

@@ -1,14 +1,15 @@
 #include "common/settings.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "common/files.hpp"
-#include "radio/record.hpp"
+#include "common/record.hpp"
 
 namespace kd {
 
 Settings read_settings(const std::string& path) {
-  const radio::Record record = radio::parse_record(read_file_or_empty(path));
+  const Record record = parse_record(read_file_or_empty(path));
   Settings settings;
   for (const auto& [name, value] : {std::pair<const char*, int*>{"ready_delay", &settings.ready_delay},
                                     {"reboot_pause", &settings.reboot_pause},

@@ -1,6 +1,5 @@
 // The numbers of a scenario: its file `settings`, fields "name=value".
-#ifndef KD_EXTENDER_SETTINGS_HPP
-#define KD_EXTENDER_SETTINGS_HPP
+#pragma once
 
 #include <string>
 
@@ -19,5 +18,3 @@ struct Settings {
 Settings read_settings(const std::string& path);
 
 }  // namespace kd
-
-#endif

@@ -7,10 +7,11 @@
 #include <cstring>
 #include <filesystem>
 
+#include "common/failure.hpp"
 #include "common/files.hpp"
 #include "common/layout.hpp"
-#include "launcher/options.hpp"
-#include "programs/table.hpp"
+#include "common/scenario.hpp"
+#include "programs/program_table.hpp"
 
 namespace fs = std::filesystem;
 
@@ -49,7 +50,7 @@ void link_server_modules(const std::string& from) {
   }
 }
 
-std::string server_configuration(const radio::Record& arguments) {
+std::string server_configuration(const Record& arguments) {
   std::string text =
       "# The preload library puts the launcher's socket in the place of the one that is bound here.\n"
       "server.bind = \"127.0.0.1\"\n"
@@ -77,12 +78,7 @@ std::string server_configuration(const radio::Record& arguments) {
 
 }  // namespace
 
-std::string scenario_file(const std::string& name) {
-  const std::string own = std::string(layout::kScenario) + "/" + name;
-  return exists(own) ? own : std::string(layout::kHomeScenario) + "/" + name;
-}
-
-void make_boot_files(const radio::Record& arguments) {
+void make_boot_files(const Record& arguments) {
   for (const char* directory : {"/tmp", "/var/run", "/var/upload", "/var/virtual", layout::kServerDirectory})
     fs::create_directories(directory);
   ::chmod("/tmp", 01777);
@@ -102,10 +98,9 @@ void make_boot_files(const radio::Record& arguments) {
 }
 
 std::string firmware_line() {
-  const radio::Record image =
-      radio::parse_record(read_file_or_empty(std::string(layout::kFlash) + "/firmware"));
+  const Record image = parse_record(read_file_or_empty(std::string(layout::kFlash) + "/firmware"));
   if (image.empty()) return "booting the factory image";
-  return "booting image " + radio::format_record(image);
+  return "booting image " + format_record(image);
 }
 
 }  // namespace kd

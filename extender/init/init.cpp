@@ -14,15 +14,19 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
 
+#include "common/boot_protocol.hpp"
+#include "common/failure.hpp"
 #include "common/files.hpp"
 #include "common/layout.hpp"
+#include "common/record.hpp"
 #include "init/boot_files.hpp"
-#include "init/exit_status.hpp"
-#include "init/interfaces.hpp"
-#include "launcher/options.hpp"
-#include "launcher/sandbox.hpp"
-#include "radio/record.hpp"
+#include "programs/interfaces.hpp"
 
 namespace kd {
 namespace {
@@ -46,7 +50,7 @@ const char* const kDaemons[][5] = {
 
 class Init {
  public:
-  explicit Init(const radio::Record& arguments) : arguments_(arguments) {}
+  explicit Init(const Record& arguments) : arguments_(arguments) {}
   int run();
 
  private:
@@ -66,7 +70,7 @@ class Init {
   void begin_shutdown();
   int next_timeout() const;
 
-  const radio::Record arguments_;
+  const Record arguments_;
   Fd console_;
   Fd console_writer_;
   Fd link_events_;
@@ -135,12 +139,16 @@ pid_t Init::spawn(const std::vector<std::string>& command, bool web_server) {
 
 void Init::start_server() {
   server_start_ = Clock::now();
-  server_ = spawn(
-      {arguments_.text("server"), "-D", "-f", "/etc/lighttpd.conf", "-m", layout::kServerDirectory}, true);
+  std::vector<std::string> command;
+  std::istringstream emulator(arguments_.text("emulator"));
+  for (std::string word; emulator >> word;) command.push_back(word);
+  command.insert(command.end(), {arguments_.text("server"), "-D", "-f", "/etc/lighttpd.conf", "-m",
+                                 layout::kServerDirectory});
+  server_ = spawn(command, true);
 }
 
 void Init::report_ready() {
-  const Report report{Report::ready, 0, {}};
+  const Report report{Report::Kind::ready, 0, {}};
   write_all(kStatusFd, {reinterpret_cast<const char*>(&report), sizeof report});
   ::close(kStatusFd);
 }
@@ -264,7 +272,7 @@ int init_main(int argc, char** argv) {
   ::setsid();
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (const int fd : {kListenerFd, kConsoleLogFd, kStatusFd, kLifelineFd}) ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-  radio::Record arguments;
+  Record arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
     const std::size_t equals = word.find('=');

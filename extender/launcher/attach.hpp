@@ -1,6 +1,5 @@
 // Reaching a running device from the host: commands inside it, its end, its state.
-#ifndef KD_EXTENDER_ATTACH_HPP
-#define KD_EXTENDER_ATTACH_HPP
+#pragma once
 
 #include <string>
 #include <vector>
@@ -9,8 +8,8 @@ namespace kd {
 
 // Runs a command inside the device that runs on this state directory, with the device's environment and
 // the caller's standard streams. An empty command is a shell.
-//   returns  the command's exit status, 128 + signal when it was ended by one. Throws Failure.
-int run_inside(const std::string& state, const std::vector<std::string>& command);
+// Ends this process with the command's exit status, 128 + signal when it was ended by one. Throws Failure.
+[[noreturn]] void run_inside(const std::string& state, const std::vector<std::string>& command);
 
 // Ends the device and waits for its end. Throws Failure when none runs.
 int stop(const std::string& state);
@@ -19,5 +18,3 @@ int stop(const std::string& state);
 int print_status(const std::string& state);
 
 }  // namespace kd
-
-#endif

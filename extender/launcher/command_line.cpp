@@ -4,10 +4,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "common/failure.hpp"
 #include "launcher/attach.hpp"
 #include "launcher/options.hpp"
-#include "launcher/radio_files.hpp"
+#include "launcher/radio_commands.hpp"
 #include "launcher/run.hpp"
 #include "launcher/state.hpp"
 
@@ -20,12 +24,32 @@ std::string absolute(const std::string& path) {
   return fs::absolute(path).lexically_normal().string();
 }
 
-// Paths as the device's first process needs them; defaults lie beside this program.
+// A built server brings its own modules, ours among them; for another processor also the libraries.
+void take_server(Options& options) {
+  const std::string prefix = absolute(options.server_prefix);
+  options.server_prefix = prefix;
+  options.server = prefix + "/sbin/lighttpd";
+  options.server_modules = prefix + "/lib/lighttpd";
+  if (options.module.empty()) options.module = options.server_modules + "/mod_kd_hnap.so";
+  const std::string preload = prefix + "/lib/libkd_preload.so";
+  const std::string store = prefix + "/lib/libnvram.so";
+  if (options.preload.empty() && fs::exists(preload)) options.preload = preload;
+  if (options.store_library.empty() && fs::exists(store)) options.store_library = store;
+}
+
+// In the build tree the libraries lie together, beside this program's directory.
+std::string library(const char* name, const char* installed_in) {
+  const fs::path prefix = install_prefix();
+  const fs::path built = prefix / "lib" / name;
+  return fs::exists(built) ? built : prefix / installed_in / name;
+}
+
+// Paths as the device's first process needs them.
 void complete(Options& options) {
-  const std::string libraries = install_prefix() + "/lib";
-  if (options.module.empty()) options.module = libraries + "/mod_kd_hnap.so";
-  if (options.preload.empty()) options.preload = libraries + "/libkd_preload.so";
-  if (options.store_library.empty()) options.store_library = libraries + "/libnvram.so";
+  if (!options.server_prefix.empty()) take_server(options);
+  if (options.module.empty()) options.module = library("mod_kd_hnap.so", KD_MODULE_DIR);
+  if (options.preload.empty()) options.preload = library("libkd_preload.so", KD_PRELOAD_DIR);
+  if (options.store_library.empty()) options.store_library = library("libnvram.so", KD_STORE_DIR);
   for (std::string* path : {&options.server, &options.preload, &options.store_library})
     *path = absolute(*path);
   if (options.module != "none") options.module = absolute(options.module);
@@ -37,6 +61,7 @@ class CommandLine {
  public:
   CommandLine() {
     app_.require_subcommand(1);
+    app_.set_version_flag("--version", "extender " KD_HNAP_VERSION, "Print the release");
     app_.footer(
         "Exit statuses: 0 ended by a signal or by `stop`, 1 a failure, 2 wrong usage,\n"
         "77 this system refuses the sandbox (the message says why, and what to allow).");
@@ -81,14 +106,17 @@ class CommandLine {
     run->add_flag("--fresh", options_.fresh,
                   "Start from the scenario: forget the store and the radio of earlier runs");
     run->add_option("--module", options_.module,
-                    "mod_kd_hnap.so (default ../lib); \"none\": the bare server");
+                    "mod_kd_hnap.so (default: what was built or installed with this program); \"none\": the "
+                    "bare server");
+    run->add_option("--server", options_.server_prefix,
+                    "Prefix of a web server that scripts/server built; it brings its own module");
     run->add_option("--host-lighttpd", options_.server, "Web server (default /usr/sbin/lighttpd)");
     run->add_option("--server-modules", options_.server_modules, "Directory of the web server's own modules");
     run->add_option("--server-config", options_.server_config,
                     "File with more lines for the web server's configuration; := replaces a value")
         ->check(CLI::ExistingFile);
-    run->add_option("--preload", options_.preload, "Library with the driver's answers (default ../lib)");
-    run->add_option("--store-library", options_.store_library, "libnvram.so (default ../lib)");
+    run->add_option("--preload", options_.preload, "Library with the driver's answers (default as the module)");
+    run->add_option("--store-library", options_.store_library, "libnvram.so (default as the module)");
     run->add_option("--reboot-pause", options_.reboot_pause,
                     "Milliseconds without an answer between two boots")
         ->check(CLI::NonNegativeNumber);
@@ -98,7 +126,7 @@ class CommandLine {
 
   void add_exec() {
     CLI::App* exec = add(app_, "exec", "Run a command inside the running device (none: a shell)",
-                         [this] { return run_inside(options_.state, words_); });
+                         [this]() -> int { run_inside(options_.state, words_); });
     exec->add_option("command", words_, "Command and its arguments, behind --");
     exec->prefix_command(false);
   }

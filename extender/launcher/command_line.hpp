@@ -1,5 +1,4 @@
-#ifndef KD_EXTENDER_COMMAND_LINE_HPP
-#define KD_EXTENDER_COMMAND_LINE_HPP
+#pragma once
 
 namespace kd {
 
@@ -8,5 +7,3 @@ namespace kd {
 int command_line(int argc, char** argv);
 
 }  // namespace kd
-
-#endif

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "common/failure.hpp"
 #include "common/files.hpp"
 #include "common/layout.hpp"
 #include "common/settings.hpp"
@@ -22,6 +23,23 @@ bool below_usr(const std::string& path) {
 
 std::string in_server_directory(const std::string& host_path) {
   return std::string(layout::kServerDirectory) + "/" + fs::path(host_path).filename().string();
+}
+
+// The first line of a built server's file "emulator": what runs it, when it is for another processor.
+std::string emulator(const Options& options) {
+  if (options.server_prefix.empty()) return {};
+  const std::string text = read_file_or_empty(options.server_prefix + "/emulator");
+  return text.substr(0, text.find('\n'));
+}
+
+// Libraries that such a server and its module need beside ours.
+void add_libraries(const std::string& prefix, std::vector<Source>& list) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(prefix + "/lib")) {
+    const std::string name = entry.path().filename().string();
+    const bool ours = name == "libnvram.so" || name == "libkd_preload.so";
+    if (entry.is_regular_file() && !ours)
+      list.push_back({entry.path().string(), std::string(layout::kLibraryDirectory) + "/" + name});
+  }
 }
 
 std::string server_modules_inside(const Options& options) {
@@ -63,6 +81,7 @@ std::vector<Source> sources(const Options& options, const State& state) {
   if (!options.server_modules.empty() && !below_usr(options.server_modules)) {
     list.push_back({options.server_modules, "/opt/server_modules"});
   }
+  if (!options.server_prefix.empty()) add_libraries(options.server_prefix, list);
   if (!options.server_config.empty()) list.push_back({options.server_config, layout::kMoreServerConfig});
   for (const char* device :
        {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"}) {
@@ -77,6 +96,7 @@ std::vector<std::string> init_arguments(const Options& options, const State& sta
       "boot=" + std::to_string(boot),
       "port=" + std::to_string(port),
       "server=" + (below_usr(options.server) ? options.server : in_server_directory(options.server)),
+      "emulator=" + emulator(options),
       "server_modules=" + server_modules_inside(options),
       "module=" + std::string(options.module == "none" ? "no" : "yes"),
       "ready_delay=" + std::to_string(options.ready_delay.value_or(settings.ready_delay)),

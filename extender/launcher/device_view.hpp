@@ -1,6 +1,5 @@
 // What a boot gets from the host: the files that are bound in, and what its first process is told.
-#ifndef KD_EXTENDER_DEVICE_VIEW_HPP
-#define KD_EXTENDER_DEVICE_VIEW_HPP
+#pragma once
 
 #include <string>
 #include <vector>
@@ -20,5 +19,3 @@ std::vector<Source> sources(const Options& options, const State& state);
 std::vector<std::string> init_arguments(const Options& options, const State& state, int boot, int port);
 
 }  // namespace kd
-
-#endif

@@ -1,6 +1,7 @@
 // Why the system refused the sandbox, in words that lead to the mend.
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include "common/files.hpp"
 #include "launcher/sandbox.hpp"

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "launcher/options.hpp"
+#include "common/failure.hpp"
 
 namespace kd {
 namespace {

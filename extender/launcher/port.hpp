@@ -1,6 +1,5 @@
 // The listening socket: opened once on the host, handed to the web server of every boot.
-#ifndef KD_EXTENDER_PORT_HPP
-#define KD_EXTENDER_PORT_HPP
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -43,5 +42,3 @@ class Probe {
 };
 
 }  // namespace kd
-
-#endif

@@ -11,9 +11,11 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <string>
 
+#include "common/boot_protocol.hpp"
+#include "common/failure.hpp"
 #include "common/settings.hpp"
-#include "init/exit_status.hpp"
 #include "launcher/device_view.hpp"
 #include "launcher/port.hpp"
 #include "launcher/sandbox.hpp"
@@ -217,7 +219,7 @@ bool Launcher::read_report(int fd) const {
   Report report{};
   if (::read(fd, &report, sizeof report) != sizeof report) return false;
   report.step[sizeof report.step - 1] = '\0';
-  if (report.kind == Report::sandbox_refused) throw Refusal{report.step, report.error};
+  if (report.kind == Report::Kind::sandbox_refused) throw Refusal{report.step, report.error};
   return true;
 }
 

@@ -1,6 +1,5 @@
 // `extender run`: boots the device, restarts it when it asks for that, ends it on a signal.
-#ifndef KD_EXTENDER_RUN_HPP
-#define KD_EXTENDER_RUN_HPP
+#pragma once
 
 #include "launcher/options.hpp"
 
@@ -10,5 +9,3 @@ namespace kd {
 int run(const Options& options);
 
 }  // namespace kd
-
-#endif

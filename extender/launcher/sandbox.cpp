@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/boot_protocol.hpp"
 #include "common/files.hpp"
 #include "common/layout.hpp"
 
@@ -181,7 +182,7 @@ void arrange_descriptors(const Boot& boot) {
 }
 
 [[noreturn]] void report_and_exit(int status_fd, const Refusal& refusal) {
-  Report report{Report::sandbox_refused, refusal.error, {}};
+  Report report{Report::Kind::sandbox_refused, refusal.error, {}};
   std::strncpy(report.step, refusal.step.c_str(), sizeof report.step - 1);
   write_all(status_fd, {reinterpret_cast<const char*>(&report), sizeof report});
   ::_exit(1);
@@ -226,7 +227,11 @@ pid_t start_boot(const Boot& boot) {
   Fd maps_write(pipe_ends[1]);
 
   const bool was_root = ::geteuid() == 0;  // inside, the caller's own id has another number
+#ifdef __s390__  // the stack comes first
+  const long child = ::syscall(SYS_clone, nullptr, kNamespaces | SIGCHLD, nullptr, nullptr, nullptr);
+#else
   const long child = ::syscall(SYS_clone, kNamespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr);
+#endif
   require(child >= 0, "clone");
   if (child == 0) {
     maps_write.reset();

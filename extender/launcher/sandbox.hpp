@@ -1,6 +1,5 @@
 // The sandbox of one boot: namespaces, a private root and the host's files that are bound into it.
-#ifndef KD_EXTENDER_SANDBOX_HPP
-#define KD_EXTENDER_SANDBOX_HPP
+#pragma once
 
 #include <sys/types.h>
 
@@ -25,19 +24,6 @@ struct Identity {
 // The caller, or for root the user behind sudo, else the nobody user: never root itself, who could write
 // /proc/sys and read the host's secrets through the read-only mounts.
 Identity device_identity();
-
-// Descriptors that init finds at fixed numbers.
-constexpr int kListenerFd = 3;
-constexpr int kConsoleLogFd = 4;
-constexpr int kStatusFd = 5;    // write end: one Report
-constexpr int kLifelineFd = 6;  // read end: at its end of file the launcher is gone
-
-// What a booting device tells its launcher.
-struct Report {
-  enum Kind : int { ready, sandbox_refused } kind;
-  int error;
-  char step[120];
-};
 
 struct Boot {
   std::vector<Source> sources;
@@ -64,5 +50,3 @@ pid_t start_boot(const Boot& boot);
 std::string explain(const Refusal& refusal);
 
 }  // namespace kd
-
-#endif

@@ -10,9 +10,10 @@
 #include <cstring>
 #include <filesystem>
 
-#include "file.hpp"
-#include "radio/record.hpp"
-#include "text.hpp"
+#include "common/failure.hpp"
+#include "common/record.hpp"
+#include "section_file.hpp"
+#include "section_text.hpp"
 
 namespace fs = std::filesystem;
 
@@ -56,7 +57,7 @@ std::string install_prefix() {
 }
 
 std::string shared_directory() {
-  std::string directory = install_prefix() + "/share/extender";
+  std::string directory = install_prefix() + "/share/kd-extender";
   if (!fs::is_directory(directory + "/scenarios/home")) throw Failure("no scenarios in " + directory);
   return directory;
 }
@@ -64,7 +65,7 @@ std::string shared_directory() {
 std::optional<RunningDevice> find_running(const std::string& state) {
   const Fd lock(::open((state + "/lock").c_str(), O_RDONLY | O_CLOEXEC));
   if (!lock || ::flock(lock.get(), LOCK_SH | LOCK_NB) == 0) return std::nullopt;
-  const radio::Record record = radio::parse_record(read_file_or_empty(state + "/device"));
+  const Record record = parse_record(read_file_or_empty(state + "/device"));
   RunningDevice device{record.text("url"), record.number("pid"), record.number("launcher")};
   return device;
 }

@@ -6,8 +6,7 @@
 //   scenario     which scenario radio/ was filled from
 //   device       while it runs: url, pid of the device's first process, pid of the launcher, boot number
 //   lock         held by the running launcher
-#ifndef KD_EXTENDER_STATE_HPP
-#define KD_EXTENDER_STATE_HPP
+#pragma once
 
 #include <sys/types.h>
 
@@ -76,5 +75,3 @@ class State {
 };
 
 }  // namespace kd
-
-#endif

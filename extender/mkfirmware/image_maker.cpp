@@ -1,5 +1,7 @@
 #include "mkfirmware/image_maker.hpp"
 
+#include <algorithm>
+
 #include "firmware/crc32.hpp"
 #include "firmware/image.hpp"
 

@@ -4,6 +4,9 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <string>
 
 #include "mkfirmware/image_maker.hpp"
 
@@ -68,6 +71,7 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
   Options options;
   std::string board = "0", flaw = "none";
   CLI::App app{"Makes a firmware image, or the upload of one, from any file."};
+  app.set_version_flag("--version", "mkfirmware " KD_HNAP_VERSION, "print the release");
   app.add_option("input", options.input, "file with the data; - for standard input")->required();
   app.add_option("-o,--output", options.output, "where to write; - for standard output")
       ->capture_default_str();

@@ -15,18 +15,19 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#define LINK_FILE "/var/radio/link"
-#define EEPROM_FILE "/var/radio/eeprom"
-#define MTD_FILE "/var/virtual/mtd"
+static const char kLinkFile[] = "/var/radio/link";
+static const char kEepromFile[] = "/var/radio/eeprom";
+static const char kMtdFile[] = "/var/virtual/mtd";
 
 enum {
-  REQUEST_LINK_STATE = 0x8BE1, /* flags: a sub-command; the result is 4 bytes at the data pointer */
-  REQUEST_EEPROM = 0x8BE7,     /* text in and out at the data pointer */
-  REQUEST_WPS_STATUS = 35822,  /* as the link state */
-  SUBCOMMAND_LINK_STATE = 0x060B,
-  EEPROM_BUFFER_SIZE = 4096,
-  ERASED_WORD = 0xFFFF,
-  MOST_REFUSAL_WAITS = 500 /* milliseconds */
+  kLinkStateRequest = 0x8BE1, /* flags: a sub-command; the result is 4 bytes at the data pointer */
+  kLinkStateCommand = 0x060B,
+  kWpsStatusRequest = 0x8BEE, /* as the link state */
+  kWpsStatusCommand = 0x0751,
+  kEepromRequest = 0x8BE7, /* text in and out at the data pointer */
+  kEepromBufferSize = 4096,
+  kErasedWord = 0xFFFF,
+  kMostRefusalWaits = 500 /* milliseconds */
 };
 
 static int listener = -1; /* the launcher's socket, which listens outside of the device's network */
@@ -38,7 +39,8 @@ __attribute__((constructor)) static void take_over(void) {
   if (listener >= 0) fcntl(listener, F_SETFD, FD_CLOEXEC);
   unsetenv("KD_LISTENER");
   unsetenv("LD_PRELOAD");
-  unsetenv("LD_LIBRARY_PATH"); /* the loader has read it; each command would look for its libraries there first */
+  unsetenv(
+      "LD_LIBRARY_PATH"); /* the loader has read it; each command would look for its libraries there first */
 }
 
 static void* real(const char* name) {
@@ -88,9 +90,9 @@ static int read_field(const char* file, const char* name, int32_t* value) {
 /* The word at an EEPROM offset; 0 and no word when there is no EEPROM. */
 static int read_eeprom(unsigned long offset, unsigned long* word) {
   char line[512];
-  FILE* in = real_fopen(EEPROM_FILE, "re");
+  FILE* in = real_fopen(kEepromFile, "re");
   if (in == NULL) return 0;
-  *word = ERASED_WORD;
+  *word = kErasedWord;
   while (fgets(line, sizeof line, in) != NULL) {
     char* end = NULL;
     const unsigned long at = strtoul(line, &end, 16);
@@ -110,7 +112,7 @@ static int fail(int error) {
 static int answer_number(const struct iwreq* request, const char* field) {
   int32_t value = 0;
   if (request->u.data.pointer == NULL) return fail(EFAULT);
-  if (!read_field(LINK_FILE, field, &value)) return fail(ENODEV);
+  if (!read_field(kLinkFile, field, &value)) return fail(ENODEV);
   memcpy(request->u.data.pointer, &value, sizeof value);
   return 0;
 }
@@ -122,26 +124,41 @@ static int answer_eeprom(struct iwreq* request) {
   if (text == NULL || request->u.data.length == 0) return fail(EFAULT);
   const unsigned long offset = strtoul(text, &end, 16);
   if (end == text || !read_eeprom(offset, &word)) return fail(ENODEV);
-  const int length = snprintf(text, EEPROM_BUFFER_SIZE, "\n[0x%04lX]:0x%04lX ", offset & 0xFFFF, word);
+  const int length = snprintf(text, kEepromBufferSize, "\n[0x%04lX]:0x%04lX ", offset & 0xFFFF, word);
   request->u.data.length = (uint16_t)(length + 1);
   return 0;
 }
 
-int ioctl(int fd, unsigned long request, ...) {
-  va_list arguments;
-  va_start(arguments, request);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
+static int answer(const char* name, int fd, unsigned long request, void* argument) {
   struct iwreq* wireless = argument;
 
-  if (request == REQUEST_LINK_STATE && wireless->u.data.flags == SUBCOMMAND_LINK_STATE) {
+  if (request == kLinkStateRequest && wireless->u.data.flags == kLinkStateCommand) {
     return answer_number(wireless, "state");
   }
-  if (request == REQUEST_WPS_STATUS) return answer_number(wireless, "wsc");
-  if (request == REQUEST_EEPROM) return answer_eeprom(wireless);
+  if (request == kWpsStatusRequest && wireless->u.data.flags == kWpsStatusCommand) {
+    return answer_number(wireless, "wsc");
+  }
+  if (request == kEepromRequest) return answer_eeprom(wireless);
   int (*call)(int, unsigned long, ...) = NULL;
-  *(void**)&call = real("ioctl");
+  *(void**)&call = real(name);
   return call(fd, request, argument);
+}
+
+#define TAKE_ARGUMENT(request)               \
+  va_list arguments;                         \
+  va_start(arguments, request);              \
+  void* argument = va_arg(arguments, void*); \
+  va_end(arguments);
+
+int ioctl(int fd, unsigned long request, ...) {
+  TAKE_ARGUMENT(request)
+  return answer("ioctl", fd, request, argument);
+}
+
+/* What a 32-bit program calls whose times have 64 bits. */
+int __ioctl_time64(int fd, unsigned long request, ...) {
+  TAKE_ARGUMENT(request)
+  return answer("__ioctl_time64", fd, request, argument);
 }
 
 /* The server's own socket becomes the launcher's. This serves every version of the server alike; only newer
@@ -184,12 +201,12 @@ int kill(pid_t pid, int signal) {
   *(void**)&call = real("kill");
   const int result = call(pid, signal);
   if (pid != 1 || signal != SIGTERM || result != 0) return result;
-  for (int i = 0; i < MOST_REFUSAL_WAITS && !refuses(); ++i) usleep(1000);
+  for (int i = 0; i < kMostRefusalWaits && !refuses(); ++i) usleep(1000);
   return result;
 }
 
 static const char* redirected(const char* path) {
-  return path != NULL && strcmp(path, "/proc/mtd") == 0 ? MTD_FILE : path;
+  return path != NULL && strcmp(path, "/proc/mtd") == 0 ? kMtdFile : path;
 }
 
 FILE* fopen(const char* path, const char* mode) {

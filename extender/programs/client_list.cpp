@@ -9,8 +9,8 @@
 
 #include "common/files.hpp"
 #include "programs/programs.hpp"
-#include "radio/files.hpp"
 #include "radio/reports.hpp"
+#include "radio/surroundings.hpp"
 
 namespace kd {
 namespace {

@@ -1,14 +1,10 @@
 // ralink_init, gpio and internet.sh.
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
-#include "common/files.hpp"
-#include "common/layout.hpp"
-#include "file.hpp"
 #include "programs/programs.hpp"
-#include "text.hpp"
+#include "radio/surroundings.hpp"
+#include "section_file.hpp"
 
 namespace kd {
 
@@ -19,11 +15,8 @@ int ralink_init_main(int argc, char** argv) {
     return 1;
   }
   store::Table table;
-  std::size_t size = 0;
-  std::unique_ptr<char, void (*)(void*)> text(nullptr, std::free);
-  if (store::read_section(store::directory(), 0, table) == store::ReadStatus::ok)
-    text.reset(store::write(table, size));
-  if (!text || !replace_file(layout::kDriverConfig, {text.get(), size})) {
+  if (store::read_section(store::directory(), 0, table) != store::ReadStatus::ok ||
+      !radio::save_driver_settings(table)) {
     std::fputs("ralink_init: the store cannot be read\n", stderr);
     return 1;
   }

@@ -1,6 +1,5 @@
 // The device's own kernel log.
-#ifndef KD_EXTENDER_KERNEL_LOG_HPP
-#define KD_EXTENDER_KERNEL_LOG_HPP
+#pragma once
 
 #include <string_view>
 
@@ -11,5 +10,3 @@ namespace kd {
 bool append_kernel_log(std::string_view text);
 
 }  // namespace kd
-
-#endif

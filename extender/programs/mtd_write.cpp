@@ -9,10 +9,10 @@
 
 #include "common/files.hpp"
 #include "common/layout.hpp"
+#include "common/record.hpp"
+#include "common/scenario.hpp"
 #include "common/settings.hpp"
-#include "init/boot_files.hpp"
 #include "programs/programs.hpp"
-#include "radio/record.hpp"
 
 namespace kd {
 namespace {
@@ -33,13 +33,13 @@ std::string hexadecimal(const std::string& image, std::size_t at) {
 }
 
 bool record_image(const std::string& image) {
-  radio::Record record;
+  Record record;
   const std::string name = image.substr(32, 20);
   record.set("name", name.substr(0, name.find('\0')));
   record.set("board", hexadecimal(image, 56));
   record.set("size", std::to_string(image.size()));
   record.set("crc", hexadecimal(image, 24));
-  return replace_file(std::string(layout::kFlash) + "/firmware", radio::format_record(record) + "\n");
+  return replace_file(std::string(layout::kFlash) + "/firmware", format_record(record) + "\n");
 }
 
 bool report_progress(int step) {

@@ -12,7 +12,7 @@
 
 #include "common/files.hpp"
 #include "common/layout.hpp"
-#include "init/interfaces.hpp"
+#include "programs/interfaces.hpp"
 #include "programs/programs.hpp"
 
 namespace kd {

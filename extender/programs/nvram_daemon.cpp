@@ -6,11 +6,11 @@
 #include <string>
 
 #include "common/files.hpp"
+#include "common/scenario.hpp"
 #include "common/settings.hpp"
-#include "file.hpp"
-#include "init/boot_files.hpp"
 #include "programs/programs.hpp"
-#include "text.hpp"
+#include "section_file.hpp"
+#include "section_text.hpp"
 
 namespace kd {
 namespace {

@@ -1,6 +1,5 @@
 // The device programs, one function each (programs/table.cpp gives them their names).
-#ifndef KD_EXTENDER_PROGRAMS_HPP
-#define KD_EXTENDER_PROGRAMS_HPP
+#pragma once
 
 namespace kd {
 
@@ -35,5 +34,3 @@ int kd_client_list_main(int argc, char** argv);  // client_list.cpp
 int radiod_main(int argc, char** argv);          // radiod.cpp
 
 }  // namespace kd
-
-#endif

@@ -11,12 +11,12 @@
 
 #include "common/files.hpp"
 #include "common/layout.hpp"
+#include "common/scenario.hpp"
 #include "common/settings.hpp"
-#include "init/boot_files.hpp"
-#include "platform/nvram.h"
+#include "nvram.h"
 #include "programs/programs.hpp"
 #include "radio/association.hpp"
-#include "radio/files.hpp"
+#include "radio/surroundings.hpp"
 
 namespace kd {
 namespace {

@@ -1,13 +1,16 @@
 // iwconfig and iwpriv: the driver's tools over the files of the virtual radio.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "common/files.hpp"
 #include "programs/kernel_log.hpp"
 #include "programs/programs.hpp"
-#include "radio/files.hpp"
 #include "radio/reports.hpp"
+#include "radio/surroundings.hpp"
 
 namespace kd {
 namespace {
@@ -67,6 +70,18 @@ int statistics(const std::string& interface) {
   return print(radio::stat_text(radio::load_link()));
 }
 
+// A setting of the running driver, by its own name or by that of the store's value that it changes.
+int set_driver(const std::string& setting) {
+  const std::size_t equals = setting.find('=');
+  const std::string name = setting.substr(0, equals);
+  store::Table settings;
+  radio::load_driver_settings(settings);
+  const bool set = settings.set(name == "HtExtcha" ? "HT_EXTCHA" : name, setting.substr(equals + 1));
+  if (set && radio::save_driver_settings(settings)) return 0;
+  std::perror("iwpriv");
+  return 1;
+}
+
 int usage() {
   std::fputs("usage: iwpriv ra0|apcli0 get_site_survey | show stainfo | stat | set NAME=VALUE\n", stderr);
   return 1;
@@ -92,8 +107,7 @@ int iwpriv_main(int argc, char** argv) {
   if (command == "get_site_survey") return survey(interface);
   if (command == "stat") return statistics(interface);
   if (command == "show" && argument == "stainfo") return show_stations(interface);
-  // The journal of started programs shows what was set; the virtual radio has no use for it.
-  if (command == "set" && argument.find('=') != std::string::npos) return 0;
+  if (command == "set" && argument.find('=') != std::string::npos) return set_driver(argument);
   return usage();
 }
 

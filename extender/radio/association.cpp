@@ -78,8 +78,13 @@ Link link_to(const Network& network, const store::Table& settings) {
   link.channel = network.channel;
   link.rssi = network.rssi;
   const bool high_throughput = contains(network.mode, "n");
-  const bool wide = high_throughput && network.extension != "NONE" && value(settings, "HT_BW") == "1";
+  // Both ends must use the same second half: above the channel (1) or below it (0).
+  const std::string_view above = value(settings, "HT_EXTCHA");
+  const bool same_half =
+      (network.extension == "ABOVE" && above == "1") || (network.extension == "BELOW" && above == "0");
+  const bool wide = high_throughput && same_half && value(settings, "HT_BW") == "1";
   link.phy = high_throughput ? "HTMIX" : network.mode == "11b" ? "CCK" : "OFDM";
+  link.extension = wide ? network.extension : "NONE";
   link.bandwidth = wide ? "40M" : "20M";
   const int usual_rate = high_throughput ? (wide ? 270 : 130) : network.mode == "11b" ? 11 : 54;
   link.rate = network.rate > 0 ? network.rate : usual_rate;

@@ -1,11 +1,10 @@
 // Whether the repeater client joins a network with the settings that the driver knows.
-#ifndef KD_EXTENDER_RADIO_ASSOCIATION_HPP
-#define KD_EXTENDER_RADIO_ASSOCIATION_HPP
+#pragma once
 
 #include <vector>
 
 #include "radio/model.hpp"
-#include "table.hpp"
+#include "value_table.hpp"
 
 namespace kd::radio {
 
@@ -18,10 +17,8 @@ struct Association {
 };
 
 // Judges the stored settings (ApCliEnable, ApCliSsid, ApCliAuthMode, ApCliEncrypType, ApCliWPAPSK,
-// ApCliKey1Str, ApCliBssid, HT_BW) against the networks around. Name and security decide whether there is
-// such a network, then its key; of several the pinned one comes first, then the strongest.
+// ApCliKey1Str, ApCliBssid, HT_BW, HT_EXTCHA) against the networks around. Name and security decide whether
+// there is such a network, then its key; of several the pinned one comes first, then the strongest.
 Association associate(const std::vector<Network>& networks, const store::Table& settings);
 
 }  // namespace kd::radio
-
-#endif

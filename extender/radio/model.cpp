@@ -93,6 +93,7 @@ Link parse_link(std::string_view text) {
           r.text("ssid"),
           r.text("bssid"),
           r.number("channel"),
+          r.text("extension", usual.extension),
           r.text("phy", usual.phy),
           r.text("bandwidth", usual.bandwidth),
           r.number("rate", usual.rate),
@@ -109,6 +110,7 @@ std::string format_link(const Link& link) {
   text += "state=" + std::to_string(link.state) + "\n";
   text += format_record(words) + "\n";
   text += "bssid=" + link.bssid + "\nchannel=" + std::to_string(link.channel) + "\n";
+  text += "extension=" + link.extension + "\n";
   text += "phy=" + link.phy + "\nbandwidth=" + link.bandwidth + "\nrate=" + std::to_string(link.rate) + "\n";
   text += "rssi=" + std::to_string(link.rssi) + "\nwsc=" + std::to_string(link.wsc) + "\n";
   return text;

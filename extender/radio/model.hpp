@@ -1,12 +1,11 @@
 // What the virtual radio knows: the records of the files under radio/, with their defaults filled in.
-#ifndef KD_EXTENDER_RADIO_MODEL_HPP
-#define KD_EXTENDER_RADIO_MODEL_HPP
+#pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "radio/record.hpp"
+#include "common/record.hpp"
 
 namespace kd::radio {
 
@@ -55,6 +54,7 @@ struct Link {
   std::string ssid;
   std::string bssid;
   int channel = 0;
+  std::string extension = "NONE";  // the second half of a 40 MHz channel: ABOVE, BELOW, NONE
   std::string phy = "HTMIX";
   std::string bandwidth = "20M";
   int rate = 65;
@@ -76,5 +76,3 @@ std::string without_records(std::string_view text, std::string_view field, std::
                             bool address);
 
 }  // namespace kd::radio
-
-#endif

@@ -1,6 +1,7 @@
 #include "radio/reports.hpp"
 
 #include <cstdio>
+#include <string_view>
 
 namespace kd::radio {
 namespace {

@@ -1,6 +1,5 @@
 // What the driver's tools print, in the layouts that the device's software cuts apart.
-#ifndef KD_EXTENDER_RADIO_REPORTS_HPP
-#define KD_EXTENDER_RADIO_REPORTS_HPP
+#pragma once
 
 #include <string>
 #include <vector>
@@ -34,5 +33,3 @@ std::string stat_text(const Link& link);
 std::string client_list_text(const std::vector<Client>& clients);
 
 }  // namespace kd::radio
-
-#endif

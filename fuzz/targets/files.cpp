@@ -4,7 +4,7 @@
 #include "harness.hpp"
 #include "lang/lang.hpp"
 #include "module/mod_kd_hnap.hpp"
-#include "store/text.hpp"
+#include "section_text.hpp"
 #include "targets.hpp"
 
 namespace kd::fuzz {

@@ -1,5 +1,6 @@
 #include "actions/arguments.hpp"
 
+#include "base/debug_log.hpp"
 #include "xml/envelope.hpp"
 
 namespace kd {
@@ -39,13 +40,14 @@ Argument latest_text_argument(const char* name, const char** target) {
   return {name, accept_latest_text, target};
 }
 
-argument_fault read_arguments(const xml_element* action, std::span<Argument> arguments) {
+ArgumentFault read_arguments(const xml_element* action, std::span<Argument> arguments) {
   const xml_element* child = action ? action->first_child : nullptr;
   while (!all_seen(arguments)) {
-    if (!child) return {kGenericError, nullptr, true};
+    if (!child) return {kGenericError};
+    KD_LOG_HANDLER("%s = %s", child->name, child->text ? child->text : "");
     Argument* argument = find_argument(arguments, child->name);
-    if (!argument) return {kGenericError, child->name, false};
-    if (const char* error = argument->accept(*child, argument->target)) return {error, nullptr, false};
+    if (!argument) return {kGenericError, child->name};
+    if (const char* error = argument->accept(*child, argument->target)) return {error};
     argument->seen = true;
     child = child->next_sibling;
   }

@@ -23,17 +23,16 @@ Argument text_argument(const char* name, const char** target);
 // The same, but an element without text counts as empty text and overrides.
 Argument latest_text_argument(const char* name, const char** target);
 
-// Why a walk failed: an element that is no argument, an argument missing, or one whose text was refused.
-struct argument_fault {
+// Why a walk failed: an element that is no argument, and is named; an argument missing; a text refused.
+struct ArgumentFault {
   const char* text = nullptr;  // of the error reply; null when all went well
   const char* unknown_name = nullptr;
-  bool missing = false;
 
   explicit operator bool() const { return text != nullptr; }
 };
 
 // Walks the children in document order until every argument was seen; what follows is not examined. An
 // unknown name, or too few children, is the generic error; a null action has no children.
-argument_fault read_arguments(const xml_element* action, std::span<Argument> arguments);
+ArgumentFault read_arguments(const xml_element* action, std::span<Argument> arguments);
 
 }  // namespace kd

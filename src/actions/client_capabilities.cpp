@@ -5,14 +5,14 @@
 
 namespace kd {
 
-reply_text get_wireless_client_capabilities(hnap_request& request, const xml_element*) {
-  Reply reply{"GetWirelessClientCapabilities", namespace_of(request)};
+ReplyText get_wireless_client_capabilities(hnap_request& request, const xml_element*) {
+  Reply reply{request, "GetWirelessClientCapabilities", namespace_of(request)};
   reply.result("OK");
   reply.open("SupportedNetworkType");
   reply.leaf("string", "INFRASTRUCTURE");
   reply.close();
   reply.open("SupportedSecurity");
-  for (const client_security& security : offered_client_security()) {
+  for (const ClientSecurity& security : offered_client_security()) {
     reply.open("SecurityInfo");
     reply.leaf("SecurityType", security.type);
     reply.open("Encryptions");

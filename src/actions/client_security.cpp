@@ -11,21 +11,21 @@ namespace {
 
 constexpr const char* kIllegalKey = "ERROR_ILLEGAL_KEY_VALUE";
 
-constexpr client_security kSecurity[] = {
+constexpr ClientSecurity kSecurity[] = {
     {"WEP-OPEN", {"WEP-64", "WEP-128"}}, {"WEP-SHARED", {"WEP-64", "WEP-128"}},
     {"WEP-AUTO", {"WEP-64", "WEP-128"}}, {"WPA-PSK", {"TKIP", nullptr}},
     {"WPA2-PSK", {"AES", nullptr}},      {"WPA-AUTO-PSK", {"TKIPORAES", nullptr}},
 };
 
-const client_security* find_security(std::string_view type) {
+const ClientSecurity* find_security(std::string_view type) {
   if (type == "WEP") type = "WEP-AUTO";
-  for (const client_security& row : kSecurity) {
+  for (const ClientSecurity& row : kSecurity) {
     if (type == row.type) return &row;
   }
   return nullptr;
 }
 
-bool allows(const client_security& security, std::string_view encryption) {
+bool allows(const ClientSecurity& security, std::string_view encryption) {
   for (const char* allowed : security.encryptions) {
     if (allowed && encryption == allowed) return true;
   }
@@ -34,12 +34,12 @@ bool allows(const client_security& security, std::string_view encryption) {
 
 const char* check_wep_key(std::string_view encryption, const char* key) {
   if (!key) {
-    kd_hnap_printf(nullptr, kHandlerSource, __LINE__, "ERROR: The wep key is NULL");
+    KD_LOG_HANDLER("ERROR: The wep key is NULL");
     return kIllegalKey;
   }
   const int bits = encryption == "WEP-64" ? 64 : 128;
   if (kd_hnap_verify_wep_key(key, bits)) return nullptr;
-  kd_hnap_printf(nullptr, kHandlerSource, __LINE__, "ERROR: Got a illegal wep-%d key %s", bits, key);
+  KD_LOG_HANDLER("ERROR: Got a illegal wep-%d key %s", bits, key);
   return kIllegalKey;
 }
 
@@ -49,19 +49,18 @@ bool all_hex(std::string_view text) {
 
 }  // namespace
 
-std::span<const client_security> offered_client_security() {
+std::span<const ClientSecurity> offered_client_security() {
   return kSecurity;
 }
 
 const char* check_client_security(const char* type, const char* encryption, const char* key, bool with_band) {
   if (!type || !encryption) return kGenericError;
-  const client_security* security = find_security(type);
+  const ClientSecurity* security = find_security(type);
   if (!security) return "ERROR_TYPE_NOT_SUPPORTED";
   const bool is_wep = std::string_view{type}.starts_with("WEP");
   if (!allows(*security, encryption)) {
     if (!is_wep && !with_band) {
-      kd_hnap_printf(nullptr, kHandlerSource, __LINE__,
-                     "ERROR: the encryption value %s requested is not supported by this security %s",
+      KD_LOG_HANDLER("ERROR: the encryption value %s requested is not supported by this security %s",
                      encryption, type);
     }
     return "ERROR_ENCRYPTION_NOT_SUPPORTED";

@@ -5,13 +5,13 @@
 
 namespace kd {
 
-struct client_security {
+struct ClientSecurity {
   const char* type;
   const char* encryptions[2];  // the second one null when there is only one
 };
 
 // What is offered to clients, in that order. "WEP", which is also accepted, is not offered.
-std::span<const client_security> offered_client_security();
+std::span<const ClientSecurity> offered_client_security();
 
 // Checks a secured network.
 //   key        null when there is none

@@ -19,11 +19,11 @@ void add_client(Reply& reply, const client_entry& client) {
 
 }  // namespace
 
-reply_text get_connected_devices(hnap_request& request, const xml_element*) {
-  Reply reply{"GetConnectedDevices", namespace_of(request)};
+ReplyText get_connected_devices(hnap_request& request, const xml_element*) {
+  Reply reply{request, "GetConnectedDevices", namespace_of(request)};
   if (!reply) return reply.finish();  // out of memory: spare the daemon and the two seconds
-  client_list list;
-  kd_hnap_get_client_list(&request, list);
+  ClientList list;
+  kd_hnap_get_client_list(list);
   reply.result("OK");
   reply.open("ConnectedClients");
   // Nobody, or a list that cannot be had, is one client without anything.
@@ -34,7 +34,7 @@ reply_text get_connected_devices(hnap_request& request, const xml_element*) {
     add_client(reply, *client);
   }
   reply.close();
-  kd_hnap_free_client_list(&request, list);
+  kd_hnap_free_client_list(list);
   return reply.finish();
 }
 

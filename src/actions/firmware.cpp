@@ -1,64 +1,80 @@
 // FirmwareUpload, GetFirmwareSettings.
+#include <cstdlib>
+#include <optional>
+
 #include "actions/kd_hnap_handler.hpp"
+#include "actions/properties.hpp"
+#include "base/base64.hpp"
 #include "base/debug_log.hpp"
-#include "base/flags.hpp"
 #include "firmware/upgrade.hpp"
 #include "platform/identity.hpp"
-#include "platform/nvram_config.hpp"
-#include "platform/os.hpp"
-#include "xml/reply.hpp"
+#include "platform/markers.hpp"
+#include "platform/restart.hpp"
 
 namespace kd {
 namespace {
 
-// Makes room for the image: nothing but the web server is needed from here on. What is stopped comes back
-// with the next start only.
-void stop_daemons() {
-  for (const char* command :
-       {"killall -9 mdnspr", "killall -9 udhcpc", "killall -9 kd_rp_autochannel", "killall -9 wscd; sleep 2",
-        "killall -9 wpsctl", "killall -9 kd_red", "killall -9 kd_wps_led", "killall -9 kd_wps_auto_pin",
-        "rm /lib/modules/2.6.36-svn*/kernel/drivers/net/wireless/RTPCI_ap/RTPCI_ap.ko"}) {
-    os::system(command);
-  }
+// The base64 text of an upload: what lies between the tags; none when one of them is missing or they stand in
+// the wrong order.
+std::optional<std::string_view> find_image_text(std::string_view body) {
+  constexpr std::string_view kOpening = "<Base64Image>";
+  constexpr std::string_view kClosing = "</Base64Image>";
+  const std::size_t opening = body.find(kOpening);
+  if (opening == std::string_view::npos) return std::nullopt;
+  const std::string_view text = tail(body, opening + kOpening.size());
+  const std::size_t closing = text.find(kClosing);
+  if (closing == std::string_view::npos) return std::nullopt;
+  return head(text, closing);
+}
+
+// Replaces the body by the image in it; false when there is none. Decoding in place and giving the rest back
+// keeps one copy of an upload that takes a good part of the device's memory.
+bool decode_content(hnap_request& request) {
+  const auto text = find_image_text(request.body());
+  if (!text) return false;
+  KD_LOG_MODULE("Got the frimware image from HNAP message ..");
+  KD_LOG_MODULE("The size of firmware image before base64 decode is %d bytes",
+                static_cast<int>(text->size()));
+  const std::size_t size = b64_decode(*text, request.content.get(), request.content_len);
+  KD_LOG_MODULE("The size of firmware image after base64 decode is %d bytes", static_cast<int>(size));
+  unsigned char* body = request.content.release();
+  void* image = size > 0 ? std::realloc(body, size) : nullptr;
+  if (!image) std::free(body);
+  request.content.reset(static_cast<unsigned char*>(image));
+  request.content_len = image ? static_cast<std::uint32_t>(size) : 0;
+  return image || size == 0;
 }
 
 bool upgrade(hnap_request& request) {
-  if (flags.isFirmwareSizeTooLarge) return false;  // the body was not even read
-  stop_daemons();
-  return kd_hnap_firmware_upgrade(request) == 0;
+  if (request.isFirmwareSizeTooLarge) return false;  // the body was not even read
+  stop_daemons_for_upgrade();
+  return decode_content(request) &&
+         kd_hnap_firmware_upgrade({request.content.get(), request.content_len}) == 0;
 }
 
 }  // namespace
 
-reply_text firmware_upload(hnap_request& request, const xml_element*) {
+ReplyText firmware_upload(hnap_request& request, const xml_element*) {
   // The device first, the reply afterwards: once the flash is written the restart follows in any case.
   const bool upgraded = upgrade(request);
   if (upgraded) {
-    flags.hnap_reboot_flag = true;
+    request.module.hnap_reboot_flag = true;
   } else {
-    kd_hnap_printf(&request, kModuleSource, __LINE__, "Firmware upgrade fail, abort...");
-    os::system("rm -f /tmp/postponeSiteSurvey");
+    KD_LOG_MODULE("Firmware upgrade fail, abort...");
+    release_site_survey();
   }
-  Reply reply{"FirmwareUpload", Namespace::core};
-  reply.result(upgraded ? "REBOOT" : "ERROR");
-  return reply.finish();
+  return Reply{request, "FirmwareUpload", Namespace::core}.only(upgraded ? "REBOOT" : "ERROR");
 }
 
-reply_text get_firmware_settings(hnap_request& request, const xml_element*) {
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "%s", "get_firmware_settings");
-  Reply reply{"GetFirmwareSettings", Namespace::core};
+ReplyText get_firmware_settings(hnap_request& request, const xml_element*) {
+  KD_LOG_MODULE("%s", "get_firmware_settings");
+  Reply reply{request, "GetFirmwareSettings", Namespace::core};
   reply.result("OK");
-  constexpr struct {
-    const char* element;
-    config_index index;
-  } kIdentity[] = {{"VendorName", kVendorName}, {"ModelName", kModelName}, {"ModelRevision", kModelRevision}};
-  for (const auto& [element, index] : kIdentity) {
-    config_value value{};
-    kd_hnap_get_config(&request, index, value);
-    reply.leaf(element, value);
-  }
-  version_field version{}, date{};
-  kd_hnap_get_frimware_version_date(&request, version, date);
+  property_leaf(reply, "VendorName", ConfigIndex::vendor_name);
+  property_leaf(reply, "ModelName", ConfigIndex::model_name);
+  property_leaf(reply, "ModelRevision", ConfigIndex::model_revision);
+  VersionField version{}, date{};
+  kd_hnap_get_frimware_version_date(version, date);
   reply.leaf("FirmwareVersion", version);
   reply.leaf("FirmwareDate", date);
   reply.open("UpdateMethods");

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "base/hnap_request.hpp"
+#include "xml/hnap_request.hpp"
 #include "xml/xml_tree.hpp"
 
 namespace kd {
@@ -15,70 +15,46 @@ namespace kd {
 // Answers one action.
 //   action   the request's action element, whose children are the arguments; null when there is none
 //   returns  the whole reply; an empty one leaves the request without
-using action_handler = reply_text (*)(hnap_request& request, const xml_element* action);
+using ActionHandler = ReplyText(hnap_request& request, const xml_element* action);
 
 struct action_hndl_pair {
   std::string_view name;
-  action_handler handler;
+  ActionHandler* handler;
 };
 
 // The dispatch table; the first matching row wins.
 std::span<const action_hndl_pair> action_hndl_pairs();
 
-// device_settings_2.cpp
-reply_text get_device_settings_2(hnap_request& request, const xml_element* action);
-reply_text set_device_settings_2(hnap_request& request, const xml_element* action);
-
+// device_settings.cpp, device_settings_2.cpp
+ActionHandler get_device_settings, set_device_settings;
+ActionHandler get_device_settings_2, set_device_settings_2;
 // power.cpp
-reply_text is_device_ready(hnap_request& request, const xml_element* action);
-reply_text reboot_dev(hnap_request& request, const xml_element* action);
-reply_text restore_factory_defaults(hnap_request& request, const xml_element* action);
-
-// device_settings.cpp
-reply_text get_device_settings(hnap_request& request, const xml_element* action);
-reply_text set_device_settings(hnap_request& request, const xml_element* action);
-
+ActionHandler is_device_ready, reboot_dev, restore_factory_defaults;
 // wireless_networks.cpp
-reply_text get_wireless_networks(hnap_request& request, const xml_element* action);
-
+ActionHandler get_wireless_networks;
 // wireless_client_settings.cpp
-reply_text set_wireless_client_settings(hnap_request& request, const xml_element* action);
-reply_text get_wireless_client_settings(hnap_request& request, const xml_element* action);
-reply_text get_last_set_wireless_client_settings_result(hnap_request& request, const xml_element* action);
-
+ActionHandler get_wireless_client_settings, set_wireless_client_settings;
+ActionHandler get_last_set_wireless_client_settings_result;
 // client_capabilities.cpp
-reply_text get_wireless_client_capabilities(hnap_request& request, const xml_element* action);
-
+ActionHandler get_wireless_client_capabilities;
 // connection_info.cpp
-reply_text get_wireless_client_connection_info(hnap_request& request, const xml_element* action);
-reply_text get_wireless_client_connection_info2(hnap_request& request, const xml_element* action);
-
+ActionHandler get_wireless_client_connection_info, get_wireless_client_connection_info2;
 // connected_devices.cpp
-reply_text get_connected_devices(hnap_request& request, const xml_element* action);
-
+ActionHandler get_connected_devices;
 // download_speed_test.cpp
-reply_text download_speed_test(hnap_request& request, const xml_element* action);
-
+ActionHandler download_speed_test;
 // firmware.cpp
-reply_text firmware_upload(hnap_request& request, const xml_element* action);
-reply_text get_firmware_settings(hnap_request& request, const xml_element* action);
+ActionHandler firmware_upload, get_firmware_settings;
 
 // What follows is served only when the module is built with KD_HNAP_UNREGISTERED_ACTIONS.
 
 // wps.cpp
-reply_text start_wps(hnap_request& request, const xml_element* action);
-reply_text stop_wps(hnap_request& request, const xml_element* action);
-reply_text get_wps_status(hnap_request& request, const xml_element* action);
-
+ActionHandler start_wps, stop_wps, get_wps_status;
 // mac_filters.cpp
-reply_text get_mac_filters_2(hnap_request& request, const xml_element* action);
-reply_text set_mac_filters_2(hnap_request& request, const xml_element* action);
-
-// wireless_networks.cpp, wireless_client_settings.cpp
-reply_text get_wireless_networks2(hnap_request& request, const xml_element* action);
-reply_text set_wireless_client_settings2(hnap_request& request, const xml_element* action);
-
+ActionHandler get_mac_filters_2, set_mac_filters_2;
 // network_stats.cpp
-reply_text get_network_stats(hnap_request& request, const xml_element* action);
+ActionHandler get_network_stats;
+// wireless_networks.cpp, wireless_client_settings.cpp
+ActionHandler get_wireless_networks2, set_wireless_client_settings2;
 
 }  // namespace kd

@@ -22,17 +22,15 @@ const char* accept_bool(const xml_element& element, void* target) {
 }
 
 // The addresses of a request on their way to the store.
-struct new_list {
-  const hnap_request& request;
-  mac_list text = "";
+struct NewList {
+  MacList text = "";
   std::size_t length = 0;
   int count = 0;
 
   bool add(const char* address) {
     const std::string_view mac = view_of(address);
-    if (!kd_hnap_valid_mac(&request, mac) || kd_hnap_is_duplicate_entry(&request, text, mac)) {
-      kd_hnap_printf(&request, kHandlerSource, __LINE__, "ERROR:Got a invalid MAC %s ..",
-                     address ? address : "");
+    if (!kd_hnap_valid_mac(mac) || kd_hnap_is_duplicate_entry(text, mac)) {
+      KD_LOG_HANDLER("ERROR:Got a invalid MAC %s ..", address ? address : "");
       return false;
     }
     if (count == kMostMacFilters) return false;
@@ -45,7 +43,7 @@ struct new_list {
 
 // Each child is a MACInfo of an address and a name, which the store has no place for.
 const char* accept_list(const xml_element& element, void* target) {
-  new_list& list = *static_cast<new_list*>(target);
+  NewList& list = *static_cast<NewList*>(target);
   list.text[0] = '\0';
   list.length = 0;
   list.count = 0;
@@ -62,10 +60,10 @@ const char* accept_list(const xml_element& element, void* target) {
 
 }  // namespace
 
-reply_text get_mac_filters_2(hnap_request& request, const xml_element*) {
-  Reply reply{"GetMACFilters2", Namespace::core};
-  mac_filter_settings settings;
-  kd_hnap_get_mac_filter_settings(&request, settings);
+ReplyText get_mac_filters_2(hnap_request& request, const xml_element*) {
+  Reply reply{request, "GetMACFilters2", Namespace::core};
+  MacFilterSettings settings;
+  kd_hnap_get_mac_filter_settings(settings);
   reply.result("OK");
   reply.leaf("Enabled", text_of(settings.enabled));
   reply.leaf("IsAllowList", text_of(settings.enabled && settings.is_allow_list));
@@ -73,26 +71,26 @@ reply_text get_mac_filters_2(hnap_request& request, const xml_element*) {
   for (int i = 0; i < settings.count; ++i) {
     reply.open("MACInfo");
     reply.leaf("MacAddress", settings.addresses[i]);
-    reply.leaf("DeviceName", settings.names[i]);
+    reply.leaf("DeviceName", "");  // the store keeps no names
     reply.close();
   }
   return reply.finish();
 }
 
-reply_text set_mac_filters_2(hnap_request& request, const xml_element* action) {
-  Reply reply{"SetMACFilters2", Namespace::core};
+ReplyText set_mac_filters_2(hnap_request& request, const xml_element* action) {
+  Reply reply{request, "SetMACFilters2", Namespace::core};
   bool enabled = false, is_allow_list = false;
-  new_list list{request};
+  NewList list;
   Argument arguments[] = {{"Enabled", accept_bool, &enabled},
                           {"IsAllowList", accept_bool, &is_allow_list},
                           {"MACList", accept_list, &list}};
-  if (const argument_fault fault = read_arguments(action, arguments)) return reply.error(fault.text);
+  if (const ArgumentFault fault = read_arguments(action, arguments)) return reply.error(fault.text);
   reply.result("OK");
   if (!reply.ready()) return reply.finish();  // out of memory: change nothing
 
-  kd_hnap_set_mac_filter_settings(&request, enabled, is_allow_list, list.text);
-  kd_hnap_commit_config(&request);
-  kd_hnap_active_mac_filter(&request);
+  kd_hnap_set_mac_filter_settings(enabled, is_allow_list, list.text);
+  kd_hnap_commit_config();
+  KD_LOG_MODULE("Active MAC fileter settings");
   kd_hnap_reactive_wifi();
   return reply.finish();
 }

@@ -20,16 +20,12 @@ void add_network(Reply& reply, const site_survey_entry& network, bool with_band)
   reply.close();
 }
 
-reply_text answer_networks(hnap_request& request, const char* action, bool with_band) {
-  Reply reply{action, namespace_of(request)};
+ReplyText answer_networks(hnap_request& request, const char* action, bool with_band) {
+  Reply reply{request, action, namespace_of(request)};
   if (!reply) return reply.finish();  // out of memory: spare the radio a scan
   site_survey_list list;
-  if (kd_hnap_repeater_get_networks(&request, list) < 0) {
-    reply.result("ERROR");
-    return reply.finish();
-  }
-  kd_hnap_printf(&request, kHandlerSource, __LINE__, "Scan completed. There are %d AP information in list",
-                 list.count);
+  if (kd_hnap_repeater_get_networks(list) < 0) return reply.only("ERROR");
+  KD_LOG_HANDLER("Scan completed. There are %d AP information in list", list.count);
   reply.result("OK");
   reply.open("WirelessNetworkList");
   const site_survey_entry* network = list.head;
@@ -37,17 +33,17 @@ reply_text answer_networks(hnap_request& request, const char* action, bool with_
     add_network(reply, *network, with_band);
   }
   reply.close();
-  kd_hnap_repeater_free_networks(&request, list);
+  kd_hnap_repeater_free_networks(list);
   return reply.finish();
 }
 
 }  // namespace
 
-reply_text get_wireless_networks(hnap_request& request, const xml_element*) {
+ReplyText get_wireless_networks(hnap_request& request, const xml_element*) {
   return answer_networks(request, "GetWirelessNetworks", false);
 }
 
-reply_text get_wireless_networks2(hnap_request& request, const xml_element*) {
+ReplyText get_wireless_networks2(hnap_request& request, const xml_element*) {
   return answer_networks(request, "GetWirelessNetworks2", true);
 }
 

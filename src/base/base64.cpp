@@ -9,27 +9,22 @@
 namespace kd {
 namespace {
 
-constexpr std::int32_t kOutside = INT32_MIN;
+constexpr std::int8_t kOutside = -1;
 
-// A character's value at each of the four places of its group: the last table holds the plain values. A group
-// is the sum of its four entries, negative when one of them is outside the alphabet.
-constexpr auto make_tables() {
+constexpr auto make_values() {
   constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::array<std::array<std::int32_t, 256>, 4> tables{};
-  for (std::size_t place = 0; place < 4; ++place) {
-    for (auto& value : tables[place]) value = kOutside;
-    for (std::size_t i = 0; i < alphabet.size(); ++i) {
-      tables[place][static_cast<unsigned char>(alphabet[i])] =
-          static_cast<std::int32_t>(i << (18 - 6 * place));
-    }
+  std::array<std::int8_t, 256> values{};
+  for (auto& value : values) value = kOutside;
+  for (std::size_t i = 0; i < alphabet.size(); ++i) {
+    values[static_cast<unsigned char>(alphabet[i])] = static_cast<std::int8_t>(i);
   }
-  return tables;
+  return values;
 }
 
-constexpr auto kTables = make_tables();
+constexpr auto kValues = make_values();
 
-std::int32_t value_of(char c, std::size_t place = 3) {
-  return kTables[place][static_cast<unsigned char>(c)];
+int value_of(char c) {
+  return kValues[static_cast<unsigned char>(c)];
 }
 
 // Decodes whole groups up to the first one that holds a byte to be skipped.
@@ -37,9 +32,8 @@ std::int32_t value_of(char c, std::size_t place = 3) {
 std::size_t decode_groups(const char* at, std::size_t groups, unsigned char* output) {
   std::size_t done = 0;
   for (; done < groups; ++done, at += 4, output += 3) {
-    const std::int32_t group =
-        value_of(at[0], 0) | value_of(at[1], 1) | value_of(at[2], 2) | value_of(at[3], 3);
-    if (group < 0) break;
+    const int group = value_of(at[0]) << 18 | value_of(at[1]) << 12 | value_of(at[2]) << 6 | value_of(at[3]);
+    if (group < 0) break;  // one of them is outside the alphabet
     output[0] = static_cast<unsigned char>(group >> 16);
     output[1] = static_cast<unsigned char>(group >> 8);
     output[2] = static_cast<unsigned char>(group);
@@ -64,7 +58,7 @@ std::size_t b64_decode(std::string_view input, unsigned char* output, std::size_
     const char c = input.front();
     input.remove_prefix(1);
     if (c == '\0') break;
-    const std::int32_t value = value_of(c);
+    const int value = value_of(c);
     if (value == kOutside) continue;
     bits = bits << 6 | static_cast<unsigned>(value);
     if (phase != 0 && written < capacity) {
@@ -75,16 +69,16 @@ std::size_t b64_decode(std::string_view input, unsigned char* output, std::size_
   return written;
 }
 
-decoded_text b64_decode_strict(std::string_view input) {
+DecodedText b64_decode_strict(std::string_view input) {
   input = head(input, input.find('='));
   for (const char c : input) {
     if (value_of(c) == kOutside) return {};
   }
-  const std::size_t capacity = input.size() / 4 * 3 + 3;
-  decoded_text decoded;
-  decoded.text.reset(static_cast<char*>(std::malloc(capacity + 1)));
+  const std::size_t room = input.size() / 4 * 3 + 3;  // terminator included
+  DecodedText decoded;
+  decoded.text.reset(static_cast<char*>(std::malloc(room)));
   if (!decoded.text) return {};
-  decoded.size = b64_decode(input, reinterpret_cast<unsigned char*>(decoded.text.get()), capacity);
+  decoded.size = b64_decode(input, reinterpret_cast<unsigned char*>(decoded.text.get()), room - 1);
   decoded.text.get()[decoded.size] = '\0';
   return decoded;
 }

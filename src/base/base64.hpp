@@ -14,10 +14,10 @@ namespace kd {
 std::size_t b64_decode(std::string_view input, unsigned char* output, std::size_t capacity);
 
 // Strict decoder for credentials: ends at the first "=", any other byte outside the alphabet is an error.
-struct decoded_text {
-  heap_text text;  // zero-terminated; null on an error or when memory is short
+struct DecodedText {
+  HeapText text;  // zero-terminated; null on an error or when memory is short
   std::size_t size = 0;
 };
-decoded_text b64_decode_strict(std::string_view input);
+DecodedText b64_decode_strict(std::string_view input);
 
 }  // namespace kd

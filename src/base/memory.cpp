@@ -2,31 +2,21 @@
 
 #include <cstring>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KD_LEAK_CHECKED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KD_LEAK_CHECKED 1
-#endif
-#endif
-#ifdef KD_LEAK_CHECKED
-#include <sanitizer/lsan_interface.h>
-#endif
+// Of the leak checker, where there is one.
+extern "C" __attribute__((weak)) void __lsan_ignore_object(const void* block);
 
 namespace kd {
 
-heap_text copy_of(std::string_view text) {
-  heap_text copy{static_cast<char*>(std::malloc(text.size() + 1))};
+HeapText copy_of(std::string_view text) {
+  HeapText copy{static_cast<char*>(std::malloc(text.size() + 1))};
   if (!copy) return copy;
   if (!text.empty()) std::memcpy(copy.get(), text.data(), text.size());
   copy.get()[text.size()] = '\0';
   return copy;
 }
 
-void leak_deliberately([[maybe_unused]] void* block) {
-#ifdef KD_LEAK_CHECKED
-  __lsan_ignore_object(block);
-#endif
+void outlives_request(void* block) {
+  if (__lsan_ignore_object) __lsan_ignore_object(block);
 }
 
 }  // namespace kd

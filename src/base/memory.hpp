@@ -9,19 +9,19 @@
 
 namespace kd {
 
-struct free_deleter {
+struct FreeDeleter {
   void operator()(void* block) const { std::free(block); }
 };
 
 template <class T>
-using heap_ptr = std::unique_ptr<T, free_deleter>;
-using heap_text = heap_ptr<char>;
-using heap_bytes = heap_ptr<unsigned char>;
+using HeapPtr = std::unique_ptr<T, FreeDeleter>;
+using HeapText = HeapPtr<char>;
+using HeapBytes = HeapPtr<unsigned char>;
 
 // A zero-terminated heap copy of `text`; null when memory is short.
-heap_text copy_of(std::string_view text);
+HeapText copy_of(std::string_view text);
 
-// Gives a block up for good. The callers' blocks are lost on purpose and say why; leak checkers are told so.
-void leak_deliberately(void* block);
+// Tells leak checkers that a block outlives its request on purpose; the caller says why.
+void outlives_request(void* block);
 
 }  // namespace kd

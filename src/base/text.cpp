@@ -97,8 +97,8 @@ bool contains_ignoring_case(std::string_view text, std::string_view part) {
 }
 
 bool Text::reserve(std::size_t more) {
-  if (failed_) return false;
   if (capacity_ - size_ > more) return true;
+  if (failed_) return false;
   // Doubling keeps a long chain of appends linear; a single large reservation is taken as it is.
   const std::size_t needed = size_ + more + 1;
   const std::size_t capacity = std::max(needed, capacity_ * 2);
@@ -124,22 +124,25 @@ char* Text::extend(std::size_t more) {
   return room;
 }
 
+void Text::append(std::string_view text) {
+  char* room = extend(text.size());
+  if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
+}
+
 void Text::shrink(std::size_t size) {
   if (size >= size_) return;
   size_ = size;
   text_.get()[size_] = '\0';
 }
 
-void Text::append(std::string_view text) {
-  char* room = extend(text.size());
-  if (room && !text.empty()) std::memcpy(room, text.data(), text.size());
+void Text::insert(std::size_t at, char byte, std::size_t count) {
+  if (at > size_ || !extend(count)) return;
+  char* gap = text_.get() + at;
+  std::memmove(gap + count, gap, size_ - count - at);
+  std::memset(gap, byte, count);
 }
 
-void Text::fill(char byte, std::size_t count) {
-  if (char* room = extend(count)) std::memset(room, byte, count);
-}
-
-heap_text Text::release() {
+HeapText Text::release() {
   size_ = capacity_ = 0;
   return std::move(text_);
 }

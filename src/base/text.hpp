@@ -25,6 +25,13 @@ void copy_text(char (&destination)[N], std::string_view text) {
   copy_text(destination, N, text);
 }
 
+// The same behind the text that stands in a buffer.
+template <std::size_t N>
+void append_text(char (&destination)[N], std::string_view text) {
+  const std::size_t used = std::char_traits<char>::length(destination);
+  copy_text(destination + used, N - used, text);
+}
+
 bool equal_ignoring_case(std::string_view a, std::string_view b);
 bool starts_with_ignoring_case(std::string_view text, std::string_view prefix);
 bool contains_ignoring_case(std::string_view text, std::string_view part);
@@ -69,17 +76,18 @@ class Text {
   // Drops what lies behind `size` bytes; nothing when there is less.
   void shrink(std::size_t size);
   void append(std::string_view text);
-  // Appends `count` copies of one byte.
-  void fill(char byte, std::size_t count);
+  void fill(char byte, std::size_t count) { insert(size_, byte, count); }
+  // Puts `count` copies of one byte before the one at `at`.
+  void insert(std::size_t at, char byte, std::size_t count);
 
   [[nodiscard]] bool failed() const { return failed_; }
   std::size_t size() const { return size_; }
   std::string_view view() const { return {text_.get(), size_}; }
   // The text itself, null when it failed or nothing was appended; this object is then empty.
-  heap_text release();
+  HeapText release();
 
  private:
-  heap_text text_;
+  HeapText text_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;  // terminator included
   bool failed_ = false;

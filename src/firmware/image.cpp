@@ -21,25 +21,25 @@ std::uint32_t image_header_crc(std::span<const unsigned char> header) {
   return crc32(0, copy, sizeof copy);
 }
 
-image_fault check_image_header(std::span<const unsigned char> image) {
-  if (image.size() < kImageHeaderSize) return image_fault::size;
-  if (image_number(image, kImageMagicField) != kImageMagic) return image_fault::magic;
-  if (image_number(image, kImageHeaderCrcField) != image_header_crc(image)) return image_fault::header_crc;
-  if (image_number(image, kImageMakerMagicField) != kMakerMagic) return image_fault::maker_magic;
-  return image_fault::none;
+ImageFault check_image_header(std::span<const unsigned char> image) {
+  if (image.size() < kImageHeaderSize) return ImageFault::size;
+  if (image_number(image, kImageMagicField) != kImageMagic) return ImageFault::magic;
+  if (image_number(image, kImageHeaderCrcField) != image_header_crc(image)) return ImageFault::header_crc;
+  if (image_number(image, kImageMakerMagicField) != kMakerMagic) return ImageFault::maker_magic;
+  return ImageFault::none;
 }
 
 bool board_fits(std::uint32_t device_board, std::uint32_t image_board) {
   return device_board == kUnknownBoard || image_board == kAnyBoard || device_board == image_board;
 }
 
-image_fault check_image_data(std::span<const unsigned char> image) {
+ImageFault check_image_data(std::span<const unsigned char> image) {
   const std::uint32_t size = image_number(image, kImageDataSizeField);
   // More than was uploaded cannot have the right checksum. Bytes behind the data are nobody's concern.
-  if (size > image.size() - kImageHeaderSize) return image_fault::data_crc;
+  if (size > image.size() - kImageHeaderSize) return ImageFault::data_crc;
   const bool matches =
       crc32(0, image.data() + kImageHeaderSize, size) == image_number(image, kImageDataCrcField);
-  return matches ? image_fault::none : image_fault::data_crc;
+  return matches ? ImageFault::none : ImageFault::data_crc;
 }
 
 bool read_kernel_partition(const char* line, std::uint32_t& size) {

@@ -26,7 +26,7 @@ inline constexpr std::uint32_t kAnyBoard = 0;             // in an image
 inline constexpr std::uint32_t kUnknownBoard = 0xFFFFFF;  // on a device: takes every image
 
 // Why an image is refused.
-enum class image_fault { none, size, magic, header_crc, maker_magic, board, data_crc, partition };
+enum class ImageFault { none, size, magic, header_crc, maker_magic, board, data_crc, partition };
 
 // The big-endian number at a field's offset.
 std::uint32_t image_number(std::span<const unsigned char> image, image_field field);
@@ -36,9 +36,9 @@ std::uint32_t image_header_crc(std::span<const unsigned char> header);
 
 // The checks that need nothing but the image. The first takes an image of any size, the others one that
 // passed it.
-image_fault check_image_header(std::span<const unsigned char> image);
+ImageFault check_image_header(std::span<const unsigned char> image);
 bool board_fits(std::uint32_t device_board, std::uint32_t image_board);
-image_fault check_image_data(std::span<const unsigned char> image);
+ImageFault check_image_data(std::span<const unsigned char> image);
 
 // Whether a line of the flash partition table describes the firmware's partition.
 //   size  in bytes; written only when it does

@@ -1,54 +1,35 @@
 #include "firmware/upgrade.hpp"
 
-#include "base/base64.hpp"
+#include <cstdio>
+
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
-#include "firmware/flash.hpp"
 #include "platform/lines.hpp"
 #include "platform/os.hpp"
 
 namespace kd {
 namespace {
 
-const char* message_of(image_fault fault) {
-  switch (fault) {
-    case image_fault::size:
-      return "The size of image file is not valid";
-    case image_fault::magic:
-      return "Bad Magic Number";
-    case image_fault::header_crc:
-      return "Bad Checksum";
-    case image_fault::maker_magic:
-      return "Bad Kelda Magic Number";
-    case image_fault::data_crc:
-      return "CRC32 fail";
-    default:
-      return nullptr;  // said with its numbers where it was found
-  }
-}
+constexpr const char* kUploadedImagePath = "/var/hnapUploadedFirmware";
 
-std::uint32_t read_device_board(const hnap_request* request) {
+std::uint32_t read_device_board() {
   char line[7];
   if (read_first_line("/var/boardid", line)) return hex_to_uint(line);
-  kd_hnap_printf(request, kModuleSource, __LINE__,
-                 "upload.cgi: can't get /var/boardid, don't check compare f/w board id.");
+  KD_LOG_MODULE("upload.cgi: can't get /var/boardid, don't check compare f/w board id.");
   return kUnknownBoard;
 }
 
-image_fault check_board(const hnap_request* request, std::uint32_t image_board) {
-  const std::uint32_t device_board = read_device_board(request);
+ImageFault check_board(std::uint32_t image_board) {
+  const std::uint32_t device_board = read_device_board();
   if (device_board == kUnknownBoard) {
-    kd_hnap_printf(request, kModuleSource, __LINE__,
-                   "Board ID in EEPROM is FFFFFF, don't need check compare f/w board id.");
+    KD_LOG_MODULE("Board ID in EEPROM is FFFFFF, don't need check compare f/w board id.");
   } else if (image_board == kAnyBoard) {
-    kd_hnap_printf(request, kModuleSource, __LINE__,
-                   "upload.cgi: F/W board id is 000000, don't need check eeprom.");
+    KD_LOG_MODULE("upload.cgi: F/W board id is 000000, don't need check eeprom.");
   }
-  if (board_fits(device_board, image_board)) return image_fault::none;
-  kd_hnap_printf(request, kModuleSource, __LINE__,
-                 "upload.cgi: We can't match. F/W board id is 0x%08X, eeprom board id is 0x%08X", image_board,
-                 device_board);
-  return image_fault::board;
+  if (board_fits(device_board, image_board)) return ImageFault::none;
+  KD_LOG_MODULE("upload.cgi: We can't match. F/W board id is 0x%08X, eeprom board id is 0x%08X", image_board,
+                device_board);
+  return ImageFault::board;
 }
 
 // Without a partition table, or without a line for the firmware, only an empty image fits.
@@ -66,92 +47,96 @@ std::uint32_t read_partition_size() {
 }
 
 // The header is not counted: it takes its place in the partition all the same.
-image_fault check_partition(const hnap_request* request, std::uint32_t data_size) {
-  if (read_partition_size() >= data_size) return image_fault::none;
-  kd_hnap_printf(request, kModuleSource, __LINE__,
-                 "*** Warning: the image file(0x%x) is bigger than Kernel MTD partition.", data_size);
-  return image_fault::partition;
+ImageFault check_partition(std::uint32_t data_size) {
+  if (read_partition_size() >= data_size) return ImageFault::none;
+  KD_LOG_MODULE("*** Warning: the image file(0x%x) is bigger than Kernel MTD partition.", data_size);
+  return ImageFault::partition;
 }
 
-// Gives the body up for the image of `length` bytes at its start. False, with nothing left, when memory is
-// short.
-bool keep_start_of_content(hnap_request& request, std::size_t length) {
-  unsigned char* body = request.content.release();
-  unsigned char* image = length > 0 ? static_cast<unsigned char*>(std::realloc(body, length)) : nullptr;
-  if (!image) std::free(body);
-  request.content.reset(image);
-  request.content_len = image ? static_cast<std::uint32_t>(length) : 0;
-  if (image || length == 0) return true;
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "ERROR:allocate memory for base 64 decode fail");
-  return false;
+void remove_image_file() {
+  os::system("rm /var/hnapUploadedFirmware");
 }
 
-// Replaces the body by the image in it. Decoding in place and giving the rest back keeps one copy of an
-// upload that takes a good part of the device's memory.
-bool decode_content(hnap_request& request) {
-  if (!request.content) return false;
-  const auto text =
-      find_image_text({reinterpret_cast<const char*>(request.content.get()), request.content_len});
-  if (!text) return false;
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "Got the frimware image from HNAP message ..");
-  kd_hnap_printf(&request, kModuleSource, __LINE__,
-                 "The size of firmware image before base64 decode is %d bytes",
-                 static_cast<int>(text->size()));
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "allocate %d bytes buffer for base 64 decode",
-                 static_cast<int>(text->size()) + 1);
-  const std::size_t decoded = b64_decode(*text, request.content.get(), request.content_len);
-  kd_hnap_printf(&request, kModuleSource, __LINE__,
-                 "The size of firmware image after base64 decode is %d bytes", static_cast<int>(decoded));
-  return keep_start_of_content(request, decoded);
-}
-
-bool write_image_file(const hnap_request& request) {
+bool write_image_file(std::span<const unsigned char> image) {
   os::File file{os::fopen(kUploadedImagePath, "w+")};
   if (!file) return false;
-  const bool written =
-      os::fwrite(request.content.get(), request.content_len, file.get()) == request.content_len;
-  // A full disk may show only when the last bytes are written out.
-  if (os::fclose(file.release()) == 0 && written) return true;
-  os::system("rm /var/hnapUploadedFirmware");
+  const std::string_view bytes{reinterpret_cast<const char*>(image.data()), image.size()};
+  if (write_and_close(std::move(file), {bytes})) return true;
+  remove_image_file();
   return false;
+}
+
+constexpr int kNoProgress = -1;
+constexpr int kDone = 100;
+constexpr int kMostStalls = 15;  // passes in a row without a progress file
+constexpr unsigned kPassSeconds = 2;
+
+// A value that stands still is no stall: the writer is there, and erasing takes its time.
+int follow_writer() {
+  int progress = kNoProgress;
+  for (int stalls = 0; stalls < kMostStalls;) {
+    progress = kd_get_firmware_upgrade_progress();
+    if (progress == kNoProgress) {
+      ++stalls;
+    } else {
+      KD_LOG_MODULE("%d%%", progress);
+      stalls = 0;
+    }
+    os::sleep(kPassSeconds);
+    if (progress >= kDone) {
+      KD_LOG_MODULE("DONE");
+      return progress;
+    }
+  }
+  KD_LOG_MODULE("UPRGADE FAILE");
+  return progress;
 }
 
 }  // namespace
 
-int kd_hnap_firmware_upgrade(hnap_request& request) {
-  if (!decode_content(request)) return -1;
-  if (!kd_hnap_is_valid_firmware(&request, request.content.get(), request.content_len)) return -1;
-  if (!write_image_file(request)) return -1;
-  if (kd_hnap_program_firmware(request) >= 100) return 0;
-  os::system("rm /var/hnapUploadedFirmware");
+int kd_hnap_firmware_upgrade(std::span<const unsigned char> image) {
+  if (!kd_hnap_is_valid_firmware(image) || !write_image_file(image)) return -1;
+  if (kd_hnap_program_firmware(image.size()) >= 100) return 0;
+  remove_image_file();
   return -1;
 }
 
-int kd_hnap_is_valid_firmware(const hnap_request* request, const unsigned char* image, std::uint32_t length) {
-  const image_fault fault = check_image(request, {image, length});
-  if (const char* message = message_of(fault)) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "%s", message);
-  }
-  return fault == image_fault::none;
+int kd_hnap_is_valid_firmware(std::span<const unsigned char> image) {
+  [[maybe_unused]] constexpr const char* kMessages[] = {"",
+                                                        "The size of image file is not valid",
+                                                        "Bad Magic Number",
+                                                        "Bad Checksum",
+                                                        "Bad Kelda Magic Number",
+                                                        "",
+                                                        "CRC32 fail",
+                                                        ""};  // what is empty was said with its numbers
+  const ImageFault fault = check_image(image);
+  KD_LOG_MODULE("%s", kMessages[static_cast<int>(fault)]);
+  return fault == ImageFault::none;
 }
 
-image_fault check_image(const hnap_request* request, std::span<const unsigned char> image) {
-  image_fault fault = check_image_header(image);
-  if (fault == image_fault::none) fault = check_board(request, image_number(image, kImageBoardField));
-  if (fault == image_fault::none) fault = check_image_data(image);
-  if (fault == image_fault::none) fault = check_partition(request, image_number(image, kImageDataSizeField));
+ImageFault check_image(std::span<const unsigned char> image) {
+  ImageFault fault = check_image_header(image);
+  if (fault == ImageFault::none) fault = check_board(image_number(image, kImageBoardField));
+  if (fault == ImageFault::none) fault = check_image_data(image);
+  if (fault == ImageFault::none) fault = check_partition(image_number(image, kImageDataSizeField));
   return fault;
 }
 
-std::optional<std::string_view> find_image_text(std::string_view body) {
-  constexpr std::string_view kOpening = "<Base64Image>";
-  constexpr std::string_view kClosing = "</Base64Image>";
-  const std::size_t opening = body.find(kOpening);
-  if (opening == std::string_view::npos) return std::nullopt;
-  const std::string_view text = tail(body, opening + kOpening.size());
-  const std::size_t closing = text.find(kClosing);
-  if (closing == std::string_view::npos) return std::nullopt;
-  return head(text, closing);
+int kd_hnap_program_firmware(std::size_t length) {
+  char command[256];
+  std::snprintf(command, sizeof command, "/bin/mtd_write -o 0 -l %d write %s Kernel&",
+                static_cast<int>(length), kUploadedImagePath);
+  os::system("gpio l 6 5 5 132 0 1&");
+  KD_LOG_MODULE("Burning firmware with command \"%s\" ....", command);
+  os::system(command);
+  os::sleep(kPassSeconds);
+  return follow_writer();
+}
+
+int kd_get_firmware_upgrade_progress() {
+  char line[8];
+  return read_first_line("/var/upgrade_progress", line) ? text_to_int(line) : kNoProgress;
 }
 
 }  // namespace kd

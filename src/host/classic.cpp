@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "base/debug_log.hpp"
-#include "host/host.hpp"
+#include "base/text.hpp"
 #include "module/mod_kd_hnap.hpp"
 #include "platform/os.hpp"
 #include "platform/shell.hpp"
@@ -24,18 +24,24 @@ extern "C" {
 #include "response.h"
 }
 
-static_assert(sizeof(off_t) == 8);
+// Else the server's records have another layout than this build takes them for.
+static_assert(
+    sizeof(off_t) == SIZEOF_OFF_T && sizeof(long) == SIZEOF_LONG,
+    "the server's config.h was made for another processor or by another compiler: configure the tree "
+    "with the compiler and the options that the server was built with");
 
-namespace kd::host {
+namespace kd::port {
 
 struct plugin_data {
   PLUGIN_DATA;
   buffer* first;  // the record's customary buffers; nothing uses them
   buffer* second;
+  ModuleState state;
 };
 
 namespace {
 
+constexpr const char* kSource = "mod_kd_hnap.c";
 constexpr std::size_t kMostContent = INT32_MAX;
 
 // The length counts the terminator; 0 is an unset buffer.
@@ -49,7 +55,6 @@ std::string_view view_of_buffer(const buffer* text) {
 struct Request {
   server* srv;
   connection* con;
-  plugin_data* plugin;
 };
 
 Method method(const Request& request) {
@@ -81,92 +86,70 @@ std::uint64_t content_length(const Request& request) {
 
 namespace {
 
-// The body as far as it was read.
-struct Body {
-  heap_bytes bytes;
-  std::size_t length = 0;
-
-  // Adds `more` zeroed bytes; null when memory is short or the total would pass 2^31 - 1.
-  unsigned char* extend(std::size_t more) {
-    if (more > kMostContent - length) return nullptr;
-    void* grown = std::realloc(bytes.get(), length + more + 1);
-    if (!grown) return nullptr;
-    (void)bytes.release();
-    bytes.reset(static_cast<unsigned char*>(grown));
-    unsigned char* room = bytes.get() + length;
-    std::memset(room, 0, more + 1);
-    length += more;
-    return room;
-  }
-};
-
 std::size_t at_least_zero(off_t count) {
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-bool take_memory(const chunk& piece, std::size_t missing, Body& body, std::size_t& taken) {
-  const std::string_view held = view_of_buffer(piece.mem);
-  const std::size_t offset = std::min(at_least_zero(piece.offset), held.size());
-  taken = std::min(held.size() - offset, missing);
-  if (taken == 0) return true;
-  unsigned char* room = body.extend(taken);
-  if (!room) return false;
-  std::memcpy(room, held.data() + offset, taken);
-  return true;
+// Both copy a piece of the body into `room` of `most` bytes.
+//   returns  the bytes taken
+std::size_t take_memory(const chunk& piece, unsigned char* room, std::size_t most) {
+  const std::string_view held = tail(view_of_buffer(piece.mem), at_least_zero(piece.offset));
+  const std::size_t taken = std::min(held.size(), most);
+  if (taken > 0) std::memcpy(room, held.data(), taken);
+  return taken;
 }
 
 // Reads the spooled piece and deletes its file. What cannot be read stays zero and counts all the same: the
 // request then fails in the parser.
-bool take_file(Request& request, chunk& piece, Body& body, std::size_t& taken) {
-  const char* name = view_of_buffer(piece.file.name).data();
-  kd_hnap_printf(nullptr, kModuleSource, __LINE__, "processing %s ...", name ? name : "");
+std::size_t take_file(Request& request, chunk& piece, unsigned char* room, std::size_t most) {
+  const char* held = view_of_buffer(piece.file.name).data();
+  const char* name = held ? held : "";
+  KD_LOG_MODULE("processing %s ...", name);
   if (piece.file.fd < 0) {
-    piece.file.fd = os::open(name ? name : "");
-    if (piece.file.fd < 0) log_error(request, __LINE__, "open failed: ", std::strerror(errno));
-  }
-  taken = at_least_zero(piece.file.length - piece.offset);
-  unsigned char* room = body.extend(taken);
-  if (room && piece.file.fd >= 0) {
-    const off_t start = piece.file.start + piece.offset;
-    for (std::size_t read = 0; read < taken;) {
-      const ssize_t count =
-          os::pread(piece.file.fd, room + read, taken - read, start + static_cast<off_t>(read));
-      if (count <= 0) break;
-      read += static_cast<std::size_t>(count);
+    piece.file.fd = os::open(name);
+    if (piece.file.fd < 0) {
+      log_error_write(request.srv, kSource, __LINE__, "ss", "open failed: ", std::strerror(errno));
     }
   }
+  const std::size_t taken = std::min(at_least_zero(piece.file.length - piece.offset), most);
   if (piece.file.fd >= 0) {
+    const off_t start = piece.file.start + piece.offset;
+    ssize_t count = 1;
+    for (std::size_t read = 0; read < taken && count > 0; read += at_least_zero(count)) {
+      count = os::pread(piece.file.fd, room + read, taken - read, start + static_cast<off_t>(read));
+    }
     os::close(piece.file.fd);
     piece.file.fd = -1;
   }
-  doSystem("rm %s", name ? name : "");
-  return room != nullptr;
+  doSystem("rm %s", name);
+  return taken;
 }
 
 }  // namespace
 
-void read_body(Request& request, heap_bytes& content, std::uint32_t& length) {
+void read_body(Request& request, HeapBytes& content, std::uint32_t& length) {
   content.reset();
   length = 0;
   chunkqueue* queue = request.con->request_content_queue;
-  if (request.con->request.content_length == 0 || !queue || queue->bytes_in == 0) return;
-  Body body;
-  off_t count = 0;
-  for (chunk* piece = queue->first; piece && count < queue->bytes_in; piece = piece->next) {
+  if (request.con->request.content_length == 0 || !queue) return;
+  const std::size_t size = std::min(at_least_zero(queue->bytes_in), kMostContent);
+  HeapBytes body{static_cast<unsigned char*>(size > 0 ? std::calloc(size, 1) : nullptr)};
+  if (!body) return;
+  std::size_t count = 0;
+  for (chunk* piece = queue->first; piece && count < size; piece = piece->next) {
     std::size_t taken = 0;
-    bool kept = true;
     if (piece->type == chunk::MEM_CHUNK) {
-      kept = take_memory(*piece, static_cast<std::size_t>(queue->bytes_in - count), body, taken);
+      taken = take_memory(*piece, body.get() + count, size - count);
     } else if (piece->type == chunk::FILE_CHUNK && piece->file.mmap.start == static_cast<char*>(MAP_FAILED)) {
-      kept = take_file(request, *piece, body, taken);
+      taken = take_file(request, *piece, body.get() + count, size - count);
     }
-    if (!kept) break;
     piece->offset += static_cast<off_t>(taken);
     queue->bytes_out += static_cast<off_t>(taken);
-    count += static_cast<off_t>(taken);
+    count += taken;
   }
-  content = std::move(body.bytes);
-  length = static_cast<std::uint32_t>(body.length);
+  if (count == 0) return;
+  content = std::move(body);
+  length = static_cast<std::uint32_t>(count);
 }
 
 void add_header(Request& request, std::string_view name, std::string_view value) {
@@ -178,7 +161,7 @@ void append_body(Request& request, std::string_view bytes) {
   if (target) buffer_copy_string_len(target, bytes.data(), bytes.size());
 }
 
-void give_body(Request& request, heap_text text, std::size_t length) {
+void give_body(Request& request, HeapText text, std::size_t length) {
   buffer* target = chunkqueue_get_append_buffer(request.con->write_queue);
   if (!target) return;
   std::free(target->ptr);
@@ -196,37 +179,30 @@ void refuse(Request& request, int status) {
   request.con->http_status = status;
 }
 
-namespace {
-
-// The connection's slot holds the deferred action itself and a mark that a request of the module's awaits its
-// end: nothing is allocated. It lives for one request, and such a request is its connection's last.
-constexpr std::intptr_t kOpen = 0x100;
-
-void*& slot_of(const connection* con, const plugin_data& plugin) {
-  return con->plugin_ctx[plugin.id];
-}
-
-int action_in(const void* slot) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(slot) & 0xFF);
-}
-
-}  // namespace
-
-int action(const Request& request) {
-  return action_in(slot_of(request.con, *request.plugin));
-}
-
-void set_action(Request& request, int action) {
-  slot_of(request.con, *request.plugin) =
-      reinterpret_cast<void*>(  // NOLINT(performance-no-int-to-ptr): it is no pointer to begin with
-          (action & 0xFF) | kOpen);
-}
-
-void log_error(Request& request, unsigned line, const char* text, const char* detail) {
-  log_error_write(request.srv, "mod_kd_hnap.c", line, "ss", text, detail);
+void log_error(Request& request, unsigned line, const char* text) {
+  log_error_write(request.srv, kSource, line, "s", text);
 }
 
 namespace {
+
+// What a connection's end needs to know. It lives in the connection's own slot, so that nothing is allocated;
+// a slot that is not zero is a request of the module's that awaits its end. Such a request is its
+// connection's last.
+struct ConnectionNote {
+  DeferredAction action;
+  bool open;
+};
+static_assert(sizeof(ConnectionNote) <= sizeof(void*));
+
+ConnectionNote& note_of(const connection* con, void* data) {
+  return *reinterpret_cast<ConnectionNote*>(&con->plugin_ctx[static_cast<plugin_data*>(data)->id]);
+}
+
+server* log_server;  // of the debug log
+
+void write_debug_log(const char* source, int line, const char* text) {
+  log_error_write(log_server, source, static_cast<unsigned>(line), "s", text);
+}
 
 extern "C" {
 
@@ -235,11 +211,15 @@ static void* mod_kd_hnap_init() {
   if (!data) return nullptr;
   data->first = buffer_init();
   data->second = buffer_init();
-  kd::start();
+  data->state = kd::start();
   return data;
 }
 
-static handler_t mod_kd_hnap_set_defaults(server*, void*) {
+static handler_t mod_kd_hnap_set_defaults(server* srv, void*) {
+  if (kDebugLog) {
+    log_server = srv;
+    set_debug_log_sink(write_debug_log);
+  }
   return HANDLER_GO_ON;
 }
 
@@ -253,34 +233,34 @@ static handler_t mod_kd_hnap_cleanup(server*, void* data) {
 }
 
 static handler_t mod_kd_hnap_uri_raw(server* srv, connection* con, void* data) {
-  Request request{srv, con, static_cast<plugin_data*>(data)};
+  auto& plugin = *static_cast<plugin_data*>(data);
+  Request request{srv, con};
   if (!wants(request)) return HANDLER_GO_ON;
-  set_action(request, kNoDeferredAction);
-  handle(request);
+  const DeferredAction deferred = handle(request, plugin.state, true);
+  note_of(con, data) = {deferred, true};
   // The server runs the close hook only for a connection that does not wait for another request, or that has
   // left DIRECT mode when the client vanishes.
   con->keep_alive = 0;
   const bool unanswered = con->http_status == 0;
   if (unanswered) con->file_finished = 1;
   // Out of DIRECT mode the server adds no page of its own to the queued body. A refusal wants that page.
-  if (unanswered || con->file_finished) con->mode = static_cast<connection_type>(request.plugin->id);
+  if (unanswered || con->file_finished) con->mode = static_cast<connection_type>(plugin.id);
   return HANDLER_FINISHED;
 }
 
 static handler_t mod_kd_hnap_connection_close(server* srv, connection* con, void* data) {
-  Request request{srv, con, static_cast<plugin_data*>(data)};
-  const int deferred = action(request);
-  slot_of(con, *request.plugin) = nullptr;
-  hnap_connection_close_callback(deferred, classify_uri(uri(request)));
+  const DeferredAction deferred = note_of(con, data).action;
+  note_of(con, data) = {};
+  hnap_connection_close_callback(deferred, classify_uri(uri({srv, con})));
   return HANDLER_GO_ON;
 }
 
 // The server demands an empty slot between requests. It skips the close hook when a client vanishes during a
 // reply in DIRECT mode: that end is caught here.
 static handler_t mod_kd_hnap_connection_reset(server* srv, connection* con, void* data) {
-  void*& slot = slot_of(con, *static_cast<plugin_data*>(data));
-  if (slot && con->state == CON_STATE_ERROR) return mod_kd_hnap_connection_close(srv, con, data);
-  slot = nullptr;
+  ConnectionNote& note = note_of(con, data);
+  if (note.open && con->state == CON_STATE_ERROR) return mod_kd_hnap_connection_close(srv, con, data);
+  note = {};
   return HANDLER_GO_ON;
 }
 
@@ -300,4 +280,4 @@ extern "C" __attribute__((visibility("default"))) int mod_kd_hnap_plugin_init(pl
   return 0;
 }
 
-}  // namespace kd::host
+}  // namespace kd::port

@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <span>
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
 #include "platform/nvram_config.hpp"
 #include "platform/os.hpp"
+#include "platform/shell.hpp"
 
 namespace kd {
 namespace {
@@ -23,11 +24,12 @@ static_assert(sizeof(lang_entry) == 36);
 constexpr std::int32_t kNoTranslation = -1;
 constexpr std::size_t kLineSize = 4096;
 
-// The one table of the process.
+// The one table of the process. Plain pointers: statics with destructors would need the C++ runtime library
+// on 32-bit ARM.
 char multiLangInit = '0';      // '1' while at least one entry is loaded
 std::int32_t langCounter = 0;  // lines of the file: the table's capacity
-heap_ptr<lang_entry> currentLang;
-heap_text csb;  // the translations back to back, each terminated
+lang_entry* currentLang = nullptr;
+char* csb = nullptr;  // the translations back to back, each terminated
 std::size_t csb_size = 0;
 char language_cr[32] = "";
 
@@ -41,22 +43,24 @@ std::int32_t count_lines(const char* path) {
 }
 
 std::size_t file_size(const char* path) {
-  struct ::stat status = {};
-  if (os::stat(path, &status) != 0 || status.st_size < 0) return 0;
-  return static_cast<std::size_t>(status.st_size);
+  const os::File file{os::fopen(path, "r")};
+  const off_t size = file ? os::size(file.get()) : 0;
+  return size > 0 ? static_cast<std::size_t>(size) : 0;
 }
 
 void free_table() {
-  currentLang.reset();
-  csb.reset();
+  std::free(currentLang);
+  std::free(csb);
+  currentLang = nullptr;
+  csb = nullptr;
 }
 
 // Zeroed memory for every line and for every byte of the file.
 bool allocate_table(std::size_t lines, std::size_t bytes) {
   // An empty file is no failure, so never ask for nothing.
-  currentLang.reset(
-      static_cast<lang_entry*>(std::calloc(std::max<std::size_t>(lines, 1), sizeof(lang_entry))));
-  csb.reset(static_cast<char*>(std::calloc(std::max<std::size_t>(bytes, 1), 1)));
+  free_table();
+  currentLang = static_cast<lang_entry*>(std::calloc(std::max<std::size_t>(lines, 1), sizeof(lang_entry)));
+  csb = static_cast<char*>(std::calloc(std::max<std::size_t>(bytes, 1), 1));
   csb_size = bytes;
   if (currentLang && csb) return true;
   free_table();
@@ -87,7 +91,7 @@ bool load_line(char* line, lang_entry& entry, std::size_t& used) {
     entry.offset = kNoTranslation;
     return true;
   }
-  copy_text(csb.get() + used, room, translation);
+  copy_text(csb + used, room, translation);
   entry.offset = static_cast<std::int32_t>(used);
   used += translation.size() + 1;
   return true;
@@ -102,7 +106,7 @@ std::int32_t load_table(const char* path) {
   std::size_t used = 0;
   while (loaded < langCounter && !read_piece(file.get(), line).empty()) {
     line[std::strcspn(line, "\r\n")] = '\0';
-    if (load_line(line, currentLang.get()[loaded], used)) ++loaded;
+    if (load_line(line, currentLang[loaded], used)) ++loaded;
   }
   return loaded;
 }
@@ -144,10 +148,10 @@ int lang_get(const char* tag, const char** out) {
   if (!tag || !out || multiLangInit == '0' || !currentLang || !csb || langCounter < 1) return 0;
   // Over the capacity, not over what was loaded: behind rejected lines the entries are zero, so the empty tag
   // finds the first translation.
-  for (const lang_entry& entry : std::span{currentLang.get(), static_cast<std::size_t>(langCounter)}) {
+  for (const lang_entry& entry : std::span{currentLang, static_cast<std::size_t>(langCounter)}) {
     if (std::strcmp(entry.tag, tag) != 0) continue;
     if (entry.offset == kNoTranslation) return 0;
-    *out = csb.get() + entry.offset;
+    *out = csb + entry.offset;
     return 1;
   }
   return 0;

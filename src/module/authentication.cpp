@@ -2,7 +2,6 @@
 
 #include "base/base64.hpp"
 #include "base/debug_log.hpp"
-#include "host/host.hpp"
 #include "platform/nvram_config.hpp"
 
 namespace kd {
@@ -13,9 +12,17 @@ constexpr std::string_view kScheme = "Basic";
 // The realm names the first model whatever the device is.
 constexpr std::string_view kChallenge = "Basic realm=\"NX220\"";
 
+enum class Verdict { no_header, not_basic, undecodable, no_colon, wrong, right };
+
+struct Credentials {
+  Verdict verdict;
+  HeapText user;
+  HeapText password;
+};
+
 // Absent is not empty: a device without credentials lets nobody in.
 bool is_stored(const char* key, std::string_view given) {
-  const heap_text stored = nvram_text(key);
+  const HeapText stored = nvram_text(key);
   return stored && given == stored.get();
 }
 
@@ -25,44 +32,62 @@ bool store_tells_absent_from_empty() {
   return !nvram_text("NeverStored");
 }
 
-}  // namespace
-
-bool kd_hnap_is_authorized(hnap_request& request) {
-  const auto value = host::header(*request.host, "Authorization");
-  if (!value) {
-    kd_hnap_printf(&request, kModuleSource, __LINE__, "Can not found the Authorization header");
-    return false;
-  }
+Credentials judge(const port::Request& server_request) {
+  const auto value = port::header(server_request, "Authorization");
+  if (!value) return {Verdict::no_header, {}, {}};
   const std::size_t scheme = value->find(kScheme);
-  if (scheme == std::string_view::npos) {
-    kd_hnap_printf(&request, kModuleSource, __LINE__, "Is not Basic Authorization");
-    return false;
-  }
-  const decoded_text credentials = b64_decode_strict(tail(*value, scheme + kScheme.size() + 1));
-  if (!credentials.text) {
-    host::log_error(*request.host, __LINE__, "decodeing base64-string for Authorization failed");
-    return false;
-  }
-  const std::string_view text{credentials.text.get(), credentials.size};
+  if (scheme == std::string_view::npos) return {Verdict::not_basic, {}, {}};
+  const DecodedText decoded = b64_decode_strict(tail(*value, scheme + kScheme.size() + 1));
+  if (!decoded.text) return {Verdict::undecodable, {}, {}};
+  const std::string_view text{decoded.text.get(), decoded.size};
   const std::size_t colon = text.find(':');
-  if (colon == std::string_view::npos) return false;
+  if (colon == std::string_view::npos) return {Verdict::no_colon, {}, {}};
   const std::string_view user = head(text, colon);
   const std::string_view password = tail(text, colon + 1);
-  request.auth_user = copy_of(user);
-  request.auth_password = copy_of(password);
-
+  Credentials found{Verdict::wrong, copy_of(user), copy_of(password)};
   // Without memory for the name there is nobody whom a handler could compare with.
-  const bool authorized = request.auth_user && request.auth_password && is_stored("Login", user) &&
-                          is_stored("Password", password) &&
-                          (!user.empty() || store_tells_absent_from_empty());
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "%s",
-                 authorized ? "Authorization successful" : "Authorization failed");
-  return authorized;
+  if (found.user && found.password && is_stored("Login", user) && is_stored("Password", password) &&
+      (!user.empty() || store_tells_absent_from_empty())) {
+    found.verdict = Verdict::right;
+  }
+  return found;
 }
 
-void kd_hnap_fail_authorized(hnap_request& request) {
-  host::add_header(*request.host, "WWW-Authenticate", kChallenge);
-  host::refuse(*request.host, 401);
+}  // namespace
+
+bool has_stored_credentials(const port::Request& server_request) {
+  return judge(server_request).verdict == Verdict::right;
+}
+
+bool kd_hnap_is_authorized(port::Request& server_request, hnap_request& request) {
+  Credentials found = judge(server_request);
+  request.auth_user = std::move(found.user);
+  request.auth_password = std::move(found.password);
+  switch (found.verdict) {
+    case Verdict::no_header:
+      KD_LOG_MODULE("Can not found the Authorization header");
+      break;
+    case Verdict::not_basic:
+      KD_LOG_MODULE("Is not Basic Authorization");
+      break;
+    case Verdict::undecodable:
+      port::log_error(server_request, __LINE__, "decodeing base64-string for Authorization failed");
+      break;
+    case Verdict::no_colon:
+      break;
+    case Verdict::wrong:
+      KD_LOG_MODULE("Authorization failed");
+      break;
+    case Verdict::right:
+      KD_LOG_MODULE("Authorization successful");
+      return true;
+  }
+  return false;
+}
+
+void kd_hnap_fail_authorized(port::Request& server_request) {
+  port::add_header(server_request, "WWW-Authenticate", kChallenge);
+  port::refuse(server_request, 401);
 }
 
 }  // namespace kd

@@ -1,25 +1,12 @@
 #include "module/intake.hpp"
 
-#include "host/host.hpp"
 #include "xml/envelope.hpp"
 
 namespace kd {
 
-http_type kd_hnap_get_http_type(const hnap_request& request) {
-  switch (host::method(*request.host)) {
-    case host::Method::get:
-      return http_type::get;
-    case host::Method::post:
-      return http_type::post;
-    case host::Method::other:
-      break;
-  }
-  return http_type::other;
-}
-
-bool kd_hnap_get_soap_method(hnap_request& request) {
+bool kd_hnap_get_soap_method(const port::Request& server_request, hnap_request& request) {
   request.soap_action.reset();
-  const auto value = host::header(*request.host, kSoapActionHeader);
+  const auto value = port::header(server_request, kSoapActionHeader);
   if (!value) return false;
   request.soap_action = copy_of(soap_action_of(*value));
   return true;
@@ -33,38 +20,37 @@ std::string_view soap_action_of(std::string_view header_value) {
   return head(action, action.rfind('"'));
 }
 
-std::int32_t kd_hnap_get_http_content_length(const hnap_request& request) {
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(host::content_length(*request.host)));
+std::int32_t kd_hnap_get_http_content_length(const port::Request& server_request) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(port::content_length(server_request)));
 }
 
-void kd_hnap_get_http_content(hnap_request& request) {
-  request.content.reset();
-  request.content_len = 0;
-  host::read_body(*request.host, request.content, request.content_len);
+void kd_hnap_get_http_content(port::Request& server_request, hnap_request& request) {
+  port::read_body(server_request, request.content, request.content_len);
 }
 
-void kd_hnap_html_status(hnap_request& request, int status) {
-  host::finish(*request.host, status);
+void kd_hnap_html_status(port::Request& server_request, int status) {
+  port::finish(server_request, status);
 }
 
-void kd_hnap_fill_response_message(hnap_request& request, reply_text reply) {
-  if (heap_text block = reply.release()) {
-    host::give_body(*request.host, std::move(block), reply.view().size());
+void kd_hnap_fill_response_message(port::Request& server_request, ReplyText reply) {
+  if (HeapText block = reply.release()) {
+    port::give_body(server_request, std::move(block), reply.view().size());
   } else {
-    host::append_body(*request.host, reply.view());
+    port::append_body(server_request, reply.view());
   }
-  kd_hnap_html_status(request, 200);
+  kd_hnap_html_status(server_request, 200);
 }
 
-void kd_hnap_error_unknow_method(hnap_request& request) {
-  host::append_body(*request.host, soap_fault(request.soap_action.get()).view());
-  kd_hnap_html_status(request, 500);
+void kd_hnap_error_unknow_method(port::Request& server_request, const char* soap_action) {
+  for (const std::string_view part : soap_fault(soap_action)) {
+    if (!part.empty()) port::append_body(server_request, part);
+  }
+  kd_hnap_html_status(server_request, 500);
 }
 
-void kd_hnap_error_xml_parser(hnap_request& request, const char* message) {
-  const error_page page = make_error_page(message);
-  host::append_body(*request.host, page.view());
-  kd_hnap_html_status(request, 500);
+void kd_hnap_error_xml_parser(port::Request& server_request, const char* message) {
+  port::append_body(server_request, make_error_page(message).view());
+  kd_hnap_html_status(server_request, 500);
 }
 
 }  // namespace kd

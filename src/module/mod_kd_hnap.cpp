@@ -4,73 +4,85 @@
 #include "module/authentication.hpp"
 #include "module/dispatch.hpp"
 #include "module/intake.hpp"
-#include "platform/console.hpp"
-#include "platform/nvram.h"
-#include "platform/os.hpp"
+#include "platform/markers.hpp"
+#include "platform/nvram_config.hpp"
+#include "platform/restart.hpp"
 
 namespace kd {
 namespace {
 
-constexpr std::string_view kHnap = "HNAP";
-
 bool names_hnap(std::optional<std::string_view> uri) {
-  return uri && contains(*uri, kHnap);
+  return uri && contains(*uri, "HNAP");
 }
 
-void wait_for_site_survey() {
-  // Without an end on purpose: the radio answers nobody while it scans.
-  while (os::exists("/tmp/scanning")) {
-    os::sleep(1);
-    console_printf("Postpone HNAP request since device under scanning\n");
-  }
-}
-
-void kd_hnap_handler(hnap_request& request) {
-  switch (kd_hnap_get_http_type(request)) {
-    case http_type::get:
-      kd_hnap_printf(&request, kModuleSource, __LINE__, "Got a HNAP base on GET");
-      kd_hnap_GET_handler(request);
+void kd_hnap_handler(port::Request& server_request, hnap_request& request, bool has_body) {
+  switch (port::method(server_request)) {
+    case port::Method::get:
+      KD_LOG_MODULE("Got a HNAP base on GET");
+      kd_hnap_GET_handler(server_request, request);
       break;
-    case http_type::post:
-      kd_hnap_printf(&request, kModuleSource, __LINE__, "Got a HNAP base on POST");
-      if (kd_hnap_is_authorized(request)) {
-        kd_hnap_POST_handler(request);
+    case port::Method::post:
+      KD_LOG_MODULE("Got a HNAP base on POST");
+      // Credentials that were refused before the body came stay refused.
+      if (kd_hnap_is_authorized(server_request, request) && has_body) {
+        kd_hnap_POST_handler(server_request, request);
       } else {
-        kd_hnap_fail_authorized(request);
+        kd_hnap_fail_authorized(server_request);
       }
       break;
-    case http_type::other:
+    case port::Method::other:
       break;
   }
 }
 
 }  // namespace
 
-void start() {
-  nvram_init(0);
-  nvram_init(1);
-  os::system("nvram_set 2860 LastSetWirelessClientResult 0");
+ModuleState start() {
+  open_config();
+  forget_last_choice();
+  return {};
 }
 
-bool wants(const host::Request& request) {
-  if (host::header(request, kSoapActionHeader)) return true;
-  return host::method(request) == host::Method::get && names_hnap(host::uri(request));
+bool wants(const port::Request& request) {
+  if (port::header(request, kSoapActionHeader)) return true;
+  return port::method(request) == port::Method::get && names_hnap(port::uri(request));
 }
 
-void handle(host::Request& host_request) {
-  hnap_request request;
-  request.host = &host_request;
-  request.hnap_action = host::action(host_request);
-  kd_hnap_get_soap_method(request);
+bool needs_body(const port::Request& request) {
+  return port::method(request) == port::Method::post && has_stored_credentials(request);
+}
+
+DeferredAction handle(port::Request& server_request, ModuleState& state, bool has_body) {
+  hnap_request request{state};
+  kd_hnap_get_soap_method(server_request, request);
   wait_for_site_survey();
-  os::system("echo 1 > /tmp/postponeSiteSurvey");
-  kd_hnap_handler(request);
-  host::set_action(host_request, request.hnap_action);
+  postpone_site_survey();
+  kd_hnap_handler(server_request, request, has_body);
+  return request.hnap_action;
 }
 
-connection_uri classify_uri(std::optional<std::string_view> uri) {
-  if (!uri) return connection_uri::none;
-  return names_hnap(uri) ? connection_uri::hnap : connection_uri::other;
+ConnectionUri classify_uri(std::optional<std::string_view> uri) {
+  if (!uri) return ConnectionUri::none;
+  return names_hnap(uri) ? ConnectionUri::hnap : ConnectionUri::other;
+}
+
+void hnap_connection_close_callback(DeferredAction hnap_action, ConnectionUri uri) {
+  // A connection that never named a URI goes on: the marker may be its own.
+  if (uri == ConnectionUri::other) return;
+  switch (hnap_action) {
+    case DeferredAction::reboot:
+      reboot_device();
+      break;
+    case DeferredAction::reload_network:
+      reload_network();
+      break;
+    case DeferredAction::reload_wireless:
+      reload_wireless(__func__);
+      break;
+    case DeferredAction::none:
+      break;
+  }
+  release_site_survey();
 }
 
 }  // namespace kd

@@ -9,8 +9,8 @@
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
+#include "platform/shell.hpp"
 #include "platform/station_table.hpp"
 
 namespace kd {
@@ -20,21 +20,20 @@ constexpr const char* kListFile = "/tmp/connected_client_list";
 constexpr int kMostRetries = 5;
 
 // Opens the daemon's pid file, going on from the `retries` made so far.
-os::File open_pid_file(const hnap_request* request, int retries) {
+os::File open_pid_file(int retries) {
   for (;;) {
     if (os::File file{os::fopen("/var/run/kd_client_list.pid", "r")}) return file;
     if (retries == kMostRetries) break;
     ++retries;
-    kd_hnap_printf(request, kModuleSource, __LINE__, "get the pid of kd_client_list fail, retry %d\n",
-                   retries);
+    KD_LOG_MODULE("get the pid of kd_client_list fail, retry %d\n", retries);
   }
-  kd_hnap_printf(request, kModuleSource, __LINE__, "Fail to get site client list !!!");
+  KD_LOG_MODULE("Fail to get site client list !!!");
   return nullptr;
 }
 
 // Signals the daemon until its file is there; false when its process id cannot be read.
-bool request_list(const hnap_request* request) {
-  os::File pid_file = open_pid_file(request, 0);
+bool request_list() {
+  os::File pid_file = open_pid_file(0);
   while (pid_file) {
     char text[256];
     read_piece(pid_file.get(), text);
@@ -44,8 +43,8 @@ bool request_list(const hnap_request* request) {
     os::sleep(2);
     if (os::exists(kListFile)) return true;
     // Without an end on purpose: the count starts again after each signal.
-    kd_hnap_printf(request, kModuleSource, __LINE__, "get client list fail, retry %d\n", 1);
-    pid_file = open_pid_file(request, 1);
+    KD_LOG_MODULE("get client list fail, retry %d\n", 1);
+    pid_file = open_pid_file(1);
   }
   return false;
 }
@@ -64,7 +63,7 @@ void find_port_name(std::int32_t channel, client_entry& entry) {
   const os::Pipe table{os::popen(kTakeStationTable)};
   char line[200];
   while (table && !read_line(table.get(), line).empty()) {
-    const station_line found = split_station_line(line);
+    const StationLine found = split_station_line(line);
     if (mac.empty() || !contains_ignoring_case(found.mac, mac)) continue;
     const char* mode = station_mode(channel, found.phy_mode, text_to_int(found.data_rate));
     if (*mode) std::snprintf(entry.port_name, sizeof entry.port_name, "WLAN %s", mode);
@@ -72,7 +71,7 @@ void find_port_name(std::int32_t channel, client_entry& entry) {
   }
 }
 
-void read_clients(std::FILE* file, std::int32_t channel, client_list& list) {
+void read_clients(std::FILE* file, std::int32_t channel, ClientList& list) {
   client_entry** end = &list.head;
   char line[256];
   for (std::string_view read; !(read = read_line(file, line)).empty();) {
@@ -112,8 +111,8 @@ bool parse_client_line(std::string_view line, client_entry& entry) {
   return true;
 }
 
-std::int32_t kd_hnap_get_client_list(const hnap_request* request, client_list& list) {
-  if (!request_list(request)) return -1;
+std::int32_t kd_hnap_get_client_list(ClientList& list) {
+  if (!request_list()) return -1;
   const std::int32_t channel = read_channel();
   if (const os::File file{os::fopen(kListFile, "r")}) read_clients(file.get(), channel, list);
   int number = 0;
@@ -124,7 +123,7 @@ std::int32_t kd_hnap_get_client_list(const hnap_request* request, client_list& l
   return list.count;
 }
 
-void kd_hnap_free_client_list(const hnap_request*, client_list& list) {
+void kd_hnap_free_client_list(ClientList& list) {
   client_entry* entry = list.head;
   for (std::int32_t left = list.count; left > 0 && entry; --left) {
     client_entry* next = entry->next;

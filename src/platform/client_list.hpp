@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "base/hnap_request.hpp"
-
 namespace kd {
 
 struct client_entry {
@@ -20,7 +18,7 @@ struct client_entry {
 };
 
 // In the order of the daemon's file.
-struct client_list {
+struct ClientList {
   client_entry* head = nullptr;
   std::int32_t count = 0;
 };
@@ -28,10 +26,10 @@ struct client_list {
 // Lets the daemon write its list and reads it into an empty `list`. Takes 2 seconds at least, and waits as
 // long as the daemon is there but its file is not.
 //   returns  the number of entries; -1 when the daemon's process id cannot be read
-std::int32_t kd_hnap_get_client_list(const hnap_request* request, client_list& list);
+std::int32_t kd_hnap_get_client_list(ClientList& list);
 
 // Frees the entries and empties the list.
-void kd_hnap_free_client_list(const hnap_request* request, client_list& list);
+void kd_hnap_free_client_list(ClientList& list);
 
 // Reads a line of the daemon's file, without its line end, into a zeroed entry, all but the port name. Long
 // columns are cut.

@@ -19,74 +19,56 @@ const char* command_for(std::string_view ifname) {
   return nullptr;
 }
 
-void name_port(const hnap_request* request, bool is_wireless, if_statistics& record) {
+void name_port(bool is_wireless, IfStatistics& record) {
   if (!is_wireless) {
     copy_text(record.port_name, "LAN");
     return;
   }
-  const int mode = nvram_number(request, "WirelessMode");
+  const int mode = nvram_number("WirelessMode");
   if (const char* name = wireless_port_name(mode)) {
     copy_text(record.port_name, name);
     return;
   }
-  kd_hnap_printf(request, kModuleSource, __LINE__, "%s%d%s", "unknow wireless mode setting - ", mode,
-                 "set it as N first !!!");
+  KD_LOG_MODULE("%s%d%s", "unknow wireless mode setting - ", mode, "set it as N first !!!");
 }
 
 }  // namespace
 
-int kd_hnap_get_if_statistics(const hnap_request* request, const char* ifname, bool is_wireless,
-                              if_statistics& record) {
+int kd_hnap_get_if_statistics(const char* ifname, bool is_wireless, IfStatistics& record) {
   const char* command = command_for(view_of(ifname));
   if (!command) return -1;
   const os::Pipe pipe{os::popen(command)};
   if (!pipe) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "ERROR:%s\n", std::strerror(errno));
+    KD_LOG_MODULE("ERROR:%s\n", std::strerror(errno));
     return -1;
   }
   char line[512];
   if (!read_piece(pipe.get(), line).empty()) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "%s", line);
+    KD_LOG_MODULE("%s", line);
     scan_if_line(line, record);
   }
-  name_port(request, is_wireless, record);
-  const std::uint32_t* c = record.counters;
-  kd_hnap_printf(request, kModuleSource, __LINE__, "%s %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u %u",
-                 record.port_name, c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11],
-                 c[12], c[13], c[14], c[15]);
+  name_port(is_wireless, record);
+  KD_LOG_MODULE("%s %u %u %u %u", record.port_name, record.received_bytes, record.received_packets,
+                record.sent_bytes, record.sent_packets);
   return 0;
 }
 
-void scan_if_line(const char* line, if_statistics& record) {
+void scan_if_line(const char* line, IfStatistics& record) {
   // The kernel's counters may be wider than the record's.
   unsigned long long received_bytes = 0, received_packets = 0, sent_bytes = 0, sent_packets = 0;
   std::sscanf(line, "%*[^:]:%llu%llu%*s%*s%*s%*s%*s%*s%llu%llu", &received_bytes, &received_packets,
               &sent_bytes, &sent_packets);
-  record.counters[kReceivedBytes] = static_cast<std::uint32_t>(received_bytes);
-  record.counters[kReceivedPackets] = static_cast<std::uint32_t>(received_packets);
-  record.counters[kSentBytes] = static_cast<std::uint32_t>(sent_bytes);
-  record.counters[kSentPackets] = static_cast<std::uint32_t>(sent_packets);
+  record.received_bytes = static_cast<std::uint32_t>(received_bytes);
+  record.received_packets = static_cast<std::uint32_t>(received_packets);
+  record.sent_bytes = static_cast<std::uint32_t>(sent_bytes);
+  record.sent_packets = static_cast<std::uint32_t>(sent_packets);
 }
 
 const char* wireless_port_name(int mode) {
-  switch (mode) {
-    case 0:
-    case 4:
-      return "WLAN 802.11g";
-    case 1:
-      return "WLAN 802.11b";
-    case 2:
-      return "WLAN 802.11a";
-    case 6:
-    case 7:
-    case 8:
-    case 9:
-    case 10:
-    case 11:
-      return "WLAN 802.11n";
-    default:
-      return nullptr;
-  }
+  if (mode >= 6 && mode <= 11) return "WLAN 802.11n";
+  if (mode == 0 || mode == 4) return "WLAN 802.11g";
+  if (mode == 1) return "WLAN 802.11b";
+  return mode == 2 ? "WLAN 802.11a" : nullptr;
 }
 
 }  // namespace kd

@@ -46,12 +46,21 @@ bool read_first_line_of_command(const char* command, char* line, std::size_t cap
   return true;
 }
 
+bool write_and_close(os::File file, std::initializer_list<std::string_view> parts) {
+  bool written = true;
+  for (const std::string_view part : parts) {
+    written &= os::fwrite(part.data(), part.size(), file.get()) == part.size();
+  }
+  // A full disk may show only when the last bytes are written out.
+  return os::fclose(file.release()) == 0 && written;
+}
+
 void read_file(const char* path, Text& text) {
-  struct ::stat status;
-  if (os::stat(path, &status) != 0 || status.st_size <= 0) return;
-  const auto size = static_cast<std::size_t>(status.st_size);
   const os::File file{os::fopen(path, "r")};
-  char* room = file ? text.extend(size) : nullptr;
+  const off_t length = file ? os::size(file.get()) : 0;
+  if (length <= 0) return;
+  const auto size = static_cast<std::size_t>(length);
+  char* room = text.extend(size);
   if (room) text.shrink(os::fread(room, size, file.get()));
 }
 

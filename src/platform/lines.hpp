@@ -1,7 +1,8 @@
-// Reading the files and pipes that the device's other programs write.
+// The files and pipes through which the module and the device's other programs speak.
 #pragma once
 
 #include <cstdio>
+#include <initializer_list>
 #include <string_view>
 
 #include "base/text.hpp"
@@ -36,6 +37,9 @@ inline std::string_view without_line_end(std::string_view line) {
 
 // A whole file; empty text when it cannot be read.
 void read_file(const char* path, Text& text);
+
+// Writes the parts one behind the other; false when they did not all reach the disk.
+bool write_and_close(os::File file, std::initializer_list<std::string_view> parts);
 
 // First line of a file, cut to `capacity` - 1 bytes, as fgets reads it.
 //   returns  false when the file cannot be opened; an empty file gives an empty text

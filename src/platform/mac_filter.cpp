@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kPolicyKey = "AccessPolicy0";
 constexpr const char* kListKey = "AccessControlList0";
-enum filter_policy { kOff = 0, kAllow = 1, kDeny = 2 };
+constexpr int kAllow = 1, kDeny = 2;  // the policies; any other is none
 
 bool has_mac_form(std::string_view text) {
   if (text.size() != kMacLength) return false;
@@ -23,38 +23,37 @@ bool has_mac_form(std::string_view text) {
 
 }  // namespace
 
-void kd_hnap_get_mac_filter_settings(const hnap_request* request, mac_filter_settings& settings) {
+void kd_hnap_get_mac_filter_settings(MacFilterSettings& settings) {
   settings = {};
-  const int policy = nvram_number(request, kPolicyKey);
+  const int policy = nvram_number(kPolicyKey);
   settings.enabled = policy == kAllow || policy == kDeny;
   settings.is_allow_list = policy == kAllow;
 
-  config_value list{};
-  kd_get_nvram_config(request, kListKey, list);
+  ConfigValue list{};
+  kd_get_nvram_config(kListKey, list);
   std::string_view rest = list;
   while (!rest.empty() && settings.count < kMostMacFilters) {
     const std::string_view mac = head(rest, rest.find(';'));
     rest = tail(rest, mac.size() + 1);
-    if (!kd_hnap_valid_mac(request, mac)) continue;
+    if (!kd_hnap_valid_mac(mac)) continue;
     char(&entry)[kMacLength + 1] = settings.addresses[settings.count++];
     copy_text(entry, mac);
-    kd_hnap_printf(request, kModuleSource, __LINE__, "MAC Address: %s", entry);
+    KD_LOG_MODULE("MAC Address: %s", entry);
   }
 }
 
-void kd_hnap_set_mac_filter_settings(const hnap_request* request, bool enabled, bool is_allow_list,
-                                     const char* list) {
-  kd_set_nvram_config(request, kPolicyKey, !enabled ? "0" : is_allow_list ? "1" : "2");
-  if (enabled) kd_set_nvram_config(request, kListKey, list);
+void kd_hnap_set_mac_filter_settings(bool enabled, bool is_allow_list, const char* list) {
+  kd_set_nvram_config(kPolicyKey, !enabled ? "0" : is_allow_list ? "1" : "2");
+  if (enabled) kd_set_nvram_config(kListKey, list);
 }
 
-bool kd_hnap_valid_mac(const hnap_request* request, std::string_view text) {
+bool kd_hnap_valid_mac(std::string_view text) {
   if (!has_mac_form(text)) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "Invalid MAC address");
+    KD_LOG_MODULE("Invalid MAC address");
     return false;
   }
   if (kd_hnap_is_multicast_mac(text)) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "Multicast MAC address");
+    KD_LOG_MODULE("Multicast MAC address");
     return false;
   }
   return true;
@@ -64,25 +63,19 @@ bool kd_hnap_is_multicast_mac(std::string_view text) {
   return hex_to_uint(head(text, 2)) & 1;
 }
 
-bool kd_hnap_is_duplicate_entry(const hnap_request* request, std::string_view list, std::string_view mac) {
+bool kd_hnap_is_duplicate_entry(std::string_view list, std::string_view mac) {
   char upper[kMacLength + 1];
   copy_text(upper, mac);
   for (char& c : upper) {
     if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
   }
   if (!contains(list, upper)) return false;
-  kd_hnap_printf(request, kModuleSource, __LINE__, "Duplicate MAC address");
+  KD_LOG_MODULE("Duplicate MAC address");
   return true;
 }
 
-void kd_hnap_active_mac_filter(const hnap_request* request) {
-  kd_hnap_printf(request, kModuleSource, __LINE__, "Active MAC fileter settings");
-}
-
 void kd_hnap_reactive_wifi() {
-  os::system("ifconfig ra0 down");
-  os::system("ralink_init make_wireless_config rt2860");
-  os::system("ifconfig ra0 up");
+  os::run_all({"ifconfig ra0 down", "ralink_init make_wireless_config rt2860", "ifconfig ra0 up"});
   kd_restart_wps();
 }
 

@@ -42,8 +42,12 @@ std::size_t fwrite(const void* data, std::size_t size, std::FILE* file) {
 void rewind(std::FILE* file) {
   std::rewind(file);
 }
-int stat(const char* path, struct ::stat* status) {
-  return ::stat(path, status);
+int access(const char* path) {
+  return ::access(path, F_OK);
+}
+off_t size(std::FILE* file) {
+  const off_t length = ::fseeko(file, 0, SEEK_END) == 0 ? ::ftello(file) : -1;
+  return ::fseeko(file, 0, SEEK_SET) == 0 ? length : -1;
 }
 
 int open(const char* path) {
@@ -59,8 +63,15 @@ int close(int descriptor) {
 int socket() {
   return ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 }
+namespace {
+// The request's type is libc's choice: unsigned long, or int.
+template <class Number>
+int call(int (*function)(int, Number, ...), int socket, unsigned long request, void* argument) {
+  return function(socket, static_cast<Number>(request), argument);
+}
+}  // namespace
 int ioctl(int socket, unsigned long request, void* argument) {
-  return ::ioctl(socket, request, argument);
+  return call(::ioctl, socket, request, argument);
 }
 
 int kill(pid_t process, int signal) {

@@ -3,11 +3,11 @@
 // functions of the same name; all of them block the server's only thread.
 #pragma once
 
-#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
 #include <cstdio>
+#include <initializer_list>
 #include <memory>
 
 namespace kd::os {
@@ -23,7 +23,10 @@ int ungetc(int byte, std::FILE* file);
 std::size_t fread(void* data, std::size_t size, std::FILE* file);
 std::size_t fwrite(const void* data, std::size_t size, std::FILE* file);
 void rewind(std::FILE* file);
-int stat(const char* path, struct ::stat* status);
+int access(const char* path);  // whether it exists
+// Bytes of a file at whose start `file` stands, and stays; -1 on error. (`stat` refuses a file dated beyond
+// what a 32-bit time holds.)
+off_t size(std::FILE* file);
 
 int open(const char* path);  // read-only, close-on-exec
 ssize_t pread(int descriptor, void* data, std::size_t size, off_t offset);
@@ -38,18 +41,21 @@ void usleep(unsigned microseconds);
 void print(const char* text);        // standard output
 void print_error(const char* text);  // standard error
 
-struct file_closer {
+struct FileCloser {
   void operator()(std::FILE* file) const { os::fclose(file); }
 };
-struct pipe_closer {
+struct PipeCloser {
   void operator()(std::FILE* pipe) const { os::pclose(pipe); }
 };
-using File = std::unique_ptr<std::FILE, file_closer>;
-using Pipe = std::unique_ptr<std::FILE, pipe_closer>;
+using File = std::unique_ptr<std::FILE, FileCloser>;
+using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
+
+inline void run_all(std::initializer_list<const char*> commands) {
+  for (const char* command : commands) os::system(command);
+}
 
 inline bool exists(const char* path) {
-  struct ::stat status;
-  return os::stat(path, &status) == 0;
+  return os::access(path) == 0;
 }
 
 }  // namespace kd::os

@@ -3,8 +3,6 @@
 
 #include <cstdint>
 
-#include "base/hnap_request.hpp"
-
 namespace kd {
 
 // One 16-bit word of the radio's EEPROM, read on "ra0".
@@ -14,7 +12,7 @@ namespace kd {
 int getEEPROM(const char* offset);
 
 // The same on any interface, reporting its failures on the debug log.
-int kd_get_eeprom(const hnap_request* request, const char* offset, const char* ifname);
+int kd_get_eeprom(const char* offset, const char* ifname);
 
 // Link state of a repeater-client interface as the driver reports it now.
 //   ifname   network interface, at most 15 characters ("apcli0")
@@ -24,10 +22,5 @@ std::uint32_t RP_getRPStatus(const char* ifname);
 
 // Whether the repeater client is connected: 1 or 0. A device that is no repeater never is.
 int getAPClientStatus();
-
-// The driver's WPS status of an interface.
-//   returns  0 when there is no socket or the request failed
-//   source   private wireless request 0x8BEE, sub-command 0x0751, 4-byte result
-std::uint32_t kd_get_wsc_status(const hnap_request* request, const char* ifname);
 
 }  // namespace kd

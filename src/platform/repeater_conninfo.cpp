@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
 #include "platform/lines.hpp"
 #include "platform/nvram_config.hpp"
 #include "platform/radio.hpp"
@@ -24,29 +23,25 @@ bool skip_past(std::string_view& text, std::string_view marker) {
   return true;
 }
 
-void read_iwconfig(bool on_client, Text& text) {
-  if (on_client) {
-    doSystem("iwconfig apcli0 > %s", kScratchFile);
-  } else {
-    doSystem("iwconfig ra0 > %s", kScratchFile);
-  }
+void read_iwconfig(const char* ifname, Text& text) {
+  doSystem("iwconfig %s > %s", ifname, kScratchFile);
   read_file(kScratchFile, text);
   doSystem("rm -f %s", kScratchFile);
 }
 
-struct station {
+struct Station {
   std::int32_t rate = 0;  // Mbps
   std::int32_t width = 40;
 };
 
 // Looks the access point up in the station table and names the link's mode. A station that is not found
 // leaves the mode empty and reads as 0 Mbps at 40 MHz.
-station find_access_point(const iwconfig_link& link, repeater_conninfo& out) {
+Station find_access_point(const IwconfigLink& link, repeater_conninfo& out) {
   doSystem("iwpriv apcli0 show stainfo");
   const os::Pipe table{os::popen(kTakeStationTable)};
   char line[256];
   while (table && !read_line(table.get(), line).empty()) {
-    const station_line found = split_station_line(line);
+    const StationLine found = split_station_line(line);
     const auto length = [](std::string_view word) { return static_cast<int>(word.size()); };
     console_printf("MAC: %.*s, PHY Mode: %.*s, Bandwidth: %.*s, Data Rate: %.*s\n", length(found.mac),
                    found.mac.data(), length(found.phy_mode), found.phy_mode.data(), length(found.bandwidth),
@@ -68,8 +63,8 @@ std::int32_t read_signal() {
 
 }  // namespace
 
-iwconfig_link parse_iwconfig(std::string_view text) {
-  iwconfig_link link;
+IwconfigLink parse_iwconfig(std::string_view text) {
+  IwconfigLink link;
   if (const std::size_t at = text.find("ESSID:"); at != std::string_view::npos) {
     text = tail(text, at);
     const std::string_view quoted = tail(text, 7);  // the marker and the quote
@@ -91,18 +86,18 @@ std::int32_t signal_percent(std::int32_t rssi) {
   return 0;
 }
 
-void kd_hnap_get_repeater_conninfo(const hnap_request* request, repeater_conninfo& out) {
+void kd_hnap_get_repeater_conninfo(repeater_conninfo& out) {
   out.link_state = getAPClientStatus();
-  out.wmm_enabled = nvram_number(request, "WmmCapable") != 0;
+  out.wmm_enabled = nvram_number("WmmCapable") != 0;
   if (out.link_state == 0) return;
   Text text;
-  read_iwconfig(out.link_state == 1, text);
-  const iwconfig_link link = parse_iwconfig(text.view());
+  read_iwconfig(out.link_state == 1 ? "apcli0" : "ra0", text);
+  const IwconfigLink link = parse_iwconfig(text.view());
   copy_text(out.ssid, link.ssid);
   out.channel = link.channel;
   out.band = link.channel < kFirst5GhzChannel ? 2 : 5;
 
-  const station access_point = find_access_point(link, out);
+  const Station access_point = find_access_point(link, out);
   out.link_speed_in = out.link_speed_out = static_cast<std::uint32_t>(std::int64_t{access_point.rate} * 1000);
   out.channel_width = access_point.width;
   out.signal = read_signal();

@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "base/hnap_request.hpp"
-
 namespace kd {
 
 struct repeater_conninfo {
@@ -23,16 +21,16 @@ struct repeater_conninfo {
 };
 
 // Fills `out`, zeroed by the caller; what is not reached stays zero or empty.
-void kd_hnap_get_repeater_conninfo(const hnap_request* request, repeater_conninfo& out);
+void kd_hnap_get_repeater_conninfo(repeater_conninfo& out);
 
 // What iwconfig tells about the link. Each marker is looked for behind the one before; a missing one leaves
 // its field empty or 0.
-struct iwconfig_link {
+struct IwconfigLink {
   std::string_view ssid;
   std::int32_t channel = 0;
   std::string_view access_point;  // 17 characters, or empty
 };
-iwconfig_link parse_iwconfig(std::string_view text);
+IwconfigLink parse_iwconfig(std::string_view text);
 
 // Signal in percent of an RSSI in dBm.
 std::int32_t signal_percent(std::int32_t rssi);

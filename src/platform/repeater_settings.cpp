@@ -1,14 +1,11 @@
 #include "platform/repeater_settings.hpp"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "base/text.hpp"
-#include "platform/console.hpp"
-#include "platform/lines.hpp"
 #include "platform/nvram_config.hpp"
 #include "platform/radio.hpp"
-#include "platform/site_survey.hpp"
+#include "platform/shell.hpp"
 
 namespace kd {
 namespace {
@@ -21,7 +18,7 @@ constexpr char kSavedKeys[][18] = {
 };
 
 // How a security type is stored.
-struct security_row {
+struct SecurityRow {
   char type[13];
   char auth_mode[14];
   char client_auth_mode[8];
@@ -30,64 +27,61 @@ struct security_row {
   char ht_bw[2];
 };
 
-constexpr security_row kOpenSecurity = {"", "OPEN", "OPEN", "NONE", "NONE", "1"};
-constexpr security_row kWepSecurity[] = {
+constexpr SecurityRow kOpenSecurity = {"", "OPEN", "OPEN", "NONE", "NONE", "1"};
+constexpr SecurityRow kWepSecurity[] = {
     {"WEP-AUTO", "WEPAUTO", "WEPAUTO", "WEP", "WEP", "0"},
     {"WEP", "WEPAUTO", "WEPAUTO", "WEP", "WEP", "0"},
     {"WEP-OPEN", "OPEN", "OPEN", "WEP", "WEP", "0"},
     {"WEP-SHARED", "SHARED", "SHARED", "WEP", "WEP", "0"},
 };
 // In mixed mode the access point offers both versions and ciphers, and the repeater joins with WPA2 and AES.
-constexpr security_row kWpaSecurity[] = {
+constexpr SecurityRow kWpaSecurity[] = {
     {"WPA-PSK", "WPAPSK", "WPAPSK", "TKIP", "TKIP", "0"},
     {"WPA2-PSK", "WPA2PSK", "WPA2PSK", "AES", "AES", "1"},
     {"WPA-AUTO-PSK", "WPAPSKWPA2PSK", "WPA2PSK", "TKIPAES", "AES", "1"},
 };
 
 template <std::size_t N>
-const security_row* find_security(const security_row (&rows)[N], std::string_view type) {
-  for (const security_row& row : rows) {
+const SecurityRow* find_security(const SecurityRow (&rows)[N], std::string_view type) {
+  for (const SecurityRow& row : rows) {
     if (type == row.type) return &row;
   }
   return nullptr;
 }
 
-struct Store {
-  const hnap_request* request;
+// The same value for the access point and for the repeater client.
+void set_both(const char* key, const char* client_key, const char* value) {
+  kd_set_nvram_config(key, value);
+  kd_set_nvram_config(client_key, value);
+}
 
-  void set(const char* key, const char* value) const { kd_set_nvram_config(request, key, value); }
-  // The same value for the access point and for the repeater client.
-  void set_both(const char* key, const char* client_key, const char* value) const {
-    set(key, value);
-    set(client_key, value);
-  }
-  void set_auth(const security_row& row) const {
-    set("AuthMode", row.auth_mode);
-    set("ApCliAuthMode", row.client_auth_mode);
-  }
-  void set_cipher(const security_row& row) const {
-    set("EncrypType", row.cipher);
-    set("ApCliEncrypType", row.client_cipher);
-  }
-};
+void set_auth(const SecurityRow& row) {
+  kd_set_nvram_config("AuthMode", row.auth_mode);
+  kd_set_nvram_config("ApCliAuthMode", row.client_auth_mode);
+}
 
-void store_security(const Store& store, const repeater_settings& settings) {
+void set_cipher(const SecurityRow& row) {
+  kd_set_nvram_config("EncrypType", row.cipher);
+  kd_set_nvram_config("ApCliEncrypType", row.client_cipher);
+}
+
+void store_security(const repeater_settings& settings) {
   if (settings.security_enabled != 1) {
-    store.set_auth(kOpenSecurity);
-    store.set_cipher(kOpenSecurity);
-    store.set("HT_BW", kOpenSecurity.ht_bw);
-  } else if (const security_row* wep = find_security(kWepSecurity, settings.security_type)) {
-    store.set_auth(*wep);
-    store.set("HT_BW", wep->ht_bw);
-    store.set_cipher(*wep);
-    store.set_both("DefaultKeyID", "ApCliDefaultKeyID", "1");
-    store.set_both("Key1Type", "ApCliKey1Type", "0");
-    store.set_both("Key1Str1", "ApCliKey1Str", settings.key);
-  } else if (const security_row* wpa = find_security(kWpaSecurity, settings.security_type)) {
-    store.set("HT_BW", wpa->ht_bw);
-    store.set_auth(*wpa);
-    store.set_cipher(*wpa);
-    store.set_both("WPAPSK1", "ApCliWPAPSK", settings.key);
+    set_auth(kOpenSecurity);
+    set_cipher(kOpenSecurity);
+    kd_set_nvram_config("HT_BW", kOpenSecurity.ht_bw);
+  } else if (const SecurityRow* wep = find_security(kWepSecurity, settings.security_type)) {
+    set_auth(*wep);
+    kd_set_nvram_config("HT_BW", wep->ht_bw);
+    set_cipher(*wep);
+    set_both("DefaultKeyID", "ApCliDefaultKeyID", "1");
+    set_both("Key1Type", "ApCliKey1Type", "0");
+    set_both("Key1Str1", "ApCliKey1Str", settings.key);
+  } else if (const SecurityRow* wpa = find_security(kWpaSecurity, settings.security_type)) {
+    kd_set_nvram_config("HT_BW", wpa->ht_bw);
+    set_auth(*wpa);
+    set_cipher(*wpa);
+    set_both("WPAPSK1", "ApCliWPAPSK", settings.key);
   }
 }
 
@@ -97,9 +91,9 @@ const char* configured_band(std::string_view band) {
 }
 
 template <std::size_t N>
-void read_field(const hnap_request* request, const char* key, char (&field)[N]) {
-  config_value value{};
-  kd_get_nvram_config(request, key, value);
+void read_field(const char* key, char (&field)[N]) {
+  ConfigValue value{};
+  kd_get_nvram_config(key, value);
   copy_text(field, value);
 }
 
@@ -119,11 +113,11 @@ const char* wpa_encryption_of(std::string_view cipher) {
   return cipher == "TKIPAES" ? "TKIPORAES" : nullptr;
 }
 
-void read_wep_key(const hnap_request* request, repeater_settings& settings) {
+void read_wep_key(repeater_settings& settings) {
   constexpr const char* kKeys[] = {"Key1Str1", "Key2Str1", "Key3Str1", "Key4Str1"};
-  const int index = nvram_number(request, "DefaultKeyID");
-  config_value key{};
-  if (index >= 1 && index <= 4) kd_get_nvram_config(request, kKeys[index - 1], key);
+  const int index = nvram_number("DefaultKeyID");
+  ConfigValue key{};
+  if (index >= 1 && index <= 4) kd_get_nvram_config(kKeys[index - 1], key);
   const std::size_t length = std::string_view{key}.size();
   copy_text(settings.encryption, length == 5 || length == 10 ? "WEP-64" : "WEP-128");
   if (length != 5 && length != 13) {
@@ -136,117 +130,47 @@ void read_wep_key(const hnap_request* request, repeater_settings& settings) {
   }
 }
 
-void read_security(const hnap_request* request, repeater_settings& settings) {
-  config_value auth_mode{}, cipher{};
-  kd_get_nvram_config(request, "AuthMode", auth_mode);
-  kd_get_nvram_config(request, "EncrypType", cipher);
+void read_security(repeater_settings& settings) {
+  ConfigValue auth_mode{}, cipher{};
+  kd_get_nvram_config("AuthMode", auth_mode);
+  kd_get_nvram_config("EncrypType", cipher);
   if (view_of(auth_mode) == "OPEN" && view_of(cipher) == "NONE") return;
   settings.security_enabled = 1;
   copy_text(settings.security_type, security_type_of(auth_mode, cipher));
   if (view_of(cipher) == "WEP") {
-    read_wep_key(request, settings);
+    read_wep_key(settings);
   } else if (const char* encryption = wpa_encryption_of(cipher)) {
     copy_text(settings.encryption, encryption);
-    read_field(request, "WPAPSK1", settings.key);
+    read_field("WPAPSK1", settings.key);
   }
-}
-
-// The upper channels of the 40 MHz pairs: the second half of such a pair lies below.
-constexpr int kUpperChannels[] = {40, 48, 56, 64, 104, 112, 120, 128, 136, 140, 153, 161};
-
-upstream_target::extension_channel extension_of(std::string_view column, int channel) {
-  if (column == "ABOVE") return upstream_target::kAbove;
-  if (column == "BELOW") return upstream_target::kBelow;
-  if (!column.starts_with("NONE")) return upstream_target::kUnchanged;
-  const bool upper =
-      std::find(std::begin(kUpperChannels), std::end(kUpperChannels), channel) != std::end(kUpperChannels);
-  return upper ? upstream_target::kBelow : upstream_target::kAbove;
-}
-
-bool find_target(std::FILE* list, std::string_view ssid, std::string_view band, upstream_target& target) {
-  char line[4096];
-  for (std::string_view read; !(read = read_line(list, line)).empty();) {
-    if (match_target_line(without_line_end(read), ssid, band, target)) return true;
-  }
-  return false;
-}
-
-void pin_target(const upstream_target& target) {
-  if (target.extension == upstream_target::kAbove) {
-    os::system("iwpriv ra0 set HtExtcha=1");
-    kd_set_nvram_config(nullptr, "HT_EXTCHA", "1");
-  } else if (target.extension == upstream_target::kBelow) {
-    os::system("iwpriv ra0 set HtExtcha=0");
-    kd_set_nvram_config(nullptr, "HT_EXTCHA", "0");
-  }
-  char channel[12];
-  std::snprintf(channel, sizeof channel, "%d", target.channel);
-  os::system("echo 1 > /tmp/targetApFound");
-  kd_set_nvram_config(nullptr, "Channel", channel);
-  kd_set_nvram_config(nullptr, "ApCliBssid", target.bssid);
-  console_printf("Configure Channel to %s and ApCliBssid to %s\n", channel, target.bssid);
-}
-
-void report_retry(const hnap_request*, int retry, scan_fault) {
-  console_printf("get scan result failed, retry %d", retry);
 }
 
 }  // namespace
 
-void kd_save_last_rp_settings(const hnap_request* request) {
+void kd_save_last_rp_settings() {
   console_printf("Save last repeater settings\n");
   for (const char* saved : kSavedKeys) {
-    config_value value{};
-    kd_get_nvram_config(request, saved + kSavedPrefix.size(), value);
-    kd_set_nvram_config(request, saved, value);
+    ConfigValue value{};
+    kd_get_nvram_config(saved + kSavedPrefix.size(), value);
+    kd_set_nvram_config(saved, value);
   }
 }
 
-void kd_hnap_set_repeater_settings(hnap_request& request, const repeater_settings& settings) {
-  kd_save_last_rp_settings(&request);
-  const Store store{&request};
-  store.set_both("SSID1", "ApCliSsid", settings.ssid);
-  store_security(store, settings);
-  store.set("HNAPConfiguredBand", configured_band(settings.band));
-  store.set("ApCliEnable", "1");
-  store.set("WscConfigured", "1");
-  request.hnap_action = kReloadWirelessAtClose;
+void kd_hnap_set_repeater_settings(const repeater_settings& settings) {
+  kd_save_last_rp_settings();
+  set_both("SSID1", "ApCliSsid", settings.ssid);
+  store_security(settings);
+  kd_set_nvram_config("HNAPConfiguredBand", configured_band(settings.band));
+  kd_set_nvram_config("ApCliEnable", "1");
+  kd_set_nvram_config("WscConfigured", "1");
 }
 
-std::int32_t kd_hnap_get_repeater_settings(const hnap_request* request, repeater_settings& settings) {
-  read_field(request, "SSID1", settings.ssid);
+std::int32_t kd_hnap_get_repeater_settings(repeater_settings& settings) {
+  read_field("SSID1", settings.ssid);
   copy_text(settings.network_type, "INFRASTRUCTURE");
-  read_security(request, settings);
+  read_security(settings);
   settings.connected = getAPClientStatus();
   return settings.connected;
-}
-
-bool match_target_line(std::string_view line, std::string_view ssid, std::string_view band,
-                       upstream_target& target) {
-  if (!contains(line, ssid)) return false;
-  const int channel = text_to_int(kChannelColumn.of(line));
-  if (band == "2.4" && channel >= kFirst5GhzChannel) return false;
-  if (band == "5" && channel < kFirst5GhzChannel) return false;
-  if (text_to_int(kSsidLengthColumn.of(line)) == 0) return false;
-  const std::string_view bssid = kBssidColumn.of(line);
-  if (bssid.size() < kBssidColumn.length) return false;
-  const std::string_view extension = kExtensionColumn.of(line);
-  target.channel = channel;
-  copy_text(target.bssid, bssid);
-  target.extension = extension.size() < kExtensionColumn.length ? upstream_target::kUnchanged
-                                                                : extension_of(extension, channel);
-  return true;
-}
-
-int kd_update_settings_by_site_survey() {
-  const heap_text ssid = nvram_text("ApCliSsid");
-  const heap_text band = nvram_text("HNAPConfiguredBand");
-  os::File list = open_fresh_scan_list(nullptr, report_retry);
-  upstream_target target;
-  // Without a stored name nothing is pinned; an empty one means any network.
-  if (list && ssid && find_target(list.get(), ssid.get(), view_of(band.get()), target)) pin_target(target);
-  list.reset();
-  return os::system("rm -rf /tmp/scanList.txt");
 }
 
 }  // namespace kd

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
@@ -12,8 +13,9 @@ namespace {
 
 constexpr off_t kLeastScanListSize = 150;
 constexpr int kMostRetries = 5;
+constexpr const char* kScanListFile = "/tmp/scanList.txt";
 
-struct security_row {
+struct SecurityRow {
   char prefix[23];
   bool enabled;
   char type[9];
@@ -22,7 +24,7 @@ struct security_row {
 
 // The first matching prefix wins, so the fourth row never does: a WPA network with both ciphers is listed
 // with TKIP. Mixed mode with AES alone is listed with both on purpose. What is not here cannot be joined.
-constexpr security_row kSecurity[] = {
+constexpr SecurityRow kSecurity[] = {
     {"NONE", false, "", ""},
     {"WEP", true, "WEP-AUTO", "WEP-64"},
     {"WPAPSK/TKIP", true, "WPA-PSK", "TKIP"},
@@ -44,6 +46,9 @@ constexpr struct {
 };
 constexpr const char* kOtherMode = "802.11bgn";
 
+// The walk that frees a list ends before its last entry. It serves the next list, so that none adds up.
+site_survey_entry* kept_entry = nullptr;
+
 const char* mode_of(std::string_view column) {
   for (const auto& row : kModes) {
     if (column.starts_with(row.prefix)) return row.mode;
@@ -51,8 +56,8 @@ const char* mode_of(std::string_view column) {
   return kOtherMode;
 }
 
-const security_row* security_of(std::string_view column) {
-  for (const security_row& row : kSecurity) {
+const SecurityRow* security_of(std::string_view column) {
+  for (const SecurityRow& row : kSecurity) {
     if (column.starts_with(row.prefix)) return &row;
   }
   return nullptr;
@@ -62,41 +67,27 @@ const char* band_of(int channel) {
   return channel < kFirst5GhzChannel ? "2.4GHz" : "5GHz";
 }
 
-void log_retry(const hnap_request* request, int retry, scan_fault fault) {
-  if (fault == scan_fault::too_short) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "get scan result failed, retry %d\n", retry);
-  } else {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "get scan result failed, retry %d", retry);
-  }
-}
-
-off_t scan_list_size() {
-  struct ::stat status;
-  return os::stat(kScanListFile, &status) == 0 ? status.st_size : 0;
+void log_retry(int retry) {
+  KD_LOG_MODULE("get scan result failed, retry %d", retry);
 }
 
 }  // namespace
 
-std::string_view scan_column::of(std::string_view line) const {
+std::string_view ScanColumn::of(std::string_view line) const {
   return head(tail(line, start), length);
 }
 
-os::File open_fresh_scan_list(const hnap_request* request,
-                              void (*report_retry)(const hnap_request* request, int retry,
-                                                   scan_fault fault)) {
+os::File open_fresh_scan_list(void (*report_retry)(int retry)) {
   for (int retry = 1;; ++retry) {
     os::system("iwpriv ra0 get_site_survey > /tmp/scanList.txt");
-    scan_fault fault = scan_fault::too_short;
-    if (scan_list_size() >= kLeastScanListSize) {
-      if (os::File list{os::fopen(kScanListFile, "r")}) {
-        skip_line(list.get());
-        skip_line(list.get());
-        return list;
-      }
-      fault = scan_fault::unreadable;
+    os::File list{os::fopen(kScanListFile, "r")};
+    if (list && os::size(list.get()) >= kLeastScanListSize) {
+      skip_line(list.get());
+      skip_line(list.get());
+      return list;
     }
     if (retry > kMostRetries) return nullptr;
-    report_retry(request, retry, fault);
+    report_retry(retry);
   }
 }
 
@@ -108,7 +99,7 @@ bool parse_scan_line(std::string_view line, site_survey_entry& entry) {
   if (ssid.size() != static_cast<std::size_t>(length)) return false;
   copy_text(entry.ssid, ssid);
 
-  const security_row* security = security_of(kSecurityColumn.of(line));
+  const SecurityRow* security = security_of(kSecurityColumn.of(line));
   if (!security) return false;
   entry.security_enabled = security->enabled;
   copy_text(entry.security_type, security->type);
@@ -120,10 +111,10 @@ bool parse_scan_line(std::string_view line, site_survey_entry& entry) {
   return true;
 }
 
-std::int32_t kd_hnap_repeater_get_networks(const hnap_request* request, site_survey_list& list) {
-  const os::File file = open_fresh_scan_list(request, log_retry);
+std::int32_t kd_hnap_repeater_get_networks(site_survey_list& list) {
+  const os::File file = open_fresh_scan_list(log_retry);
   if (!file) {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "Fail to get site survey list !!!");
+    KD_LOG_MODULE("Fail to get site survey list !!!");
     return -1;
   }
   site_survey_entry** end = &list.head;
@@ -132,7 +123,7 @@ std::int32_t kd_hnap_repeater_get_networks(const hnap_request* request, site_sur
   for (std::string_view read; !(read = read_line(file.get(), line)).empty();) {
     site_survey_entry entry{};
     if (read.size() < 2 || !parse_scan_line(without_line_end(read), entry)) continue;
-    void* memory = std::malloc(sizeof entry);
+    void* memory = kept_entry ? std::exchange(kept_entry, nullptr) : std::malloc(sizeof entry);
     if (!memory) continue;
     *end = new (memory) site_survey_entry{entry};
     end = &(*end)->next;
@@ -141,19 +132,21 @@ std::int32_t kd_hnap_repeater_get_networks(const hnap_request* request, site_sur
   return list.count;
 }
 
-void kd_hnap_repeater_free_networks(const hnap_request*, site_survey_list& list) {
+void kd_hnap_repeater_free_networks(site_survey_list& list) {
   site_survey_entry* entry = list.head;
   for (std::int32_t left = list.count; left > 0 && entry && entry->next; --left) {
     site_survey_entry* next = entry->next;
     std::free(entry);
     entry = next;
   }
-  // The device never frees the last one.
-  leak_deliberately(entry);
+  if (entry) {
+    std::free(std::exchange(kept_entry, entry));
+    outlives_request(entry);
+  }
   list = {};
 }
 
-int kd_hnap_get_repeater_wifi_band(const hnap_request*, char (&band)[7]) {
+int kd_hnap_get_repeater_wifi_band(char (&band)[7]) {
   char channel[8];
   if (!read_first_line_of_command("iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'",
                                   channel)) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "base/hnap_request.hpp"
 #include "platform/os.hpp"
 
 namespace kd {
@@ -30,10 +29,10 @@ struct site_survey_list {
 
 // Scans and appends one entry a network to `list`. Blocks while the driver scans, up to six times.
 //   returns  the list's count; -1, with the list untouched, when there is no usable report
-std::int32_t kd_hnap_repeater_get_networks(const hnap_request* request, site_survey_list& list);
+std::int32_t kd_hnap_repeater_get_networks(site_survey_list& list);
 
-// Empties the list. The last entry is not freed: the device gives it up.
-void kd_hnap_repeater_free_networks(const hnap_request* request, site_survey_list& list);
+// Empties the list. Its last entry is not freed but kept for the next list.
+void kd_hnap_repeater_free_networks(site_survey_list& list);
 
 // Reads a line of the report, without its line end, into a zeroed entry. What lies behind its end is empty.
 //   returns  false for a network that is not listed: hidden, ad-hoc, of another security, or unreadable
@@ -42,27 +41,23 @@ bool parse_scan_line(std::string_view line, site_survey_entry& entry);
 // Band on which "apcli0" works, whether it is connected or not: "2.4GHz", also when that is unknown, or
 // "5GHz".
 //   returns  0, or -1, with `band` untouched, when the command cannot be started
-int kd_hnap_get_repeater_wifi_band(const hnap_request* request, char (&band)[7]);
+int kd_hnap_get_repeater_wifi_band(char (&band)[7]);
 
 // Channels below this one are in the 2.4 GHz band.
 inline constexpr int kFirst5GhzChannel = 15;
 
 // Columns of a line of the report.
-struct scan_column {
+struct ScanColumn {
   std::size_t start, length;
   std::string_view of(std::string_view line) const;
 };
-inline constexpr scan_column kChannelColumn{0, 3}, kSsidLengthColumn{4, 2}, kSsidColumn{7, 32},
+inline constexpr ScanColumn kChannelColumn{0, 3}, kSsidLengthColumn{4, 2}, kSsidColumn{7, 32},
     kBssidColumn{40, 17}, kSecurityColumn{60, 22}, kSignalColumn{83, 3}, kModeColumn{92, 7},
     kExtensionColumn{100, 5}, kNetworkTypeColumn{107, 2};
-
-inline constexpr const char* kScanListFile = "/tmp/scanList.txt";
 
 // Lets the driver write a fresh report, and opens it at its first network. A report that is too short or
 // cannot be opened is asked for again, at most five times, each announced by `report_retry`.
 //   returns  null when that was in vain
-enum class scan_fault { too_short, unreadable };
-os::File open_fresh_scan_list(const hnap_request* request,
-                              void (*report_retry)(const hnap_request* request, int retry, scan_fault fault));
+os::File open_fresh_scan_list(void (*report_retry)(int retry));
 
 }  // namespace kd

@@ -5,7 +5,7 @@
 
 namespace kd {
 
-station_line split_station_line(std::string_view line) {
+StationLine split_station_line(std::string_view line) {
   constexpr int kWords = 16;
   std::string_view words[kWords];
   for (std::string_view& word : words) word = take_word(line);

@@ -7,13 +7,13 @@
 namespace kd {
 
 // The columns of a line that are used: its first, tenth, eleventh and sixteenth word. Missing ones are empty.
-struct station_line {
+struct StationLine {
   std::string_view mac;  // behind a line number and a colon
   std::string_view phy_mode;
   std::string_view bandwidth;
   std::string_view data_rate;  // Mbps
 };
-station_line split_station_line(std::string_view line);
+StationLine split_station_line(std::string_view line);
 
 // Takes the lines of the table out of the kernel log, for every other reader too.
 inline constexpr const char* kTakeStationTable = "dmesg -c | grep -in '^..:.*$'";

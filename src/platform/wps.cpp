@@ -27,8 +27,6 @@ constexpr const char* kLedPidFile = "/var/run/kd_wps_led.pid";
 constexpr const char* kProgressFile = "/var/wps_progress";
 constexpr const char* kPinFile = "/var/run_wps_pin";  // present while a PIN session runs
 
-constexpr int kAccessPointMode = 1;
-
 // The decimal number at the start of a file; 0 when there is none.
 int read_number(const char* path) {
   const os::File file{os::fopen(path, "r")};
@@ -42,20 +40,14 @@ void signal_process(int process, int signal) {
   if (process > 0) os::kill(process, signal);
 }
 
-// 1 access point, 2 bridge, 3 extender.
-int operation_mode(const hnap_request* request) {
-  const int mode = nvram_number(request, "OperationMode");
-  const int eth_convert = nvram_number(request, "ethConvert");
-  const int ap_client = nvram_number(request, "apClient");
-  if (!mode && !eth_convert && !ap_client) return kAccessPointMode;
-  if (!mode && !eth_convert && ap_client) return 3;
-  if (!mode && eth_convert && !ap_client) return 2;
-  kd_hnap_printf(
-      request, kModuleSource, __LINE__,
-      "Unsupported operation mode: OperationMode = %d, ethConvert = %d, apClient = %d. Reply default "
-      "value Access Point mode!!!",
-      mode, eth_convert, ap_client);
-  return kAccessPointMode;
+// A mode that nobody knows counts as one.
+bool is_access_point() {
+  const int mode = nvram_number("OperationMode");
+  const int eth_convert = nvram_number("ethConvert");
+  const int ap_client = nvram_number("apClient");
+  const bool is_other = !mode && !eth_convert != !ap_client;
+  KD_LOG_MODULE("OperationMode = %d, ethConvert = %d, apClient = %d", mode, eth_convert, ap_client);
+  return !is_other;
 }
 
 void write_pin(const char* pin) {
@@ -86,55 +78,52 @@ bool read_lan_address(char (&address)[16]) {
 
 }  // namespace
 
-int kd_hnap_start_wps(const hnap_request* request, const char* method, const char* pin) {
+int kd_hnap_start_wps(const char* method, const char* pin) {
   constexpr int kMostPolls = 5;
   const int wpsctl = read_number(kWpsctlPidFile);
-  const int mode = operation_mode(request);
-  kd_hnap_printf(request, kModuleSource, __LINE__, "Start WPS progress by %s", method);
-  if (mode == kAccessPointMode) {
+  const bool supported = is_access_point();
+  KD_LOG_MODULE("Start WPS progress by %s", method);
+  if (supported) {
     if (view_of(method) == "PIN") write_pin(pin);
     signal_process(wpsctl, SIGUSR2);
   } else {
-    kd_hnap_printf(request, kModuleSource, __LINE__,
-                   "Start WPS progress by %s don't be supported uder this operation mode ", method);
+    KD_LOG_MODULE("Start WPS progress by %s don't be supported uder this operation mode ", method);
   }
   for (int poll = 1; poll <= kMostPolls; ++poll) {
-    wps_status status{};
-    kd_hnap_get_wps_status(request, status);
+    WpsStatus status{};
+    kd_hnap_get_wps_status(status);
     if (view_of(status) != kIdle) break;
     if (poll < kMostPolls) os::sleep(1);
   }
   return 0;
 }
 
-int kd_hnap_stop_wps(const hnap_request* request) {
+int kd_hnap_stop_wps() {
   const int wpsctl = read_number(kWpsctlPidFile);
   read_number(kLedPidFile);  // the device looks for the LED process too, and leaves it alone
-  kd_hnap_printf(request, kModuleSource, __LINE__, "Stop WPS progress");
+  KD_LOG_MODULE("Stop WPS progress");
   signal_process(wpsctl, SIGTERM);
   os::system("wpsctl &");
   os::sleep(1);
-  os::system("rm -f /var/wps_*");
-  os::system("rm -f /var/run_wps_pin");
-  os::system("rm -f /var/gui_wps_waiting");
+  os::run_all({"rm -f /var/wps_*", "rm -f /var/run_wps_pin", "rm -f /var/gui_wps_waiting"});
   return 0;
 }
 
-int kd_hnap_get_wps_status(const hnap_request* request, wps_status& status) {
+int kd_hnap_get_wps_status(WpsStatus& status) {
   const int code = read_number("/var/wps_status");
   const int last_code = read_number("/var/wps_last_status");
-  kd_hnap_printf(request, kModuleSource, __LINE__, "WPS Status: %d", code);
+  KD_LOG_MODULE("WPS Status: %d", code);
   const char* text = nullptr;
   if (os::exists(kProgressFile)) {
     const int progress = read_number(kProgressFile);
     const bool is_pin_session = os::exists(kPinFile);
     text = wps_status_text(code, last_code, progress, is_pin_session);
   } else {
-    kd_hnap_printf(request, kModuleSource, __LINE__, "Can not found /var/wps_progress, so reply with IDLE\n");
+    KD_LOG_MODULE("Can not found /var/wps_progress, so reply with IDLE\n");
     text = kIdle;
   }
   if (text) copy_text(status, text);
-  kd_hnap_printf(request, kModuleSource, __LINE__, "WSC status: %d - %s\n", code, "");
+  KD_LOG_MODULE("WSC status: %d - %s\n", code, "");
   return 0;
 }
 
@@ -156,7 +145,7 @@ const char* wps_status_text(int status, int last_status, int progress, bool is_p
 void kd_restart_wps() {
   os::system("kill -9 `cat /var/run/wscd.pid.ra0`");
   os::system("iwpriv ra0 set WscConfMode=0 1>/dev/null 2>&1");
-  const heap_text mode = nvram_text("OperationMode");
+  const HeapText mode = nvram_text("OperationMode");
   if (view_of(mode.get()) != "0" && view_of(mode.get()) != "1") return;
   // Compared as texts: any text from "1" on switches it on, also one that is no number.
   if (view_of(nvram_text("WscModeOption").get()) <= "0") {

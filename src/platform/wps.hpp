@@ -5,22 +5,20 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/hnap_request.hpp"
-
 namespace kd {
 
 inline constexpr std::size_t kWpsStatusSize = 64;
-using wps_status = char[kWpsStatusSize];
+using WpsStatus = char[kWpsStatusSize];
 
 // Starts a session by `method` ("PBC", or "PIN" with its PIN), and gives it up to 4 seconds to leave "IDLE".
 // Nothing starts unless the device is an access point. Always 0.
-int kd_hnap_start_wps(const hnap_request* request, const char* method, const char* pin);
+int kd_hnap_start_wps(const char* method, const char* pin);
 
 // Ends the session and starts a fresh `wpsctl`. Always 0.
-int kd_hnap_stop_wps(const hnap_request* request);
+int kd_hnap_stop_wps();
 
 // State of the session; `status` stays as it was when there is none to tell. Always 0.
-int kd_hnap_get_wps_status(const hnap_request* request, wps_status& status);
+int kd_hnap_get_wps_status(WpsStatus& status);
 
 // The text for the programs' numbers; null when they mean nothing to tell.
 //   status, last_status  codes of the current and the previous session step

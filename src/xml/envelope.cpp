@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <span>
 
-#include "base/flags.hpp"
 #include "xml/namespaces.hpp"
 
 namespace kd {
@@ -31,26 +30,26 @@ constexpr std::string_view kFaultEnd =
     "</faultstring>\r\n<detail />\r\n</soap:Fault>\r\n</soap:Body>\r\n</soap:Envelope>";
 static_assert(kFaultEnd.size() == 73);
 
-struct fixed_attribute {
+struct FixedAttribute {
   const char* name;
   const char* value;
 };
 
 // Attribute values carry their quotes: the serializer adds none.
-constexpr fixed_attribute kEnvelopeAttributes[] = {
+constexpr FixedAttribute kEnvelopeAttributes[] = {
     {"xmlns:xsi", "\"" XSI_NAMESPACE "\""},
     {"xmlns:xsd", "\"" XSD_NAMESPACE "\""},
     {"xmlns:soap", "\"" SOAP_ENV_NAMESPACE "\""},
 };
 
-const char* response_namespace(int is_extender) {
+const char* response_namespace(const hnap_request& request, int is_extender) {
   if (!is_extender) return "\"" HNAP1_NAMESPACE "\"";
-  return flags.alternate_namespace ? "\"" EXTENDER_NAMESPACE_B "\"" : "\"" EXTENDER_NAMESPACE_A "\"";
+  return request.alternate_namespace ? "\"" EXTENDER_NAMESPACE_B "\"" : "\"" EXTENDER_NAMESPACE_A "\"";
 }
 
-bool open_element(xml_tree* tree, const char* name, std::span<const fixed_attribute> attributes) {
+bool open_element(xml_tree* tree, const char* name, std::span<const FixedAttribute> attributes) {
   xml_element* element = new_xml_element(tree, name);
-  for (const fixed_attribute& wanted : attributes) {
+  for (const FixedAttribute& wanted : attributes) {
     if (!add_xml_element_attr(element, new_attribute(tree, wanted.name, wanted.value))) return false;
   }
   return push_xml_tree(tree, element);
@@ -58,11 +57,12 @@ bool open_element(xml_tree* tree, const char* name, std::span<const fixed_attrib
 
 }  // namespace
 
-void kd_hnap_generate_common_header(xml_tree* tree, const char* response_name, int is_extender) {
-  const fixed_attribute response_attributes[] = {{"xmlns", response_namespace(is_extender)}};
+void kd_hnap_generate_common_header(hnap_request& request, xml_tree* tree, const char* response_name,
+                                    int is_extender) {
+  const FixedAttribute response_attributes[] = {{"xmlns", response_namespace(request, is_extender)}};
   if (!open_element(tree, "soap:Envelope", kEnvelopeAttributes) || !open_element(tree, "soap:Body", {}) ||
       !open_element(tree, response_name, response_attributes)) {
-    flags.hnap_error_flag = true;
+    request.hnap_error_flag = true;
   }
 }
 
@@ -74,50 +74,46 @@ std::size_t reply_size(const xml_tree& tree) {
   return sizeof XML_DECLARATION + tree.written_size;
 }
 
-reply_text write_reply(tree_ptr tree, Text& room) {
-  pop_all_xml_tree(tree.get());
+void write_reply(xml_tree& tree, Text& room) {
+  pop_all_xml_tree(&tree);
   // One allocation of the right size: a reply may be megabytes long.
-  room.reserve(reply_size(*tree) - 1);
+  room.reserve(reply_size(tree) - 1);
   kd_hnap_generate_return_msg_header(room);
-  generate_xml(tree.get(), room);
-  if (room.failed()) return report_memory_error();
-  return reply_text{std::move(room)};
+  generate_xml(&tree, room);
 }
 
-reply_text write_reply(tree_ptr tree) {
-  Text room;
-  return write_reply(std::move(tree), room);
+ReplyText finished(hnap_request& request, Text& room) {
+  return room.failed() ? report_memory_error(request) : ReplyText{std::move(room)};
 }
 
-reply_text kd_hnap_report_HNAP_error_owntext(tree_ptr tree, xml_element* result_element, const char* text) {
-  flags.hnap_error_flag = true;
+ReplyText kd_hnap_report_HNAP_error_owntext(hnap_request& request, xml_tree* tree,
+                                            xml_element* result_element, const char* text) {
+  request.hnap_error_flag = true;
   set_xml_element_text(result_element, text);
-  if (!result_element || !result_element->text) return report_memory_error();
-  if (!push_pop_xml_tree(tree.get(), result_element)) return report_memory_error();
-  return write_reply(std::move(tree));
+  if (!result_element || !result_element->text || !push_pop_xml_tree(tree, result_element)) {
+    return report_memory_error(request);
+  }
+  Text room;
+  write_reply(*tree, room);
+  return finished(request, room);
 }
 
-reply_text kd_hnap_report_HNAP_error(tree_ptr tree, xml_element* result_element) {
-  return kd_hnap_report_HNAP_error_owntext(std::move(tree), result_element, kGenericError);
+ReplyText kd_hnap_report_HNAP_error(hnap_request& request, xml_tree* tree, xml_element* result_element) {
+  return kd_hnap_report_HNAP_error_owntext(request, tree, result_element, kGenericError);
 }
 
-reply_text report_memory_error() {
-  flags.hnap_error_flag = true;
-  return reply_text::constant(kOutOfMemoryReply);
+ReplyText report_memory_error(hnap_request& request) {
+  request.hnap_error_flag = true;
+  return ReplyText::constant(kOutOfMemoryReply);
 }
 
-reply_text soap_fault(const char* soap_action) {
-  Text fault;
-  fault.append(kFaultStart);
+std::array<std::string_view, 3> soap_fault(const char* soap_action) {
   // Three bytes, however long the value is: clients have always seen it cut like this.
-  fault.append(head(view_of(soap_action), 3));
-  fault.append(kFaultEnd);
-  if (fault.failed()) return report_memory_error();
-  return reply_text{std::move(fault)};
+  return {kFaultStart, head(view_of(soap_action), 3), kFaultEnd};
 }
 
-error_page make_error_page(const char* message) {
-  error_page page{};
+ErrorPage make_error_page(const char* message) {
+  ErrorPage page{};
   std::snprintf(page.text, sizeof page.text,
                 "<html><head><title>Document Error: %s</title></head>\r\n"
                 "\t\t<body><h2>Access Error: %s</h2>\r\n"

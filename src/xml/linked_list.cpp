@@ -10,13 +10,13 @@ linked_list* new_linked_list() {
   return memory ? new (memory) linked_list : nullptr;
 }
 
-LL_node* new_LL_node(void* data, free_function free_data) {
+LL_node* new_LL_node(void* data, FreeFunction free_data) {
   if (!data || !free_data) return nullptr;
   void* memory = std::malloc(sizeof(LL_node));
   return memory ? new (memory) LL_node{data, nullptr, nullptr, free_data} : nullptr;
 }
 
-bool insert_linked_list(linked_list* list, void* data, free_function free_data) {
+bool insert_linked_list(linked_list* list, void* data, FreeFunction free_data) {
   if (!list) return false;
   LL_node* node = new_LL_node(data, free_data);
   if (!node) return false;
@@ -67,7 +67,7 @@ void free_stack(stack* s) {
   std::free(s);
 }
 
-bool push_stack(stack* s, void* data, free_function free_data) {
+bool push_stack(stack* s, void* data, FreeFunction free_data) {
   return s && insert_linked_list(&s->list, data, free_data);
 }
 

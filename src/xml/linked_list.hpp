@@ -4,13 +4,13 @@
 
 namespace kd {
 
-using free_function = void (*)(void*);
+using FreeFunction = void (*)(void*);
 
 struct LL_node {
   void* data;  // never null
   LL_node* next;
   LL_node* previous;
-  free_function free_data;  // never null
+  FreeFunction free_data;  // never null
 };
 
 struct linked_list {
@@ -19,9 +19,9 @@ struct linked_list {
 };
 
 linked_list* new_linked_list();
-LL_node* new_LL_node(void* data, free_function free_data);
+LL_node* new_LL_node(void* data, FreeFunction free_data);
 // Appends at the tail. False when nothing was inserted: the payload is then still the caller's.
-bool insert_linked_list(linked_list* list, void* data, free_function free_data);
+bool insert_linked_list(linked_list* list, void* data, FreeFunction free_data);
 // Appends a node that the caller allocated, for a list that is never freed through its nodes.
 void append_LL_node(linked_list& list, LL_node* node);
 // Unlinks the tail and gives its payload back, unfreed; null for an empty list.
@@ -37,7 +37,7 @@ struct stack {
 
 stack* new_stack();
 void free_stack(stack* s);
-bool push_stack(stack* s, void* data, free_function free_data);
+bool push_stack(stack* s, void* data, FreeFunction free_data);
 void* pop_stack(stack* s);
 void* top_stack(const stack* s);
 

@@ -1,18 +1,16 @@
 #include "xml/reply.hpp"
 
-#include <algorithm>
 #include <cstdio>
 
-#include "base/flags.hpp"
+#include "base/debug_log.hpp"
 #include "xml/xml_encode.hpp"
 
 namespace kd {
 namespace {
 
 void join(char (&name)[64], std::string_view action, std::string_view ending) {
-  const std::size_t length = std::min(action.size(), sizeof name - 1);
   copy_text(name, action);
-  copy_text(name + length, sizeof name - length, ending);
+  append_text(name, ending);
 }
 
 }  // namespace
@@ -22,45 +20,37 @@ Namespace namespace_of(const hnap_request& request) {
                                                                                         : Namespace::extender;
 }
 
-Reply::Reply(const char* action, Namespace response_namespace) : tree_{new_xml_tree()} {
+Reply::Reply(hnap_request& request, const char* action, Namespace response_namespace)
+    : request_{request}, tree_{new_xml_tree()} {
   char response_name[64];
   join(response_name, action, "Response");
   join(result_name_, action, "Result");
   if (tree_) {
-    kd_hnap_generate_common_header(tree_.get(), response_name, response_namespace == Namespace::extender);
+    kd_hnap_generate_common_header(request_, tree_.get(), response_name,
+                                   response_namespace == Namespace::extender);
   }
   // The flag is also set when the request's own tree is incomplete for lack of memory.
-  if (!tree_ || flags.hnap_error_flag) fail();
+  if (!tree_ || request_.hnap_error_flag) fail();
 }
 
 void Reply::result(const char* text) {
   leaf(result_name_, text);
 }
 
-const char* Reply::leaf(const char* name, const char* text) {
-  if (failed_) return "";
-  const xml_element* element = push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)));
-  if (element) return element->text;
-  fail();
-  return "";
-}
-
-void Reply::filled_leaf(const char* name, char byte, std::uint32_t count) {
+void Reply::leaf(const char* name, const char* text) {
   if (failed_) return;
-  xml_element* element = new_xml_element(tree_.get(), name);
-  fill_xml_element_text(element, byte, count);
-  if (!push_pop_xml_tree(tree_.get(), element)) fail();
+  KD_LOG_HANDLER("%s = %s", name, text);
+  if (!push_pop_xml_tree(tree_.get(), new_xml_leaf(tree_.get(), name, view_of(text)))) fail();
 }
 
-const char* Reply::encoded_leaf(const char* name, const char* text) {
-  const EncodedText encoded{text};
-  return leaf(name, encoded.get());
+void Reply::encoded_leaf(const char* name, const char* text) {
+  leaf(name, EncodedText{text}.get());
 }
 
-const char* Reply::number_leaf(const char* name, long long value) {
+void Reply::number_leaf(const char* name, long long value) {
   char text[24];
   std::snprintf(text, sizeof text, "%lld", value);
-  return leaf(name, text);
+  leaf(name, text);
 }
 
 void Reply::open(const char* name) {
@@ -72,26 +62,33 @@ void Reply::close() {
   if (!failed_) pop_xml_tree(tree_.get());
 }
 
-bool Reply::fits(std::size_t limit) {
+bool Reply::fits(std::size_t limit, std::size_t filler) {
   if (failed_) return false;
-  const std::size_t size = reply_size(*tree_);
+  const std::size_t size = reply_size(*tree_) + filler;
   return size <= limit && room_.reserve(size - 1);
 }
 
-reply_text Reply::finish() {
-  if (failed_) return report_memory_error();
-  return write_reply(std::move(tree_), room_);
+ReplyText Reply::finish(std::size_t filler) {
+  if (failed_) return report_memory_error(request_);
+  write_reply(*tree_, room_);
+  if (filler) room_.insert(room_.view().rfind("></") + 1, 'y', filler);
+  return finished(request_, room_);
 }
 
-reply_text Reply::error(const char* text) {
-  if (failed_) return report_memory_error();
+ReplyText Reply::error(const char* text) {
+  if (failed_) return report_memory_error(request_);
   xml_element* result = new_xml_element(tree_.get(), result_name_);
-  return kd_hnap_report_HNAP_error_owntext(std::move(tree_), result, text);
+  return kd_hnap_report_HNAP_error_owntext(request_, tree_.get(), result, text);
+}
+
+ReplyText Reply::only(const char* text) {
+  result(text);
+  return finish();
 }
 
 void Reply::fail() {
   failed_ = true;
-  flags.hnap_error_flag = true;
+  request_.hnap_error_flag = true;
   tree_.reset();
 }
 

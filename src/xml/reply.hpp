@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "base/hnap_request.hpp"
 #include "xml/envelope.hpp"
+#include "xml/hnap_request.hpp"
 #include "xml/xml_tree.hpp"
 
 namespace kd {
@@ -23,38 +23,39 @@ Namespace namespace_of(const hnap_request& request);
 class Reply {
  public:
   // `action` is at most 50 characters; the reply's elements are named after it.
-  Reply(const char* action, Namespace response_namespace);
+  Reply(hnap_request& request, const char* action, Namespace response_namespace);
 
   // False when memory ran out, while parsing the request or since.
   explicit operator bool() const { return !failed_; }
 
   // The result element, named after the action.
   void result(const char* text);
-  // These return the text as it stands in the reply, empty after a failure.
-  const char* leaf(const char* name, const char* text);
-  const char* encoded_leaf(const char* name, const char* text);
-  const char* number_leaf(const char* name, long long value);
-  // An element of `count` copies of one byte.
-  void filled_leaf(const char* name, char byte, std::uint32_t count);
+  void leaf(const char* name, const char* text);
+  void encoded_leaf(const char* name, const char* text);
+  void number_leaf(const char* name, long long value);
   void open(const char* name);
   void close();
 
-  // Whether the reply as it stands takes at most `limit` bytes, terminator included, and its memory could be
-  // had. A reply that does not fit is to be dropped.
-  bool fits(std::size_t limit);
+  // Whether the reply as it stands, with `filler` further bytes, takes at most `limit` bytes, terminator
+  // included, and its memory could be had. A reply that does not fit is to be dropped.
+  bool fits(std::size_t limit, std::size_t filler = 0);
 
   // Whether nothing can lose the reply as it stands: its memory has been had. Asked before the device is
   // changed.
   bool ready() { return fits(SIZE_MAX); }
 
-  // Ends the reply. `error` makes `text` the result of a reply that holds nothing else.
-  reply_text finish();
-  reply_text error(const char* text = kGenericError);
+  // Ends the reply. `filler` copies of 'y' become the text of its last leaf, which is empty until then: they
+  // exist in the finished text only. `error` makes `text` the result of a reply that holds nothing else.
+  ReplyText finish(std::size_t filler = 0);
+  ReplyText error(const char* text = kGenericError);
+  // Ends a reply that holds nothing but its result, which is no error of the protocol.
+  ReplyText only(const char* text);
 
  private:
   void fail();
 
-  tree_ptr tree_;
+  hnap_request& request_;
+  TreePtr tree_;
   Text room_;
   bool failed_ = false;
   char result_name_[64];

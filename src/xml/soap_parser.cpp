@@ -4,8 +4,11 @@
 #include <cstring>
 
 #include "base/debug_log.hpp"
-#include "base/flags.hpp"
 #include "xml/namespaces.hpp"
+
+// Newer releases of expat put off the parsing of what follows a cut token; the parser is never told that the
+// body is over, so that would lose its end. Older ones lack the switch, and do not need it.
+extern "C" __attribute__((weak)) XML_Bool XML_SetReparseDeferralEnabled(XML_Parser parser, XML_Bool enabled);
 
 namespace kd {
 namespace {
@@ -19,25 +22,27 @@ constexpr const char* kNegativeError = "CONTENT LEN < 0 XML PARSE ERROR";
 constexpr std::size_t kWorkSize = 20480;
 
 void start(void* user_data, const XML_Char* name, const XML_Char** atts) {
-  if (flags.hnap_error_flag) return;
-  auto* tree = static_cast<xml_tree*>(user_data);
+  const auto& document = *static_cast<SoapDocument*>(user_data);
+  if (document.request.hnap_error_flag) return;
+  xml_tree* tree = document.tree.get();
   xml_element* element = new_xml_element(tree, name);
   // A pair whose attribute cannot be made is skipped.
   for (; element && atts[0]; atts += 2) add_xml_element_attr(element, new_attribute(tree, atts[0], atts[1]));
-  if (!push_xml_tree(tree, element)) flags.hnap_error_flag = true;
+  if (!push_xml_tree(tree, element)) document.request.hnap_error_flag = true;
 }
 
 void end(void* user_data, const XML_Char*) {
-  if (!flags.hnap_error_flag) pop_xml_tree(static_cast<xml_tree*>(user_data));
+  const auto& document = *static_cast<SoapDocument*>(user_data);
+  if (!document.request.hnap_error_flag) pop_xml_tree(document.tree.get());
 }
 
 void charhndl(void* user_data, const XML_Char* text, int length) {
-  if (flags.hnap_error_flag) return;
-  auto* tree = static_cast<xml_tree*>(user_data);
-  add_text_xml_tree(tree, text, static_cast<std::size_t>(length));
-  const auto* open = static_cast<const xml_element*>(top_stack(tree->open_elements));
+  const auto& document = *static_cast<SoapDocument*>(user_data);
+  if (document.request.hnap_error_flag) return;
+  add_text_xml_tree(document.tree.get(), text, static_cast<std::size_t>(length));
+  const auto* open = static_cast<const xml_element*>(top_stack(document.tree->open_elements));
   // A text that could not grow is lost, and a request with a hole in it must not be acted on.
-  if (open && !open->text) flags.hnap_error_flag = true;
+  if (open && !open->text) document.request.hnap_error_flag = true;
 }
 
 // Whether the word stands in the text and neither spelling of it follows: a start tag without its end.
@@ -63,13 +68,12 @@ bool feed(XML_Parser parser, std::string_view text) {
   return XML_Parse(parser, text.data(), static_cast<int>(text.size()), 0) == XML_STATUS_OK;
 }
 
-const char* parse_in_passes(XML_Parser parser, const hnap_request& request, std::string_view body,
-                            std::int32_t content_length) {
+const char* parse_in_passes(XML_Parser parser, std::string_view body, std::int32_t content_length) {
   constexpr std::int32_t kPass = kWorkSize - 1;
   bool seen_markup = false;
-  for (std::int32_t taken = 0; taken < content_length;) {
-    const std::int32_t pass = std::min(kPass, content_length - taken);
-    taken += pass;
+  for (std::int32_t left = content_length; left > 0;) {
+    const std::int32_t pass = std::min(kPass, left);
+    left -= pass;
     // Every pass begins at the start of the body again: what is longer than one pass is not a request that
     // any action expects, and its second pass ends in a parse error unless it is too short for one.
     std::string_view text = head(body, static_cast<std::size_t>(pass));
@@ -80,23 +84,28 @@ const char* parse_in_passes(XML_Parser parser, const hnap_request& request, std:
     }
     text = up_to_nul(text);
     if (is_incomplete(text)) {
-      kd_hnap_printf(&request, kModuleSource, __LINE__, "XML PARSE STATUS NOT OK ERROR 1");
+      KD_LOG_MODULE("XML PARSE STATUS NOT OK ERROR 1");
       return kStatusError;
     }
-    if (seen_markup && !feed(parser, text)) {
-      kd_hnap_printf(&request, kModuleSource, __LINE__, "XML PARSE STATUS NOT OK ERROR 2");
+    if (!seen_markup) continue;
+    const XML_Index parsed = XML_GetCurrentByteIndex(parser);
+    if (!feed(parser, text)) {
+      KD_LOG_MODULE("XML PARSE STATUS NOT OK ERROR 2");
       return kStatusError;
     }
+    // A pass that lies inside one token leaves the next one where it began itself: the whole ones that follow
+    // change nothing, and each would cost as much as all before it together.
+    if (parsed == XML_GetCurrentByteIndex(parser)) left %= kPass;
   }
   return nullptr;
 }
 
-const char* parse_of_negative_length(XML_Parser parser, const hnap_request& request, std::string_view body) {
+const char* parse_of_negative_length(XML_Parser parser, std::string_view body) {
   if (body.size() > kWorkSize) return nullptr;
   const std::size_t markup = body.find('<');
   if (markup == std::string_view::npos) return nullptr;
   if (feed(parser, up_to_nul(tail(body, markup)))) return nullptr;
-  kd_hnap_printf(&request, kModuleSource, __LINE__, "XML PARSE STATUS NOT OK ERROR 3");
+  KD_LOG_MODULE("XML PARSE STATUS NOT OK ERROR 3");
   return kNegativeError;
 }
 
@@ -121,31 +130,30 @@ const xml_element* find_body(const xml_element& envelope) {
 
 }  // namespace
 
-const char* open_document(soap_document& document, const hnap_request& request) {
+const char* open_document(SoapDocument& document) {
   document.parser.reset(XML_ParserCreate(nullptr));
   if (!document.parser) return kParserError;
   document.tree.reset(new_xml_tree());
   if (!document.tree) {
-    kd_hnap_printf(&request, kModuleSource, __LINE__, "NEW XML TREE ERROR");
+    KD_LOG_MODULE("NEW XML TREE ERROR");
     return kTreeError;
   }
-  XML_SetUserData(document.parser.get(), document.tree.get());
-  XML_SetElementHandler(document.parser.get(), start, end);
-  XML_SetCharacterDataHandler(document.parser.get(), charhndl);
+  XML_Parser parser = document.parser.get();
+  XML_SetUserData(parser, &document);
+  XML_SetElementHandler(parser, start, end);
+  XML_SetCharacterDataHandler(parser, charhndl);
+  if (XML_SetReparseDeferralEnabled) XML_SetReparseDeferralEnabled(parser, XML_FALSE);
   return nullptr;
 }
 
-const char* parse_document(soap_document& document, const hnap_request& request,
-                           std::int32_t content_length) {
-  const std::string_view body{reinterpret_cast<const char*>(request.content.get()), request.content_len};
+const char* parse_document(SoapDocument& document, std::int32_t content_length) {
   if (content_length == 0) {
-    kd_hnap_printf(&request, kModuleSource, __LINE__, "CONTENT LEN == 0");
+    KD_LOG_MODULE("CONTENT LEN == 0");
     return kEmptyError;
   }
-  if (content_length > 0) {
-    return parse_in_passes(document.parser.get(), request, body, content_length);
-  }
-  return parse_of_negative_length(document.parser.get(), request, body);
+  const std::string_view body = document.request.body();
+  if (content_length > 0) return parse_in_passes(document.parser.get(), body, content_length);
+  return parse_of_negative_length(document.parser.get(), body);
 }
 
 const xml_element* find_action_element(const xml_tree& tree) {

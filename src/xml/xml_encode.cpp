@@ -1,7 +1,8 @@
 #include "xml/xml_encode.hpp"
 
-#include <cstring>
 #include <string_view>
+
+#include "base/text.hpp"
 
 namespace kd {
 namespace {
@@ -28,25 +29,12 @@ constexpr std::string_view escape_of(char c) {
 
 char* xml_encode(const char* text) {
   if (!text || !*text) return const_cast<char*>(text);
-  std::size_t length = 0;
+  Text encoded;
   for (const char* at = text; *at; ++at) {
     const std::string_view escape = escape_of(*at);
-    length += escape.empty() ? 1 : escape.size();
+    encoded.append(escape.empty() ? std::string_view{at, 1} : escape);
   }
-  char* encoded = static_cast<char*>(std::malloc(length + 1));
-  if (!encoded) return nullptr;
-  char* out = encoded;
-  for (const char* at = text; *at; ++at) {
-    const std::string_view escape = escape_of(*at);
-    if (escape.empty()) {
-      *out++ = *at;
-    } else {
-      std::memcpy(out, escape.data(), escape.size());
-      out += escape.size();
-    }
-  }
-  *out = '\0';
-  return encoded;
+  return encoded.release().release();
 }
 
 EncodedText::EncodedText(const char* raw) : text_{raw} {

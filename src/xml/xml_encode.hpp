@@ -17,7 +17,7 @@ class EncodedText {
   const char* get() const { return text_; }
 
  private:
-  heap_text copy_;
+  HeapText copy_;
   const char* text_;
 };
 

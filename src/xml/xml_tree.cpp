@@ -80,63 +80,28 @@ bool attach_next(xml_tree& tree, xml_element& element) {
   return true;
 }
 
-// Writes into room that was reserved beforehand, and never past it.
-class Cursor {
- public:
-  Cursor(char* at, std::size_t room) : start_{at}, at_{at}, end_{at + room} {}
-  std::size_t written() const { return static_cast<std::size_t>(at_ - start_); }
-  void put(std::string_view text) {
-    const std::size_t length = std::min(text.size(), room());
-    if (length) std::memcpy(at_, text.data(), length);
-    at_ += length;
-  }
-  // A literal; a size known beforehand becomes a plain store.
-  template <std::size_t N>
-  void put(const char (&literal)[N]) {
-    if (room() < N - 1) return;
-    std::memcpy(at_, literal, N - 1);
-    at_ += N - 1;
-  }
-  void put(char c) {
-    if (at_ < end_) *at_++ = c;
-  }
-  void fill(char byte, std::size_t count) {
-    count = std::min(count, room());
-    std::memset(at_, byte, count);
-    at_ += count;
-  }
-
- private:
-  std::size_t room() const { return static_cast<std::size_t>(end_ - at_); }
-
-  char* start_;
-  char* at_;
-  char* end_;
-};
-
-void write_start(const xml_element& element, Cursor& out) {
-  out.put('<');
-  out.put(std::string_view{element.name, element.name_length});
+void write_start(const xml_element& element, Text& out) {
+  out.append("<");
+  out.append({element.name, element.name_length});
   for (const LL_node* node = element.attributes.head; node; node = node->next) {
     const auto& attr = *static_cast<const attribute*>(node->data);
-    out.put(' ');
-    out.put(std::string_view{attr.name});
-    out.put('=');
-    out.put(std::string_view{attr.value});
+    out.append(" ");
+    out.append(attr.name);
+    out.append("=");
+    out.append(attr.value);
   }
-  out.put('>');
-  out.put(std::string_view{element.text, element.text_length});
-  if (element.fill_count) out.fill(element.fill_byte, element.fill_count);
-  if (element.first_child) out.put('\n');
+  out.append(">");
+  out.append({element.text, element.text_length});
+  if (element.first_child) out.append("\n");
 }
 
-void write_end(const xml_element& element, Cursor& out) {
-  out.put("</");
-  out.put(std::string_view{element.name, element.name_length});
-  out.put(">\n");
+void write_end(const xml_element& element, Text& out) {
+  out.append("</");
+  out.append({element.name, element.name_length});
+  out.append(">\n");
 }
 
-void generate_xml_helper(const xml_element* element, Cursor& out) {
+void generate_xml_helper(const xml_element* element, Text& out) {
   while (element) {
     write_start(*element, out);
     if (element->first_child) {
@@ -196,13 +161,6 @@ void set_xml_element_text(xml_element* element, const char* text) {
   if (element && text) append_text(*element, text);
 }
 
-void fill_xml_element_text(xml_element* element, char byte, std::uint32_t count) {
-  if (!element) return;
-  element->fill_byte = byte;
-  element->fill_count = count;
-  element->tree->written_size += count;
-}
-
 xml_tree* new_xml_tree() {
   void* memory = std::malloc(sizeof(xml_tree));
   if (!memory) return nullptr;
@@ -255,13 +213,8 @@ void deep_free_xml_tree(xml_tree* tree) {
 }
 
 void generate_xml(const xml_tree* tree, Text& output) {
-  if (!tree) return;
-  const std::size_t start = output.size();
-  char* room = output.extend(tree->written_size);
-  if (!room) return;
-  Cursor cursor{room, tree->written_size};
-  generate_xml_helper(tree->root, cursor);
-  output.shrink(start + cursor.written());
+  if (!tree || !output.reserve(tree->written_size)) return;
+  generate_xml_helper(tree->root, output);
 }
 
 }  // namespace kd

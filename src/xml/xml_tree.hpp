@@ -37,8 +37,6 @@ struct xml_element {
   std::uint32_t name_length;
   std::uint32_t text_length;
   std::uint32_t text_capacity;  // terminator included
-  std::uint32_t fill_count;     // copies of fill_byte behind the text, which exist only when serialized
-  char fill_byte;
 };
 
 struct xml_tree {
@@ -63,8 +61,6 @@ bool add_xml_element_attr(xml_element* element, attribute* attr);
 // element's text becomes null and the old text is lost.
 void setn_xml_element_text(xml_element* element, const char* text, std::size_t length);
 void set_xml_element_text(xml_element* element, const char* text);
-// Makes `count` copies of a byte follow the text. They take no memory until the tree is written.
-void fill_xml_element_text(xml_element* element, char byte, std::uint32_t count);
 
 xml_tree* new_xml_tree();
 // Makes the element the root, or the last child of the top open element, and opens it. False, with nothing
@@ -82,9 +78,9 @@ void deep_free_xml_tree(xml_tree* tree);
 // values and texts are written as they are stored.
 void generate_xml(const xml_tree* tree, Text& output);
 
-struct xml_tree_deleter {
+struct XmlTreeDeleter {
   void operator()(xml_tree* tree) const { deep_free_xml_tree(tree); }
 };
-using tree_ptr = std::unique_ptr<xml_tree, xml_tree_deleter>;
+using TreePtr = std::unique_ptr<xml_tree, XmlTreeDeleter>;
 
 }  // namespace kd

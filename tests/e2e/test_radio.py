@@ -51,6 +51,7 @@ def test_choose_and_join_a_network(own_device):
     assert value(info, "Mode") == "802.11n" and int(value(info, "LinkSpeedIn")) > 0
     assert 0 < int(value(info, "SignalStrength")) <= 100
     assert value(device.post("GetWirelessClientConnectionInfo2"), "Band") == "5GHz"
+    assert "\nextension=ABOVE\n" in (device.state / "radio" / "link").read_text(), "the half that the module told the radio"
     assert device.run("nvram_get", "2860", "Channel").strip() == "44"
     assert device.run("nvram_get", "2860", "LastSSID1").strip() == "Nowhere"
     assert device.run("cat", "/tmp/SetWirelessClientSettings") == "2\n"

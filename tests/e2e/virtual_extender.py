@@ -13,6 +13,8 @@ import requests
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("KD_BUILD_DIR", REPOSITORY / "build" / "release"))
+# Another build of the extender may boot the same module: the one with the sanitizers.
+EXTENDER = pathlib.Path(os.environ.get("KD_EXTENDER", BUILD / "bin" / "extender"))
 NO_SANDBOX_STATUS = 77
 
 HNAP1 = "http://purenetworks.com/HNAP1/"
@@ -45,7 +47,7 @@ class Device:
     def __init__(self, state, *options):
         self.state = state
         self.login = ("admin", "admin")
-        command = [BUILD / "bin" / "extender", "run", "--port", "0", "--state", state, "--reboot-pause", "200"]
+        command = [EXTENDER, "run", "--module", BUILD / "lib" / "mod_kd_hnap.so", "--port", "0", "--state", state, "--reboot-pause", "200"]
         self.process = subprocess.Popen(
             [*map(str, command), *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
         )
@@ -90,7 +92,7 @@ class Device:
     def command(self, subcommand, *words, check=True):
         """Runs a sub-command of the extender for this device."""
         done = subprocess.run(
-            [BUILD / "bin" / "extender", *subcommand, "--state", self.state, *words],
+            [EXTENDER, *subcommand, "--state", self.state, *words],
             capture_output=True,
             text=True,
             timeout=30,

@@ -80,7 +80,7 @@ std::vector<std::string> Device::changes(std::size_t from) const {
   for (; from < journal.size(); ++from) {
     const std::string& line = journal[from];
     const std::string_view kind = std::string_view{line}.substr(0, line.find(' '));
-    if (kind != "open" && kind != "pipe" && kind != "stat" && kind != "ioctl" && kind != "usleep") {
+    if (kind != "open" && kind != "pipe" && kind != "access" && kind != "ioctl" && kind != "usleep") {
       kept.push_back(line);
     }
   }

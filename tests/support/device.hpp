@@ -58,7 +58,7 @@ class Device {
   unsigned seconds() const { return static_cast<unsigned>(now_ / 1000000); }
 
   // Every effect in order: "run CMD", "pipe CMD", "open PATH MODE", "write PATH TEXT" (when closed),
-  // "console TEXT", "stat PATH", "ioctl 0x8be7 ra0", "kill PID NAME", "sleep S", "usleep US", "print TEXT",
+  // "console TEXT", "access PATH", "ioctl 0x8be7 ra0", "kill PID NAME", "sleep S", "usleep US", "print TEXT",
   // "nvram init|close|commit SECTION", "nvram set KEY=VALUE".
   std::vector<std::string> journal;
   // The journal, from one of its lines on, without the lines that only read.

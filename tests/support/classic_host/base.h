@@ -7,6 +7,8 @@
 #include <sys/types.h>
 
 #define LIGHTTPD_VERSION_ID 0x1041D
+#define SIZEOF_OFF_T 8
+#define SIZEOF_LONG __SIZEOF_LONG__
 
 typedef struct buffer {
   char* ptr;

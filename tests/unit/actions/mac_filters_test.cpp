@@ -9,7 +9,7 @@ using Effects = std::vector<std::string>;
 
 std::string address(int number) {
   char text[18];
-  std::snprintf(text, sizeof text, "00:23:45:67:89:%02X", static_cast<unsigned>(number));
+  std::snprintf(text, sizeof text, "00:23:45:67:89:%02X", static_cast<unsigned>(number) & 0xFF);
   return text;
 }
 

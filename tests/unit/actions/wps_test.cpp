@@ -138,8 +138,8 @@ TEST_F(WpsDevice, ReadsBeforeItActs) {
   kd_hnap_start_wps(nullptr, "PIN", "12345670");
   EXPECT_EQ(effects(), (Effects{"open /var/run/wpsctl.pid r", "open /var/run_wps_pin w",
                                 "write /var/run_wps_pin 12345670", "kill 77 USR2", "open /var/wps_status r",
-                                "open /var/wps_last_status r", "stat /var/wps_progress",
-                                "open /var/wps_progress r", "stat /var/run_wps_pin"}));
+                                "open /var/wps_last_status r", "access /var/wps_progress",
+                                "open /var/wps_progress r", "access /var/run_wps_pin"}));
   kd_hnap_stop_wps(nullptr);
   const Effects done = effects();
   EXPECT_EQ((Effects{done.begin(), done.begin() + 3}),

@@ -75,8 +75,8 @@ TEST_F(Intake, WaitsForTheSiteSurvey) {
   const std::string postponed = "console Postpone HNAP request since device under scanning\n";
   std::vector<std::string> done = effects();
   done.resize(std::min<std::size_t>(done.size(), 8));
-  EXPECT_EQ(done, (std::vector<std::string>{"stat /tmp/scanning", "sleep 1", postponed, "stat /tmp/scanning",
-                                            "sleep 1", postponed, "stat /tmp/scanning", kMarker}));
+  EXPECT_EQ(done, (std::vector<std::string>{"access /tmp/scanning", "sleep 1", postponed, "access /tmp/scanning",
+                                            "sleep 1", postponed, "access /tmp/scanning", kMarker}));
 }
 
 TEST_F(Intake, LeavesOtherMethodsToTheServer) {
@@ -97,7 +97,7 @@ TEST_F(Intake, AnswersAnyGetWithTheSettings) {
     EXPECT_TRUE(send(request));
     EXPECT_EQ(request.status, 200);
     EXPECT_EQ(reply_value(request.reply, "GetDeviceSettingsResult"), "OK");
-    EXPECT_EQ(effects(), (std::vector<std::string>{"stat /tmp/scanning", kMarker, "pipe cat /var/boardid",
+    EXPECT_EQ(effects(), (std::vector<std::string>{"access /tmp/scanning", kMarker, "pipe cat /var/boardid",
                                                    "pipe cat /var/boardid"}));
   }
 }

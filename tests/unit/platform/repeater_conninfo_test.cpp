@@ -158,10 +158,9 @@ TEST_F(DeviceTest, AsksTheToolsInOrder) {
   send(request);
   EXPECT_EQ(effects(),
             (std::vector<std::string>{
-                "stat /tmp/scanning", "run echo 1 > /tmp/postponeSiteSurvey", "ioctl 0x8be1 apcli0",
+                "access /tmp/scanning", "run echo 1 > /tmp/postponeSiteSurvey", "ioctl 0x8be1 apcli0",
                 "pipe iwconfig apcli0", "console iwconfig apcli0 > /tmp/repeater_conninfo\n",
-                "run iwconfig apcli0 > /tmp/repeater_conninfo", "stat /tmp/repeater_conninfo",
-                "open /tmp/repeater_conninfo r", "console rm -f /tmp/repeater_conninfo\n",
+                "run iwconfig apcli0 > /tmp/repeater_conninfo", "open /tmp/repeater_conninfo r", "console rm -f /tmp/repeater_conninfo\n",
                 "run rm -f /tmp/repeater_conninfo", "console iwpriv apcli0 show stainfo\n",
                 "run iwpriv apcli0 show stainfo", "pipe dmesg -c | grep -in '^..:.*$'",
                 "console MAC: 3:02:00:00:00:00:09, PHY Mode: CCK, Bandwidth: 20M, Data Rate: 11\n",

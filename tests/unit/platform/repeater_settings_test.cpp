@@ -88,7 +88,7 @@ TEST_F(PinTest, StoresChannelExtensionAndBssid) {
       scan_report({{}, {.channel = 44, .extension = "BELOW", .bssid = "02:00:00:00:00:02"}, {.channel = 48}});
   EXPECT_EQ(pin(),
             (std::vector<std::string>{
-                scan, "stat /tmp/scanList.txt", "open /tmp/scanList.txt r", "run iwpriv ra0 set HtExtcha=0",
+                scan, "open /tmp/scanList.txt r", "run iwpriv ra0 set HtExtcha=0",
                 "nvram set HT_EXTCHA=0", "run echo 1 > /tmp/targetApFound", "nvram set Channel=44",
                 "nvram set ApCliBssid=02:00:00:00:00:02",
                 "console Configure Channel to 44 and ApCliBssid to 02:00:00:00:00:02\n", gone}));

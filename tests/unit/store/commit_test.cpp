@@ -1,197 +1,199 @@
-// A commit of the store is killed, failed and cut at every one of its system calls.
-#include <gtest/gtest.h>
-#include <sys/syscall.h>
+// A commit of the store, killed, failed and cut at every one of its calls.
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
+#include <iterator>
+#include <map>
 
-#include "platform/nvram.h"
+#include "calls.hpp"
 #include "scratch_store.hpp"
-#include "stepper.hpp"
 
 namespace kd::test {
 namespace {
 
 namespace fs = std::filesystem;
+using Values = std::map<std::string, std::string>;
 
-enum Status { committed, committed_later, refused, cannot_open };
+std::string text_of(const Values& values) {
+  std::string text = "nvram 1\n";
+  for (const auto& [key, value] : values) text += key + "=" + value + "\n";
+  return text + "end\n";
+}
 
-// One process's commit of `keys` values; the old and the new ones differ in length.
-struct Commit {
-  const char* name;
-  int keys;
-  bool new_values;
-  bool again = false;  // tries a second time when the first failed
+// As many as fill the table's first room.
+Values old_values() {
+  Values values;
+  for (int i = 10; i < 42; ++i) values["key" + std::to_string(i)] = "old";
+  return values;
+}
+const Values kNew = {{"key20", "another"}, {"new", std::string(1000, 'n')}};
 
-  int operator()() const {
-    if (nvram_init(0) != 0) return cannot_open;
-    // One value more in the old text: another process's, which the new commit must keep.
-    for (int i = 0; i < keys + (new_values ? 0 : 1); ++i) {
-      const std::string value(static_cast<std::size_t>(i % 50 + (new_values ? 7 : 0)),
-                              new_values ? 'n' : 'o');
-      if (nvram_bufset(0, ("key" + std::to_string(i)).c_str(), value.c_str()) != 0) return refused;
-    }
-    if (nvram_commit(0) == 0) return committed;
-    return again && nvram_commit(0) == 0 ? committed_later : refused;
+Values over(Values values, const Values& newer) {
+  for (const auto& [key, value] : newer) values[key] = value;
+  return values;
+}
+
+int commit_new() {
+  if (nvram_init(0) != 0) return 1;
+  for (const auto& [key, value] : kNew) {
+    if (nvram_bufset(0, key.c_str(), value.c_str()) != 0) return 1;
   }
-  Commit old() const { return {name, keys, false}; }
-  Commit trying_again() const { return {name, keys, new_values, true}; }
-};
+  return nvram_commit(0) == 0 ? 0 : 1;
+}
 
-constexpr Commit kCommits[] = {
-    {"one value", 1, true},
-    {"a device's settings", 60, true},
-    {"a large store", 1000, true},
-};
-
-// The two texts between which a commit leads, and a place with the old one.
-struct Passage {
-  std::string before;
-  std::string after;
-};
-
-class StoreCommit : public testing::Test {
+class StoreCommit : public ScratchStore {
  protected:
-  std::string content() const {
-    std::ostringstream text;
-    text << std::ifstream(file, std::ios::binary).rdbuf();
-    return text.str();
-  }
-  void restore(const std::string& text) const {
-    fs::remove(file);
-    if (!text.empty()) std::ofstream(file, std::ios::binary) << text;
-  }
-
-  // False when tracing is not allowed here.
-  bool prepare(const Commit& commit, bool first_commit, Passage& passage) {
-    restore("");
-    if (!first_commit && run_undisturbed(commit.old()) != committed) return false;
-    passage.before = content();
-    const Outcome whole = run_stepwise(commit);
-    passage.after = content();
-    EXPECT_TRUE(!whole.traced || whole.status == committed);
-    EXPECT_NE(passage.before, passage.after);
-    restore(passage.before);
-    return whole.traced;
-  }
-
-  // Applies a fault at call 0, 1, 2, ... until the child makes no such call; `judge` sees each that was hit.
-  template <class Judge>
-  void sweep(const Commit& commit, const Passage& passage, Fault fault, Judge judge) {
-    std::size_t hit = 0;
-    for (;; ++fault.call) {
-      restore(passage.before);
-      const Outcome outcome = run_stepwise(commit, fault);
-      SCOPED_TRACE(std::string(commit.name) + ", fault " + std::to_string(fault.kind) + " error " +
-                   std::to_string(fault.error) + " at call " + std::to_string(fault.call));
-      const std::string now = content();
-      ASSERT_TRUE(now == passage.before || now == passage.after) << now.substr(0, 200);
-      if (outcome.reached) {
-        ++hit;
-        judge(outcome, now);
-        // Whatever was left behind does not hinder the next writer.
-        ASSERT_EQ(run_undisturbed(commit), committed);
-        ASSERT_EQ(content(), passage.after);
-      } else if (outcome.past_end) {
-        break;
-      }
-      ASSERT_FALSE(HasFailure());
-    }
-    EXPECT_GT(hit, counts_writes(fault) ? 0U : 10U);
-  }
-
-  const ScratchStore store;
-  const fs::path file = store.directory() / "2860.nvram";
+  fs::path left_over() const { return directory / "2860.nvram.new"; }
 };
-
-#define SKIP_WITHOUT(condition, reason) \
-  if (!(condition)) GTEST_SKIP() << reason
 
 TEST_F(StoreCommit, KilledAtEveryCall) {
-  for (const Commit& commit : kCommits) {
-    for (const bool first_commit : {false, true}) {
-      Passage passage;
-      SKIP_WITHOUT(prepare(commit, first_commit, passage), "a process may not trace its child here");
-      for (const Fault::Kind kind : {Fault::kill_before, Fault::kill_after}) {
-        sweep(commit, passage, {kind},
-              [](const Outcome& outcome, const std::string&) { EXPECT_LE(outcome.status, committed); });
-      }
+  for (const bool first_commit : {false, true}) {
+    const std::string before = first_commit ? "" : text_of(old_values());
+    const std::string after = text_of(over(first_commit ? Values{} : old_values(), kNew));
+    int at = 0;
+    for (int status = kKilled; status == kKilled && !HasFailure(); ++at) {
+      SCOPED_TRACE(at);
+      put(before);
+      status = in_child(commit_new, {Fault::kill, 0, at});
+      EXPECT_TRUE(status == kKilled || status == 0);
+      EXPECT_TRUE(content() == before || content() == after) << content();
+      // Whatever was left behind does not hinder the next writer.
+      EXPECT_EQ(in_child(commit_new), 0);
+      EXPECT_EQ(content(), after);
+      EXPECT_FALSE(fs::exists(left_over()));
     }
+    EXPECT_GT(at, 15);
   }
 }
 
-TEST_F(StoreCommit, KilledInTheMiddleOfAWrite) {
-  SKIP_WITHOUT(can_change_calls(), "the registers of this machine are not known");
-  for (const Commit& commit : kCommits) {
-    Passage passage;
-    SKIP_WITHOUT(prepare(commit, false, passage), "a process may not trace its child here");
-    sweep(commit, passage, {Fault::cut_and_kill},
-          [&](const Outcome&, const std::string& now) { EXPECT_EQ(now, passage.before); });
+TEST_F(StoreCommit, CutWrite) {
+  const std::string before = text_of(old_values());
+  for (const auto& [error, expected] : std::map<int, int>{{ENOSPC, 1}, {EINTR, 0}, {0, kKilled}}) {
+    put(before);
+    EXPECT_EQ(in_child(commit_new, {Fault::cut, error, 0}), expected);
+    EXPECT_EQ(content(), expected == 0 ? text_of(over(old_values(), kNew)) : before);
+    EXPECT_EQ(fs::exists(left_over()), expected == kKilled);
   }
+}
+
+// One process that opens the store, reads, sets, commits and reads anew, and what it must then find there: a
+// call changes that if, and only if, it reports success.
+struct Caller {
+  Values stored = old_values(), pending = {};
+  int failures = 0;
+
+  bool succeeds(bool success) {
+    if (!success) ++failures;
+    return success;
+  }
+  void read(const std::string& key) {
+    const std::string value = value_of(key);
+    EXPECT_EQ(succeeds(value != "(none)") ? over(stored, pending)[key] : "(none)", value);
+  }
+  void use_store() {
+    if (!succeeds(nvram_init(0) == 0)) return;
+    read("key20");
+    for (const auto& [key, value] : kNew) {
+      if (succeeds(nvram_bufset(0, key.c_str(), value.c_str()) == 0)) pending[key] = value;
+    }
+    read("key20");
+    if (succeeds(nvram_commit(0) == 0)) {
+      stored = over(stored, pending);
+      pending.clear();
+    }
+    nvram_close(0);
+    succeeds(nvram_init(0) == 0);
+    read("key20");  // from the table of before when it cannot be read again
+  }
+};
+
+auto open_descriptors() {
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
 TEST_F(StoreCommit, FailedAtEveryCall) {
-  SKIP_WITHOUT(can_change_calls(), "the registers of this machine are not known");
-  for (const Commit& commit : {kCommits[0], kCommits[1]}) {
-    Passage passage;
-    SKIP_WITHOUT(prepare(commit, false, passage), "a process may not trace its child here");
-    const auto judge = [&](const Outcome& outcome, const std::string& now) {
-      EXPECT_GE(outcome.status, committed);
-      EXPECT_EQ(outcome.descriptors_left, 0U);
-      if (outcome.status == committed) {
-        EXPECT_EQ(now, passage.after);
-      }
-      if (outcome.status == cannot_open) {
-        EXPECT_EQ(now, passage.before);
-      }
-    };
-    for (const int error : {ENOSPC, EINTR}) sweep(commit, passage, {Fault::fail, 0, error}, judge);
-    // A value that could not be stored stays pending: the next commit of the same process stores it.
-    sweep(commit.trying_again(), passage, {Fault::fail, 0, EIO},
-          [&](const Outcome& outcome, const std::string& now) {
-            judge(outcome, now);
-            EXPECT_NE(outcome.status, refused);
-          });
-  }
-}
+  for (const int error : {EIO, EINTR}) {
+    bool met = true;
+    for (int at = 0; met && !HasFailure(); ++at) {
+      Caller caller;
+      put(text_of(caller.stored));
+      const auto descriptors = open_descriptors();
+      befall({Fault::fail, error, at});
+      caller.use_store();
+      const Calls calls = recover();
+      met = calls.met;
+      const std::string& call = calls.made.back();
+      SCOPED_TRACE(call + " " + std::to_string(error) + " at " + std::to_string(at));
+      const bool goes_on = error == EINTR && (call == "read" || call == "write" || call == "flock");
+      EXPECT_EQ(caller.failures, met && call != "close" && !goes_on ? 1 : 0);
+      // Behind the rename the new file stands, though its name may not have reached the disk.
+      const bool renamed = call != "rename" && std::ranges::find(calls.made, "rename") != calls.made.end();
+      const Values all = over(caller.stored, caller.pending);
+      EXPECT_EQ(content(), text_of(renamed ? all : caller.stored));
+      EXPECT_FALSE(fs::exists(left_over()));
+      EXPECT_EQ(open_descriptors(), descriptors);
 
-TEST_F(StoreCommit, CutWriteOnAFullDisk) {
-  SKIP_WITHOUT(can_change_calls(), "the registers of this machine are not known");
-  for (const Commit& commit : kCommits) {
-    Passage passage;
-    SKIP_WITHOUT(prepare(commit, false, passage), "a process may not trace its child here");
-    sweep(commit, passage, {Fault::cut, 0, ENOSPC}, [&](const Outcome& outcome, const std::string& now) {
-      EXPECT_EQ(outcome.status, refused);
-      EXPECT_EQ(now, passage.before);
-      EXPECT_FALSE(fs::exists(store.directory() / "2860.nvram.new"));
-    });
-    // An interrupted write goes on where it was.
-    sweep(commit, passage, {Fault::cut, 0, EINTR}, [&](const Outcome& outcome, const std::string& now) {
-      EXPECT_EQ(outcome.status, committed);
-      EXPECT_EQ(now, passage.after);
-    });
+      // The next use is right: what was set and not committed is still there.
+      EXPECT_EQ(nvram_init(0), 0);
+      for (const auto& [key, value] : all) EXPECT_EQ(value_of(key), value);
+      EXPECT_EQ(nvram_commit(0), 0);
+      EXPECT_EQ(content(), text_of(all));
+      nvram_close(0);
+      EXPECT_TRUE(met || at > 200) << "fewer calls than the table needs";
+    }
   }
 }
 
 // What no kill shows: the text is on the disk before the name points to it, and the name before success.
 TEST_F(StoreCommit, ReachesTheDiskBeforeItsName) {
-  restore("");
-  const Outcome outcome = run_stepwise(kCommits[1]);
-  SKIP_WITHOUT(outcome.traced, "a process may not trace its child here");
-  const std::vector<long>& calls = outcome.calls;
-  const auto is_rename = [](long call) {
-    return call == SYS_rename || call == SYS_renameat || call == SYS_renameat2;
+  befall({});
+  EXPECT_EQ(commit_new(), 0);
+  const std::vector<std::string> made = recover().made;
+  auto at = made.begin();
+  for (const char* call : {"write", "fsync", "close written", "rename", "fsync", "close"}) {
+    at = std::find(at, made.end(), call);
+    ASSERT_NE(at, made.end()) << call;
+  }
+}
+
+TEST_F(StoreCommit, ThatChangesNothingWritesNothing) {
+  put(text_of(kNew));
+  befall({});
+  EXPECT_EQ(commit_new(), 0);
+  const std::vector<std::string> made = recover().made;
+  EXPECT_EQ(std::ranges::find(made, "write"), made.end());
+}
+
+TEST_F(StoreCommit, KeepsOwnerAndMode) {
+  const auto status = [&] {
+    struct stat found {};
+    ::stat(file().c_str(), &found);
+    return std::vector{found.st_mode & 0777U, found.st_uid, found.st_gid};
   };
-  const auto last_write = std::find(calls.rbegin(), calls.rend(), SYS_write).base();
-  const auto sync = std::find(last_write, calls.end(), SYS_fsync);
-  const auto rename = std::find_if(sync, calls.end(), is_rename);
-  ASSERT_NE(rename, calls.end());
-  EXPECT_NE(std::find(rename, calls.end(), SYS_fsync), calls.end());
+  ASSERT_EQ(in_child(commit_new), 0);
+  EXPECT_EQ(status()[0], 0600U) << "keys are nobody else's business";
+  put("nvram 1\nend\n");
+  ASSERT_EQ(::chmod(file().c_str(), 0640), 0);
+  // Only root may give files away.
+  ASSERT_TRUE(::geteuid() != 0 || ::chown(file().c_str(), 65534, 65533) == 0);
+  const auto wanted = status();
+  ASSERT_EQ(in_child(commit_new), 0);
+  EXPECT_EQ(status(), wanted);
+}
+
+TEST_F(StoreCommit, PutsAKilledWritersFileAside) {
+  const fs::path elsewhere = directory / "elsewhere";
+  std::ofstream(elsewhere) << "untouched";
+  for (const bool is_link : {false, true}) {
+    put(text_of(old_values()));
+    if (is_link) fs::create_symlink(elsewhere, left_over());
+    if (!is_link) std::ofstream(left_over()) << std::string(5000, 'x');
+    EXPECT_EQ(in_child(commit_new), 0);
+    EXPECT_EQ(content(), text_of(over(old_values(), kNew)));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(left_over())));
+    EXPECT_EQ(fs::file_size(elsewhere), 9U);
+  }
 }
 
 }  // namespace

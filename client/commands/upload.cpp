@@ -1,0 +1,69 @@
+// firmware upload: sends an image, waits for the restart and says what came up.
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "commands/commands.hpp"
+#include "failure.hpp"
+#include "restart.hpp"
+#include "text.hpp"
+
+namespace hnap {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kLargestImage = 64U << 20;
+constexpr auto kWritingTime = 600s;  // for sending and for writing the flash, unless --timeout says otherwise
+
+std::string image_from(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string image;
+  if (file) image.assign(std::istreambuf_iterator<char>(file), {});
+  if (!file || file.bad()) throw Failure(Exit::usage, path + ": " + std::strerror(errno ? errno : EIO));
+  if (image.empty()) throw Failure(Exit::usage, path + ": is empty");
+  if (image.size() > kLargestImage) throw Failure(Exit::usage, path + ": is larger than any image (64 MB)");
+  return image;
+}
+
+std::string body_with(const std::string& image) {
+  const std::string frame = envelope("FirmwareUpload", {{"Base64Image", "@"}});
+  const std::size_t place = frame.rfind("@");
+  return frame.substr(0, place) + base64(image) + frame.substr(place + 1);
+}
+
+}  // namespace
+
+void upload_firmware(Context& context, const UploadOptions& options) {
+  const std::string image = image_from(options.file);
+  Device& device = context.device;
+  // Whether the password is right is asked before megabytes go out.
+  const std::string before = device.call("GetFirmwareSettings")["FirmwareVersion"];
+  const auto start = std::chrono::steady_clock::now();
+  {
+    Progress progress;
+    CallOptions call;
+    if (!device.settings().timeout_given) call.timeout = kWritingTime;
+    call.on_progress = [&](double sent, double to_send, double) {
+      if (sent < to_send) return progress.bar("Sending", sent, to_send);
+      progress.show("Writing, " + std::to_string(static_cast<int>(seconds_since(start))) + " s");
+    };
+    device.call_with_body("FirmwareUpload", body_with(image), call);
+  }
+  std::string after;
+  if (options.wait) {
+    wait_for_restart(device, "Restarting");
+    after = device.identity()["FirmwareVersion"];
+  }
+  if (context.json)
+    return print(Json::object()
+                     .text("before", before)
+                     .text_or_null("after", after)
+                     .number("bytes", static_cast<long>(image.size()))
+                     .real("seconds", seconds_since(start)));
+  print(options.wait ? "Restarted with firmware " + visible(after) + " (before: " + visible(before) + ")."
+                     : "Image written; the device restarts.");
+}
+
+}  // namespace hnap

@@ -1,5 +1,0 @@
-#include "tools.hpp"
-
-int main(int argc, char** argv) {
-  return kd::store::nvram_get_main(argc, argv);
-}

@@ -1,7 +1,0 @@
-#include "base/flags.hpp"
-
-namespace kd {
-
-hnap_flags flags;
-
-}  // namespace kd
