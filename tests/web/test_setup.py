@@ -4,7 +4,15 @@ import pytest
 from selenium.webdriver.common.keys import Keys
 
 SETUP = "/wireless/wireless_basic.shtml"
-SCRIPT_BUDGET = 0.050  # s to list 120 networks
+SCRIPT_BUDGET = 50  # ms to list 120 networks
+# All that runs between a reply and its list in the document: parsing, building, filling in.
+TIME_LISTS = """const { parseFromString } = DOMParser.prototype, { replaceChildren } = Element.prototype;
+window.costs = [];
+DOMParser.prototype.parseFromString = function (...of) { window.begun = performance.now(); return parseFromString.apply(this, of); };
+Element.prototype.replaceChildren = function (...by) {
+  replaceChildren.apply(this, by);
+  if (by.length === 120) window.costs.push(performance.now() - window.begun);
+};"""
 
 JOINED = "The extender has joined the network."
 JOINS = {
@@ -72,15 +80,12 @@ def test_hostile_names(browser, boot):
 
 def test_crowded_and_lonely(browser, boot):
     tab = browser.open(boot("--scenario", "crowded").url + SETUP).sign_in().see("Networks found: 120")
-    metrics = lambda: {m["name"]: m["value"] for m in tab.cdp("Performance.getMetrics")["metrics"]}
-    tab.cdp("Performance.enable")
-    costs = []
-    for _ in range(3):
-        before = metrics()["ScriptDuration"]
+    tab.js(TIME_LISTS)
+    for count in range(1, 4):
         tab.press("Scan again")
-        tab.wait(lambda: not tab.js("return document.querySelector('button.busy')"))
-        costs.append(metrics()["ScriptDuration"] - before)
-    print(f"120 networks listed in {min(costs) * 1000:.1f} ms of script time")
+        tab.wait(lambda: len(tab.js("return window.costs")) == count)
+    costs = tab.js("return window.costs")
+    print("120 networks listed in", *(f"{cost:.1f}" for cost in costs), "ms of script time")
     assert min(costs) < SCRIPT_BUDGET
     assert tab.js("return document.querySelectorAll('.network').length") == 120
     tab.shoot("setup-crowded")

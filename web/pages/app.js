@@ -55,7 +55,7 @@ function welcome(body, _, why) {
 		const { Connected } = fields(await call("GetWirelessClientSettings"));
 		const reply = await call("GetDeviceSettings2");
 		const locales = all(reply, "string").map((locale) => locale.textContent);
-		Object.assign(session, fields(reply), { signedIn: true, connected: Connected === "true", locales });
+		Object.assign(session, fields(await greet()), fields(reply), { signedIn: true, connected: Connected === "true", locales });
 		useLanguage(session.Locale);
 		open();
 	}
@@ -73,4 +73,4 @@ addEventListener("hashchange", () => open());
 out.onclick = () => nav.inert || signOut();
 open();
 // Who the device is; somebody may sign in before it has said so.
-greet().then((reply) => frame(Object.assign(session, fields(reply))), () => {});
+greet().then((reply) => frame((session.DeviceName = fields(reply).DeviceName)), () => {});
