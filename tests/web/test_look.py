@@ -29,6 +29,7 @@ def check(tab, name):
 
 def test_every_page(browser, boot):
     home = boot()
+    browser.requests()
     tab = browser.open(home.url).see("Password")
     tab.js(AXE)
     check(tab, "sign-in")

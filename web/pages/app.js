@@ -73,4 +73,7 @@ addEventListener("hashchange", () => open());
 out.onclick = () => nav.inert || signOut();
 open();
 // Who the device is; somebody may sign in before it has said so.
-greet().then((reply) => frame((session.DeviceName = fields(reply).DeviceName)), () => {});
+greet().then((reply) => {
+	session.DeviceName = fields(reply).DeviceName;
+	frame();
+}, () => {});
