@@ -31,11 +31,12 @@ void write_report(long networks) {
 
 void survey(benchmark::State& state) {
   write_report(state.range(0));
-  kd::hnap_request request;
+  kd::ModuleState module;
+  kd::hnap_request request{module};
   request.soap_action = kd::copy_of("http://purenetworks.com/HNAP1/GetWirelessNetworks");
   std::size_t bytes = 0;
   for (auto _ : state) {
-    const kd::reply_text reply = kd::get_wireless_networks(request, nullptr);
+    const kd::ReplyText reply = kd::get_wireless_networks(request, nullptr);
     bytes = reply.view().size();
     benchmark::DoNotOptimize(reply.view().data());
   }
@@ -73,8 +74,10 @@ int ungetc(int byte, std::FILE* file) {
 std::size_t fread(void* data, std::size_t size, std::FILE* file) {
   return std::fread(data, 1, size, file);
 }
-int stat(const char*, struct ::stat* status) {
-  return ::stat(report_path.c_str(), status);
+off_t size(std::FILE* file) {
+  const long length = std::fseek(file, 0, SEEK_END) == 0 ? std::ftell(file) : -1;
+  std::rewind(file);
+  return length;
 }
 
 }  // namespace kd::os

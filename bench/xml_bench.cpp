@@ -53,8 +53,10 @@ constexpr Leaf kTasks[] = {
     {"Extender", SUPPORT_URL},
 };
 
-kd::reply_text device_settings() {
-  kd::Reply reply{"GetDeviceSettings", kd::Namespace::core};
+kd::ReplyText device_settings() {
+  kd::ModuleState module;
+  kd::hnap_request request{module};
+  kd::Reply reply{request, "GetDeviceSettings", kd::Namespace::core};
   for (const Leaf& leaf : kHead) reply.leaf(leaf.name, leaf.text);
   reply.open("SOAPActions");
   for (const char* action : kActions) reply.leaf("string", action);
@@ -117,8 +119,10 @@ void BM_DeviceSettingsPugixml(benchmark::State& state) {
 BENCHMARK(BM_DeviceSettingsPugixml);
 
 void BM_BuildAndSerialize(benchmark::State& state) {
+  kd::ModuleState module;
   for (auto _ : state) {
-    kd::Reply reply{"GetWirelessNetworks", kd::Namespace::core};
+    kd::hnap_request request{module};
+    kd::Reply reply{request, "GetWirelessNetworks", kd::Namespace::core};
     for (long i = 0; i < state.range(0); ++i) reply.leaf("SSID", "a network of some name");
     benchmark::DoNotOptimize(reply.finish().view().data());
   }

@@ -19,9 +19,10 @@ void station_table(std::string_view input);   // the table, the uplink's "iwconf
 void client_list(std::string_view input);     // the list, a learned device name, the daemon's pid file
 void device_reports(std::string_view input);  // board id, "ps", EEPROM, traffic, WPS status, WPS progress
 
-// The device's own files.
+// Files: the device's own, and those that people edit while the virtual extender runs.
 void strings_file(std::string_view input);
 void store_file(std::string_view input);
+void radio_files(std::string_view input);
 
 struct Target {
   const char* name;
@@ -33,7 +34,7 @@ inline constexpr Target kTargets[] = {
     {"station_table", station_table},     {"client_list", client_list},
     {"device_reports", device_reports},   {"firmware_image", firmware_image},
     {"firmware_upload", firmware_upload}, {"strings_file", strings_file},
-    {"store_file", store_file},
+    {"store_file", store_file},           {"radio_files", radio_files},
 };
 
 }  // namespace kd::fuzz

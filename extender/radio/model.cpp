@@ -101,18 +101,25 @@ Link parse_link(std::string_view text) {
 }
 
 std::string format_link(const Link& link) {
-  Record words;
-  words.set("ssid", link.ssid);
   std::string text =
       "# The upstream link. The device writes this file when it joins or leaves a network; edit it to "
       "change\n"
       "# what the driver reports: state (0 is down), the network, its station line and its signal.\n";
-  text += "state=" + std::to_string(link.state) + "\n";
-  text += format_record(words) + "\n";
-  text += "bssid=" + link.bssid + "\nchannel=" + std::to_string(link.channel) + "\n";
-  text += "extension=" + link.extension + "\n";
-  text += "phy=" + link.phy + "\nbandwidth=" + link.bandwidth + "\nrate=" + std::to_string(link.rate) + "\n";
-  text += "rssi=" + std::to_string(link.rssi) + "\nwsc=" + std::to_string(link.wsc) + "\n";
+  const auto add = [&text](std::string_view name, std::string_view value) {
+    Record record;
+    record.set(name, value);
+    text += format_record(record) + "\n";
+  };
+  add("state", std::to_string(link.state));
+  add("ssid", link.ssid);
+  add("bssid", link.bssid);
+  add("channel", std::to_string(link.channel));
+  add("extension", link.extension);
+  add("phy", link.phy);
+  add("bandwidth", link.bandwidth);
+  add("rate", std::to_string(link.rate));
+  add("rssi", std::to_string(link.rssi));
+  add("wsc", std::to_string(link.wsc));
   return text;
 }
 

@@ -1,9 +1,10 @@
-// The device's own files, as a crash or another program may leave them.
-#include "base/memory.hpp"
-#include "base/text.hpp"
+// The device's own files, as a crash or another program may leave them, and the virtual extender's, as a
+// person in the middle of an edit does.
 #include "harness.hpp"
 #include "lang/lang.hpp"
 #include "module/mod_kd_hnap.hpp"
+#include "radio/association.hpp"
+#include "radio/reports.hpp"
 #include "section_text.hpp"
 #include "targets.hpp"
 
@@ -26,25 +27,45 @@ void store_file(std::string_view input) {
   store::Table table;
   if (store::parse(input, table).status != store::ParseStatus::ok) return;
   std::size_t size = 0;
-  const heap_text text{store::write(table, size)};
+  const store::OwnedText text = store::write(table, size);
   store::Table again;
   demand(text && store::parse({text.get(), size}, again).status == store::ParseStatus::ok,
          "what is written can be read");
-  demand(table.size() == again.size(), "all of it", {text.get(), size});
+  demand(table.size() == again.size() && again.contains(table), "all of it", {text.get(), size});
 
   Extender extender;
-  for (const store::Entry& entry : table) {
-    const char* same = again.find(entry.key);
-    demand(same && view_of(same) == entry.value, "a value survives", entry.key);
-    extender.device.set(entry.key, entry.value);
-  }
+  for (const store::Entry& entry : table) extender.device.set(entry.key, entry.value);
   extender.device.set("Login", "admin");
   extender.device.set("Password", "password");
   for (const char* action : {"GetDeviceSettings", "GetDeviceSettings2", "GetWirelessClientSettings",
                              "GetWirelessClientConnectionInfo", "GetLastSetWirelessClientSettingsResult"}) {
     extender.ask(action);
   }
-  hnap_connection_close_callback(kReloadWirelessAtClose, connection_uri::hnap);
+  hnap_connection_close_callback(DeferredAction::reload_wireless, ConnectionUri::hnap);
+}
+
+void radio_files(std::string_view input) {
+  for (const Record& record : parse_records(input)) {
+    const std::string line = format_record(record);
+    const Record same = parse_record(line);
+    demand(!contains(line, "\n") && same.fields() == record.fields(), "a record survives", line);
+  }
+  const std::vector<radio::Network> networks = radio::parse_networks(input);
+  const radio::Link link = radio::parse_link(input);
+  const std::string again = radio::format_link(radio::parse_link(radio::format_link(link)));
+  demand(again == radio::format_link(link), "a link survives", again);
+  radio::survey_text("ra0", networks);
+  radio::station_table(radio::parse_stations(input));
+  radio::client_list_text(radio::parse_clients(input));
+  radio::stat_text(link);
+  radio::iwconfig_text({"apcli0", link.ssid, link.channel, link.bssid, link.rate});
+  radio::without_records(input, "bssid", link.bssid, true);
+  store::Table settings;
+  const Record all = parse_record(input);
+  for (const auto& [name, value] : all.fields()) {
+    if (!settings.set(name, value)) return;
+  }
+  radio::associate(networks, settings);
 }
 
 }  // namespace kd::fuzz

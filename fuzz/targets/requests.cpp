@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kIsDeviceReady =
     "<Envelope><Body><IsDeviceReady xmlns=\"http://purenetworks.com/HNAP1/\"/></Body></Envelope>";
-constexpr const char* kIsDeviceReadyAction = "\"http://purenetworks.com/HNAP1/IsDeviceReady\"";
+constexpr std::string_view kIsDeviceReadyAction = "\"http://purenetworks.com/HNAP1/IsDeviceReady\"";
 
 }  // namespace
 
@@ -20,10 +20,9 @@ void request_body(std::string_view input) {
   const std::string_view header = head(input, input.find('\n'));
   const std::string_view length = tail(header, header.rfind('"') + 1);
   Extender extender;
-  host::Request request = post(header, tail(input, header.size() + 1));
-  if (!length.empty()) {
-    request.content_length = static_cast<std::uint32_t>(std::min(text_to_int(length), kMostLength));
-  }
+  port::Request request{.soap_action = header, .body = tail(input, header.size() + 1)};
+  if (!length.empty())
+    request.length = static_cast<std::uint32_t>(std::min(text_to_int(length), kMostLength));
   extender.serve(request);
 
   // The request may have changed them.
@@ -36,8 +35,7 @@ void authorization(std::string_view input) {
   // admin:password in base64; its last character has four bits that do not count.
   constexpr std::string_view kCredentials = "YWRtaW46cGFzc3dvcm";
   Extender extender;
-  host::Request request = post(kIsDeviceReadyAction, kIsDeviceReady);
-  request.headers.back().second = input;
+  port::Request request{.soap_action = kIsDeviceReadyAction, .authorization = input, .body = kIsDeviceReady};
   extender.serve(request);
   demand(request.refused || contains(input, kCredentials), "nobody else gets in");
 }
@@ -45,11 +43,10 @@ void authorization(std::string_view input) {
 void soap_action(std::string_view input) {
   demand(soap_action_of(input).size() < 1024, "the action is cut");
   Extender extender;
-  host::Request request = post(input, kIsDeviceReady);
-  extender.serve(request);
-  request = post(input, "");
-  request.method = host::Method::get;
-  extender.serve(request);
+  for (const port::Method method : {port::Method::post, port::Method::get}) {
+    port::Request request{.method = method, .soap_action = input, .body = kIsDeviceReady};
+    extender.serve(request);
+  }
 }
 
 }  // namespace kd::fuzz

@@ -6,16 +6,6 @@
 namespace kd {
 namespace {
 
-const char* accept_text(const xml_element& element, void* target) {
-  if (element.text) *static_cast<const char**>(target) = element.text;
-  return nullptr;
-}
-
-const char* accept_latest_text(const xml_element& element, void* target) {
-  *static_cast<const char**>(target) = element.text ? element.text : "";
-  return nullptr;
-}
-
 Argument* find_argument(std::span<Argument> arguments, std::string_view name) {
   for (Argument& argument : arguments) {
     if (name == argument.name) return &argument;
@@ -32,12 +22,14 @@ bool all_seen(std::span<Argument> arguments) {
 
 }  // namespace
 
-Argument text_argument(const char* name, const char** target) {
-  return {name, accept_text, target};
+const char* accept_text(const xml_element& element, void* target) {
+  if (element.text) *static_cast<const char**>(target) = element.text;
+  return nullptr;
 }
 
-Argument latest_text_argument(const char* name, const char** target) {
-  return {name, accept_latest_text, target};
+const char* accept_latest_text(const xml_element& element, void* target) {
+  *static_cast<const char**>(target) = element.text ? element.text : "";
+  return nullptr;
 }
 
 ArgumentFault read_arguments(const xml_element* action, std::span<Argument> arguments) {

@@ -17,11 +17,10 @@ struct Argument {
   bool seen = false;
 };
 
-// An argument whose text goes to `target`; an element without text leaves the earlier value.
-Argument text_argument(const char* name, const char** target);
-
+// The text goes to the `const char*` that is the target; an element without text leaves the earlier one.
+const char* accept_text(const xml_element& element, void* target);
 // The same, but an element without text counts as empty text and overrides.
-Argument latest_text_argument(const char* name, const char** target);
+const char* accept_latest_text(const xml_element& element, void* target);
 
 // Why a walk failed: an element that is no argument, and is named; an argument missing; a text refused.
 struct ArgumentFault {

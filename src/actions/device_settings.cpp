@@ -6,7 +6,7 @@
 #include "actions/properties.hpp"
 #include "base/debug_log.hpp"
 #include "platform/identity.hpp"
-#include "platform/user_file.hpp"
+#include "platform/markers.hpp"
 #include "xml/namespaces.hpp"
 #include "xml/xml_encode.hpp"
 
@@ -95,7 +95,7 @@ ReplyText set_device_settings(hnap_request& request, const xml_element* action) 
   Reply reply{request, "SetDeviceSettings", Namespace::core};
   const char* name = "";
   const char* password = "";
-  Argument arguments[] = {text_argument("DeviceName", &name), text_argument("AdminPassword", &password)};
+  Argument arguments[] = {{"DeviceName", accept_text, &name}, {"AdminPassword", accept_text, &password}};
   if (const ArgumentFault fault = read_arguments(action, arguments)) return reply.error(fault.text);
   if (!has_length(name, 1, 15) || !has_length(password, 1, 64)) return refuse_settings(request);
   reply.result("OK");

@@ -120,10 +120,11 @@ ReplyText get_device_settings_2(hnap_request& request, const xml_element*) {
 ReplyText set_device_settings_2(hnap_request& request, const xml_element* action) {
   Reply reply{request, "SetDeviceSettings2", Namespace::core};
   Settings wanted;
-  Argument arguments[] = {text_argument("Username", &wanted.username),
-                          text_argument("TimeZone", &wanted.time_zone),
-                          text_argument("AutoAdjustDST", &wanted.auto_adjust_dst),
-                          text_argument("Locale", &wanted.locale), text_argument("SSL", &wanted.ssl)};
+  Argument arguments[] = {{"Username", accept_text, &wanted.username},
+                          {"TimeZone", accept_text, &wanted.time_zone},
+                          {"AutoAdjustDST", accept_text, &wanted.auto_adjust_dst},
+                          {"Locale", accept_text, &wanted.locale},
+                          {"SSL", accept_text, &wanted.ssl}};
   const ArgumentFault fault = read_arguments(action, arguments);
   if (fault) {
     if (fault.unknown_name) report_unknown(fault.unknown_name);

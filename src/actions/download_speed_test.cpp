@@ -5,12 +5,13 @@
 #include "xml/reply.hpp"
 
 namespace kd {
+
 ReplyText download_speed_test(hnap_request& request, const xml_element* action) {
   Reply reply{request, "DownloadSpeedTest", namespace_of(request)};
   const char* bytes = "";
   const char* buffer_size = "";
-  Argument arguments[] = {latest_text_argument("Bytes", &bytes),
-                          latest_text_argument("BufferSize", &buffer_size)};
+  Argument arguments[] = {{"Bytes", accept_latest_text, &bytes},
+                          {"BufferSize", accept_latest_text, &buffer_size}};
   if (const ArgumentFault fault = read_arguments(action, arguments)) return reply.error(fault.text);
 
   const int count = text_to_int(bytes);

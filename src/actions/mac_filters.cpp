@@ -35,7 +35,7 @@ struct NewList {
     }
     if (count == kMostMacFilters) return false;
     if (count++ > 0) text[length++] = ';';
-    copy_text(text + length, sizeof text - length, mac);
+    copy_text({text + length, sizeof text - length}, mac);
     length += mac.size();
     return true;
   }

@@ -5,6 +5,7 @@
 #include "xml/reply.hpp"
 
 namespace kd {
+
 ReplyText is_device_ready(hnap_request& request, const xml_element*) {
   return Reply{request, "IsDeviceReady", Namespace::core}.only(is_device_started() ? "OK" : "ERROR");
 }

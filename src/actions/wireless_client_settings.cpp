@@ -43,13 +43,13 @@ const char* accept_security_enabled(const xml_element& element, void* target) {
 const char* read_choice(const xml_element* action, bool with_band, NetworkChoice& choice) {
   if (with_band) choice.band = "";
   Argument arguments[] = {
-      text_argument("SSID", &choice.ssid),
+      {"SSID", accept_text, &choice.ssid},
       {"NetworkType", accept_network_type, nullptr},
       {"SecurityEnabled", accept_security_enabled, &choice.security_enabled},
-      text_argument("SecurityType", &choice.security_type),
-      text_argument("Encryption", &choice.encryption),
-      text_argument("Key", &choice.key),
-      text_argument("Band", &choice.band),
+      {"SecurityType", accept_text, &choice.security_type},
+      {"Encryption", accept_text, &choice.encryption},
+      {"Key", accept_text, &choice.key},
+      {"Band", accept_text, &choice.band},
   };
   const std::size_t count = std::size(arguments) - (with_band ? 0 : 1);
   return read_arguments(action, {arguments, count}).text;

@@ -53,7 +53,7 @@ ReplyText start_wps(hnap_request& request, const xml_element* action) {
   const char* pin = "";
   const char* bssid = "";
   Argument arguments[] = {
-      {"Method", accept_method, &method}, text_argument("PIN", &pin), text_argument("BSSID", &bssid)};
+      {"Method", accept_method, &method}, {"PIN", accept_text, &pin}, {"BSSID", accept_text, &bssid}};
   if (const ArgumentFault fault = read_arguments(action, arguments)) return reply.error(fault.text);
   if (!is_valid_session(method, pin, bssid)) return reply.error();
   reply.result("OK");

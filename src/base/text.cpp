@@ -1,7 +1,6 @@
 #include "base/text.hpp"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 
 namespace kd {
@@ -70,11 +69,15 @@ std::uint32_t hex_to_uint(std::string_view text) {
   return static_cast<std::uint32_t>(value);
 }
 
-void copy_text(char* destination, std::size_t capacity, std::string_view text) {
-  if (capacity == 0) return;
-  const std::size_t length = std::min(text.size(), capacity - 1);
-  if (length) std::memcpy(destination, text.data(), length);
+void copy_text(std::span<char> destination, std::string_view text) {
+  if (destination.empty()) return;
+  const std::size_t length = std::min(text.size(), destination.size() - 1);
+  if (length) std::memcpy(destination.data(), text.data(), length);
   destination[length] = '\0';
+}
+
+void append_text(std::span<char> destination, std::string_view text) {
+  copy_text(destination.subspan(strnlen(destination.data(), destination.size())), text);
 }
 
 bool equal_ignoring_case(std::string_view a, std::string_view b) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "base/memory.hpp"
@@ -17,20 +18,10 @@ std::int32_t text_to_int(std::string_view text);
 // The same in base 16 without a sign ("0x" is skipped), clamped to 32 bits.
 std::uint32_t hex_to_uint(std::string_view text);
 
-// Copies at most capacity - 1 bytes and terminates; the rest of the text is dropped silently.
-void copy_text(char* destination, std::size_t capacity, std::string_view text);
-
-template <std::size_t N>
-void copy_text(char (&destination)[N], std::string_view text) {
-  copy_text(destination, N, text);
-}
-
-// The same behind the text that stands in a buffer.
-template <std::size_t N>
-void append_text(char (&destination)[N], std::string_view text) {
-  const std::size_t used = std::char_traits<char>::length(destination);
-  copy_text(destination + used, N - used, text);
-}
+// Copies at most one byte less than there is room and terminates; the rest of the text is dropped silently.
+void copy_text(std::span<char> destination, std::string_view text);
+// The same behind the text that stands in the destination.
+void append_text(std::span<char> destination, std::string_view text);
 
 bool equal_ignoring_case(std::string_view a, std::string_view b);
 bool starts_with_ignoring_case(std::string_view text, std::string_view prefix);

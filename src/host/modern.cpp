@@ -2,7 +2,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 #include "base/debug_log.hpp"
 #include "module/mod_kd_hnap.hpp"

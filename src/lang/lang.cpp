@@ -33,19 +33,15 @@ char* csb = nullptr;  // the translations back to back, each terminated
 std::size_t csb_size = 0;
 char language_cr[32] = "";
 
-std::int32_t count_lines(const char* path) {
+// Number of lines in a file of `bytes`; -1 when it cannot be opened.
+std::int32_t count_lines(const char* path, std::size_t& bytes) {
   const os::File file{os::fopen(path, "r")};
   if (!file) return -1;
+  bytes = static_cast<std::size_t>(std::max<off_t>(os::size(file.get()), 0));
   char line[kLineSize];
   std::int32_t count = 0;
   while (count < INT32_MAX && !read_piece(file.get(), line).empty()) ++count;
   return count;
-}
-
-std::size_t file_size(const char* path) {
-  const os::File file{os::fopen(path, "r")};
-  const off_t size = file ? os::size(file.get()) : 0;
-  return size > 0 ? static_cast<std::size_t>(size) : 0;
 }
 
 void free_table() {
@@ -91,7 +87,7 @@ bool load_line(char* line, lang_entry& entry, std::size_t& used) {
     entry.offset = kNoTranslation;
     return true;
   }
-  copy_text(csb + used, room, translation);
+  copy_text({csb + used, room}, translation);
   entry.offset = static_cast<std::int32_t>(used);
   used += translation.size() + 1;
   return true;
@@ -118,13 +114,14 @@ int lang_init() {
   copy_text(language_cr, view_of(nvram_text("Language").get()));
   char path[64];
   std::snprintf(path, sizeof path, "/web/lang/STRINGS_%s.txt", language_cr);
-  const std::int32_t lines = count_lines(path);
+  std::size_t bytes = 0;
+  const std::int32_t lines = count_lines(path, bytes);
   langCounter = std::max(lines, 0);
   if (lines < 0) {
     console_printf("lang_init: File %s open fail!\n", path);
     return 0;
   }
-  if (!allocate_table(static_cast<std::size_t>(lines), file_size(path))) {
+  if (!allocate_table(static_cast<std::size_t>(lines), bytes)) {
     console_printf("lang_init: Error!! Allocate memory to multi-lang fail!\n");
     return 0;
   }

@@ -11,27 +11,26 @@
 namespace kd {
 namespace {
 
+// What `strings` finds in the file; the linker would drop what nothing refers to.
+#if __has_attribute(retain)
+[[gnu::retain]]
+#endif
+[[gnu::used]] const char kVersion[] = "mod_kd_hnap " KD_HNAP_VERSION;
+
 bool names_hnap(std::optional<std::string_view> uri) {
   return uri && contains(*uri, "HNAP");
 }
 
 void kd_hnap_handler(port::Request& server_request, hnap_request& request, bool has_body) {
-  switch (port::method(server_request)) {
-    case port::Method::get:
-      KD_LOG_MODULE("Got a HNAP base on GET");
-      kd_hnap_GET_handler(server_request, request);
-      break;
-    case port::Method::post:
-      KD_LOG_MODULE("Got a HNAP base on POST");
-      // Credentials that were refused before the body came stay refused.
-      if (kd_hnap_is_authorized(server_request, request) && has_body) {
-        kd_hnap_POST_handler(server_request, request);
-      } else {
-        kd_hnap_fail_authorized(server_request);
-      }
-      break;
-    case port::Method::other:
-      break;
+  const port::Method method = port::method(server_request);
+  KD_LOG_MODULE("Got a HNAP base on %s", method == port::Method::get ? "GET" : "POST");
+  if (method == port::Method::get) kd_hnap_GET_handler(server_request, request);
+  if (method != port::Method::post) return;
+  // Credentials that were refused before the body came stay refused.
+  if (kd_hnap_is_authorized(server_request, request) && has_body) {
+    kd_hnap_POST_handler(server_request, request);
+  } else {
+    kd_hnap_fail_authorized(server_request);
   }
 }
 
@@ -69,19 +68,9 @@ ConnectionUri classify_uri(std::optional<std::string_view> uri) {
 void hnap_connection_close_callback(DeferredAction hnap_action, ConnectionUri uri) {
   // A connection that never named a URI goes on: the marker may be its own.
   if (uri == ConnectionUri::other) return;
-  switch (hnap_action) {
-    case DeferredAction::reboot:
-      reboot_device();
-      break;
-    case DeferredAction::reload_network:
-      reload_network();
-      break;
-    case DeferredAction::reload_wireless:
-      reload_wireless(__func__);
-      break;
-    case DeferredAction::none:
-      break;
-  }
+  if (hnap_action == DeferredAction::reboot) reboot_device();
+  if (hnap_action == DeferredAction::reload_network) reload_network();
+  if (hnap_action == DeferredAction::reload_wireless) reload_wireless(__func__);
   release_site_survey();
 }
 

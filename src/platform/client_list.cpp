@@ -143,7 +143,7 @@ void learn_device_name(client_entry& entry) {
     if (!file) continue;
     char learned[sizeof entry.device_name];
     if (read_piece(file.get(), learned).empty()) return;
-    copy_text(entry.device_name, std::strlen(entry.device_name), view_of(learned));
+    copy_text({entry.device_name, std::strlen(entry.device_name)}, view_of(learned));
     return;
   }
 }

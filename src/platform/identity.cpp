@@ -1,7 +1,6 @@
 #include "platform/identity.hpp"
 
 #include <cstdio>
-#include <cstring>
 
 #include "base/debug_log.hpp"
 #include "base/text.hpp"
@@ -11,14 +10,14 @@
 namespace kd {
 namespace {
 
-struct model {
+struct Model {
   const char* name;
   const char* revision;
   const char* firmware_version;
 };
 
-constexpr model kFirstModel = {kFirstModelName, "Ver 2", "3.1.07, build 2, Apr 19, 2014"};
-constexpr model kSecondModel = {"NX410W", "ver 1", "1.4.02, build 2, Apr 19, 2014"};
+constexpr Model kFirstModel = {"NX220", "Ver 2", "3.1.07, build 2, Apr 19, 2014"};
+constexpr Model kSecondModel = {"NX410W", "ver 1", "1.4.02, build 2, Apr 19, 2014"};
 constexpr const char* kSecondModelBoard = "027215";
 constexpr const char* kBoardIdCommand = "cat /var/boardid";
 
@@ -27,7 +26,7 @@ int write_constant(ConfigValue& out, const char* text) {
   return 0;
 }
 
-const model& model_by_first_word() {
+const Model& model_by_first_word() {
   const os::Pipe pipe{os::popen(kBoardIdCommand)};
   if (!pipe) return kFirstModel;
   char text[256];

@@ -6,9 +6,6 @@
 
 namespace kd {
 
-// Also the realm of the login challenge, on either model.
-inline constexpr const char* kFirstModelName = "NX220";
-
 int kd_get_vendor_name(ConfigValue& out);
 int kd_get_model_desc(ConfigValue& out);
 int kd_get_presentation_url(ConfigValue& out);
@@ -30,8 +27,7 @@ int kd_get_device_type();
 inline constexpr std::size_t kSerialNumberSize = 15;
 int kd_hnap_get_serial_number(char (&out)[kSerialNumberSize]);
 
-inline constexpr std::size_t kVersionFieldSize = 128;
-using VersionField = char[kVersionFieldSize];
+using VersionField = char[128];
 
 // Splits the built-in version string into the version ("3.1.07, build 2") and the date
 // ("2014-04-19T00:00:00"). Callers clear both fields first.

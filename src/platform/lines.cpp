@@ -2,20 +2,20 @@
 
 namespace kd {
 
-std::string_view read_piece(std::FILE* file, char* line, std::size_t capacity) {
+std::string_view read_piece(std::FILE* file, std::span<char> line) {
   std::size_t length = 0;
-  while (length < capacity - 1) {
+  while (length + 1 < line.size()) {
     const int byte = os::getc(file);
     if (byte == EOF) break;
     line[length++] = static_cast<char>(byte);
     if (byte == '\n') break;
   }
   line[length] = '\0';
-  return {line, length};
+  return {line.data(), length};
 }
 
-std::string_view read_line(std::FILE* file, char* line, std::size_t capacity) {
-  const std::string_view read = read_piece(file, line, capacity);
+std::string_view read_line(std::FILE* file, std::span<char> line) {
+  const std::string_view read = read_piece(file, line);
   char rest[256];
   for (std::string_view piece = read; piece.size() && piece.back() != '\n';) piece = read_piece(file, rest);
   return read;
@@ -30,19 +30,19 @@ void skip_line(std::FILE* file) {
   if (byte != EOF) os::ungetc(byte, file);
 }
 
-bool read_first_line(const char* path, char* line, std::size_t capacity) {
+bool read_first_line(const char* path, std::span<char> line) {
   line[0] = '\0';
   const os::File file{os::fopen(path, "r")};
   if (!file) return false;
-  read_piece(file.get(), line, capacity);
+  read_piece(file.get(), line);
   return true;
 }
 
-bool read_first_line_of_command(const char* command, char* line, std::size_t capacity) {
+bool read_first_line_of_command(const char* command, std::span<char> line) {
   line[0] = '\0';
   const os::Pipe pipe{os::popen(command)};
   if (!pipe) return false;
-  read_piece(pipe.get(), line, capacity);
+  read_piece(pipe.get(), line);
   return true;
 }
 

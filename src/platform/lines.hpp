@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <initializer_list>
+#include <span>
 #include <string_view>
 
 #include "base/text.hpp"
@@ -10,22 +11,13 @@
 
 namespace kd {
 
-// The next line with its line end, at most `capacity` - 1 bytes, terminated; a longer line comes in several
-// pieces. The view has the true length also when the line holds NUL bytes; it is empty at the end of the
-// input or after a failed read.
-std::string_view read_piece(std::FILE* file, char* line, std::size_t capacity);
+// The next line with its line end, at most one byte less than there is room, terminated; a longer line comes
+// in several pieces. The view has the true length also when the line holds NUL bytes; it is empty at the end
+// of the input or after a failed read.
+std::string_view read_piece(std::FILE* file, std::span<char> line);
 
 // The same, but what does not fit is read and dropped, so that the next call starts at the next line.
-std::string_view read_line(std::FILE* file, char* line, std::size_t capacity);
-
-template <std::size_t N>
-std::string_view read_piece(std::FILE* file, char (&line)[N]) {
-  return read_piece(file, line, N);
-}
-template <std::size_t N>
-std::string_view read_line(std::FILE* file, char (&line)[N]) {
-  return read_line(file, line, N);
-}
+std::string_view read_line(std::FILE* file, std::span<char> line);
 
 // Skips a line as fscanf's "%[^\n]\n" does: with its end goes all white space that follows, the blanks at the
 // start of the next line included; an empty line is not consumed at all.
@@ -41,20 +33,11 @@ void read_file(const char* path, Text& text);
 // Writes the parts one behind the other; false when they did not all reach the disk.
 bool write_and_close(os::File file, std::initializer_list<std::string_view> parts);
 
-// First line of a file, cut to `capacity` - 1 bytes, as fgets reads it.
+// First line of a file, cut to the room, as fgets reads it.
 //   returns  false when the file cannot be opened; an empty file gives an empty text
-bool read_first_line(const char* path, char* line, std::size_t capacity);
+bool read_first_line(const char* path, std::span<char> line);
 
 // First line of a command's output; false when the pipe cannot be opened.
-bool read_first_line_of_command(const char* command, char* line, std::size_t capacity);
-
-template <std::size_t N>
-bool read_first_line(const char* path, char (&line)[N]) {
-  return read_first_line(path, line, N);
-}
-template <std::size_t N>
-bool read_first_line_of_command(const char* command, char (&line)[N]) {
-  return read_first_line_of_command(command, line, N);
-}
+bool read_first_line_of_command(const char* command, std::span<char> line);
 
 }  // namespace kd

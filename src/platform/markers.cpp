@@ -36,4 +36,9 @@ void mark_wireless_reload() {
                                                           : "echo 1 > /tmp/SetWirelessClientSettings");
 }
 
+bool write_user_file(const char* password) {
+  os::File file{os::fopen("/etc/lighttpd.user", "w+")};
+  return file && write_and_close(std::move(file), {"admin:", password});
+}
+
 }  // namespace kd

@@ -19,4 +19,8 @@ bool is_device_started();
 // Tells the rest of the system whether this is the first choice of a network since the device started.
 void mark_wireless_reload();
 
+// Writes the file with which a web server in front of this one asks for the password.
+//   returns  false when it could not be written to its end
+bool write_user_file(const char* password);
+
 }  // namespace kd

@@ -23,7 +23,6 @@ constexpr const char* kWalkTimeout = "ERROR_WALK_TIMEOUT";
 constexpr const char* kSessionTimeout = "ERROR_SESSION_TIMEOUT";
 
 constexpr const char* kWpsctlPidFile = "/var/run/wpsctl.pid";
-constexpr const char* kLedPidFile = "/var/run/kd_wps_led.pid";
 constexpr const char* kProgressFile = "/var/wps_progress";
 constexpr const char* kPinFile = "/var/run_wps_pin";  // present while a PIN session runs
 
@@ -100,7 +99,7 @@ int kd_hnap_start_wps(const char* method, const char* pin) {
 
 int kd_hnap_stop_wps() {
   const int wpsctl = read_number(kWpsctlPidFile);
-  read_number(kLedPidFile);  // the device looks for the LED process too, and leaves it alone
+  read_number("/var/run/kd_wps_led.pid");  // the device looks for the LED process too, and leaves it alone
   KD_LOG_MODULE("Stop WPS progress");
   signal_process(wpsctl, SIGTERM);
   os::system("wpsctl &");

@@ -2,13 +2,9 @@
 // told by signals and files, and report through files.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-
 namespace kd {
 
-inline constexpr std::size_t kWpsStatusSize = 64;
-using WpsStatus = char[kWpsStatusSize];
+using WpsStatus = char[64];
 
 // Starts a session by `method` ("PBC", or "PIN" with its PIN), and gives it up to 4 seconds to leave "IDLE".
 // Nothing starts unless the device is an access point. Always 0.

@@ -6,14 +6,6 @@
 #include "xml/xml_encode.hpp"
 
 namespace kd {
-namespace {
-
-void join(char (&name)[64], std::string_view action, std::string_view ending) {
-  copy_text(name, action);
-  append_text(name, ending);
-}
-
-}  // namespace
 
 Namespace namespace_of(const hnap_request& request) {
   return contains_ignoring_case(view_of(request.soap_action.get()), "purenetworks.com") ? Namespace::core
@@ -23,8 +15,10 @@ Namespace namespace_of(const hnap_request& request) {
 Reply::Reply(hnap_request& request, const char* action, Namespace response_namespace)
     : request_{request}, tree_{new_xml_tree()} {
   char response_name[64];
-  join(response_name, action, "Response");
-  join(result_name_, action, "Result");
+  copy_text(response_name, action);
+  append_text(response_name, "Response");
+  copy_text(result_name_, action);
+  append_text(result_name_, "Result");
   if (tree_) {
     kd_hnap_generate_common_header(request_, tree_.get(), response_name,
                                    response_namespace == Namespace::extender);

@@ -1,7 +1,6 @@
 #include "xml/soap_parser.hpp"
 
 #include <algorithm>
-#include <cstring>
 
 #include "base/debug_log.hpp"
 #include "xml/namespaces.hpp"

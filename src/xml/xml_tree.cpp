@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <utility>
+#include <span>
 
 namespace kd {
 namespace {
@@ -61,47 +61,56 @@ char* behind_name(xml_element& element) {
   return reinterpret_cast<char*>(&element + 1) + element.name_length + 1;
 }
 
-void attach(xml_element& parent, xml_element& child) {
-  if (!parent.first_child) ++parent.tree->written_size;
-  child.parent = &parent;
-  (parent.last_child ? parent.last_child->next_sibling : parent.first_child) = &child;
-  parent.last_child = &child;
+// The element under which the next one goes. False when the tree has a root but nothing is open.
+bool find_place(const xml_tree& tree, xml_element*& open) {
+  open = static_cast<xml_element*>(top_stack(tree.open_elements));
+  return open || !tree.root;
 }
 
-// Attaches an element as the next in document order. False when the tree has a root but nothing is open.
-bool attach_next(xml_tree& tree, xml_element& element) {
-  if (!tree.root) {
-    tree.root = &element;
-    return true;
+void attach(xml_tree& tree, xml_element* parent, xml_element& child) {
+  if (!parent) {
+    tree.root = &child;
+    return;
   }
-  auto* open = static_cast<xml_element*>(top_stack(tree.open_elements));
-  if (!open) return false;
-  attach(*open, element);
-  return true;
+  if (!parent->first_child) ++tree.written_size;
+  child.parent = parent;
+  (parent->last_child ? parent->last_child->next_sibling : parent->first_child) = &child;
+  parent->last_child = &child;
 }
 
-void write_start(const xml_element& element, Text& out) {
-  out.append("<");
-  out.append({element.name, element.name_length});
+// Writes into room that was reserved beforehand, and never past it.
+struct Cursor {
+  std::span<char> room;
+
+  void put(std::string_view text) {
+    if (text.empty() || text.size() > room.size()) return;
+    std::memcpy(room.data(), text.data(), text.size());
+    room = room.subspan(text.size());
+  }
+};
+
+void write_start(const xml_element& element, Cursor& out) {
+  out.put("<");
+  out.put({element.name, element.name_length});
   for (const LL_node* node = element.attributes.head; node; node = node->next) {
     const auto& attr = *static_cast<const attribute*>(node->data);
-    out.append(" ");
-    out.append(attr.name);
-    out.append("=");
-    out.append(attr.value);
+    out.put(" ");
+    out.put(attr.name);
+    out.put("=");
+    out.put(attr.value);
   }
-  out.append(">");
-  out.append({element.text, element.text_length});
-  if (element.first_child) out.append("\n");
+  out.put(">");
+  out.put({element.text, element.text_length});
+  if (element.first_child) out.put("\n");
 }
 
-void write_end(const xml_element& element, Text& out) {
-  out.append("</");
-  out.append({element.name, element.name_length});
-  out.append(">\n");
+void write_end(const xml_element& element, Cursor& out) {
+  out.put("</");
+  out.put({element.name, element.name_length});
+  out.put(">\n");
 }
 
-void generate_xml_helper(const xml_element* element, Text& out) {
+void generate_xml_helper(const xml_element* element, Cursor& out) {
   while (element) {
     write_start(*element, out);
     if (element->first_child) {
@@ -173,16 +182,11 @@ xml_tree* new_xml_tree() {
 }
 
 bool push_xml_tree(xml_tree* tree, xml_element* element) {
-  if (!tree || !element) return false;
-  if (tree->root && !top_stack(tree->open_elements)) return false;
+  xml_element* open;
+  if (!tree || !element || !find_place(*tree, open)) return false;
   // The stack grows first: a failure leaves the tree as it was.
   if (!push_stack(tree->open_elements, element, keep)) return false;
-  LL_node* pushed = tree->open_elements->list.tail;
-  if (!tree->root) {
-    tree->root = element;
-  } else {
-    attach(*static_cast<xml_element*>(pushed->previous->data), *element);
-  }
+  attach(*tree, open, *element);
   return true;
 }
 
@@ -192,7 +196,10 @@ xml_element* pop_xml_tree(xml_tree* tree) {
 
 xml_element* push_pop_xml_tree(xml_tree* tree, xml_element* element) {
   // Opening and closing at once leaves the stack as it was, so a leaf never touches it.
-  return tree && element && attach_next(*tree, *element) ? element : nullptr;
+  xml_element* open;
+  if (!tree || !element || !find_place(*tree, open)) return nullptr;
+  attach(*tree, open, *element);
+  return element;
 }
 
 void pop_all_xml_tree(xml_tree* tree) {
@@ -213,8 +220,11 @@ void deep_free_xml_tree(xml_tree* tree) {
 }
 
 void generate_xml(const xml_tree* tree, Text& output) {
-  if (!tree || !output.reserve(tree->written_size)) return;
-  generate_xml_helper(tree->root, output);
+  char* room = tree ? output.extend(tree->written_size) : nullptr;
+  if (!room) return;
+  Cursor cursor{{room, tree->written_size}};
+  generate_xml_helper(tree->root, cursor);
+  output.shrink(output.size() - cursor.room.size());
 }
 
 }  // namespace kd

@@ -3,12 +3,19 @@ import pytest
 from virtual_extender import Device, NoSandbox
 
 
-def boot(state, *options):
+def boot(state, *options, **more):
     """A running device; where there can be none the test is skipped with the reason."""
     try:
-        return Device(state, *options)
+        return Device(state, *options, **more)
     except NoSandbox as reason:
         pytest.skip(f"no sandbox here: {reason}")
+
+
+def boot_with(tmp_path, lines):
+    """One whose server has more lines in its configuration."""
+    extra = tmp_path / "more.conf"
+    extra.write_text(lines)
+    return boot(tmp_path / "state", "--server-config", str(extra))
 
 
 @pytest.fixture(scope="module")

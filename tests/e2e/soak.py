@@ -1,36 +1,31 @@
 #!/usr/bin/env python3
-"""Keeps a virtual extender busy with good, slow, aborting and pipelining clients, in rounds.
+"""Keeps a virtual extender busy, and looks at what its server is left with.
 
-After each round, with all clients gone, the server's memory, descriptors and children are looked at.
+First one client after the other asks for every small thing: with nothing else in the way, the server's memory tells a
+leak of few bytes a request. Then rounds of clients at once, good, slow, aborting and pipelining, some with large
+bodies and replies: after each round all descriptors are closed and all children gone.
 """
 
 import argparse
-import base64
 import concurrent.futures
 import contextlib
 import os
 import pathlib
 import random
 import re
-import socket
-import struct
 import sys
 import tempfile
 import time
-from dataclasses import dataclass, field
 
-from virtual_extender import HNAP1, Device, descendants, envelope, pid_of, resident_kb, wait_until
+import psutil
+
+from virtual_extender import Device, basic, network, process, raw_post, received, resident_kb, wait_until
 
 CLIENTS = 8
 REQUESTS = 6  # of each client in a round
-WARM_UP = 0.3  # part of the time whose rounds do not count for the memory
-MOST_GROWTH_KB = 256
-LARGE_REPLY_KB = 2100  # the heap keeps the block of the last one or gives it back, by chance
+WARM_UP = 200  # requests that may still grow the heap
+MOST_GROWTH_KB = 64
 
-NETWORK = (
-    "<SSID>Home Network</SSID><NetworkType>INFRASTRUCTURE</NetworkType><SecurityEnabled>true</SecurityEnabled>"
-    "<SecurityType>WPA2-PSK</SecurityType><Encryption>AES</Encryption><Key>correct horse</Key>"
-)
 QUICK = [
     ("IsDeviceReady", ""),
     ("GetDeviceSettings", ""),
@@ -41,44 +36,19 @@ QUICK = [
     ("GetWirelessClientCapabilities", ""),
     ("GetWirelessClientConnectionInfo", ""),
     ("GetWirelessClientSettings", ""),
+    ("GetWirelessNetworks", ""),
     ("GetLastSetWirelessClientSettingsResult", ""),
-    ("DownloadSpeedTest", "<Bytes>400000</Bytes><BufferSize>1024</BufferSize>"),
-    ("DownloadSpeedTest", "<Bytes>2000000</Bytes><BufferSize>1024</BufferSize>"),
+    ("DownloadSpeedTest", "<Bytes>1000</Bytes><BufferSize>1000</BufferSize>"),
     ("IsDeviceReady", "<Unclosed>"),
     ("NoSuchAction", ""),
 ]
+LARGE = [("DownloadSpeedTest", f"<Bytes>{size}</Bytes><BufferSize>1024</BufferSize>") for size in (400_000, 2_000_000)]
 # Seconds each, with the whole server waiting: one a round.
 LASTING = [
-    ("GetWirelessNetworks", ""),
     ("GetConnectedDevices", ""),
-    ("SetWirelessClientSettings", NETWORK),
+    ("SetWirelessClientSettings", network("Home Network", "correct horse")),
     ("FirmwareUpload", "<Base64Image>" + "QUJD" * 100_000 + "</Base64Image>"),
 ]
-
-
-@dataclass
-class Round:
-    answered: int = 0
-    aborted: int = 0
-    unanswered: list = field(default_factory=list)
-    memory_kb: int = 0
-
-    def add(self, other):
-        self.answered += other.answered
-        self.aborted += other.aborted
-        self.unanswered += other.unanswered
-
-
-def request(action, arguments, authorized=True, keep=False):
-    body = envelope(action, arguments).encode()
-    credentials = base64.b64encode(b"admin:admin" if authorized else b"admin:wrong").decode()
-    head = (
-        f"POST /HNAP1/ HTTP/1.1\r\nHost: x\r\nAuthorization: Basic {credentials}\r\n"
-        f'SOAPAction: "{HNAP1}{action}"\r\nContent-Length: {len(body)}\r\n\r\n'
-    )
-    return head.encode() + body
-
-
 STATIC = b"GET /index.html HTTP/1.1\r\nHost: x\r\n\r\n"
 SETTINGS = b"GET /HNAP1/ HTTP/1.1\r\nHost: x\r\n\r\n"
 
@@ -97,144 +67,111 @@ def replies(data):
 
 
 class Client:
-    """One client's share of a round; everything it does follows from its seed."""
+    """One client's share of a round; everything it does follows from its seed. Counts what was answered."""
 
-    def __init__(self, port, seed):
-        self.port = port
+    def __init__(self, device, seed):
+        self.device = device
         self.random = random.Random(seed)
-        self.result = Round()
+        self.answered = 0
+        self.faults = []
 
-    def connect(self):
-        return socket.create_connection(("127.0.0.1", self.port), timeout=120)
-
-    def exchange(self, data, expected, pause=0.0, read=65536):
+    def exchange(self, data, expected=1, pause=0.0):
         """Sends in pieces, when there is a pause between them; expects so many replies and the end."""
-        received = b""
+        reply = b""
         try:
-            with self.connect() as connection:
+            with self.device.connect() as connection:
                 step = max(1, len(data) // 12) if pause else len(data)
                 for start in range(0, len(data), step):
                     connection.sendall(data[start : start + step])
                     time.sleep(pause)
-                while piece := connection.recv(read):
-                    received += piece
+                reply = received(connection)
         except OSError as error:
-            self.result.unanswered.append(f"{error!r} after {data[:300]!r}")
+            self.faults.append(f"{error!r} after {data[:300]!r}")
             return
-        if replies(received) == expected:
-            self.result.answered += expected
+        if replies(reply) == expected:
+            self.answered += expected
         else:
-            self.result.unanswered.append(f"{len(received)} bytes, {received[:200]!r} for {data[:300]!r}")
+            self.faults.append(f"{len(reply)} bytes, {reply[:200]!r} for {data[:300]!r}")
 
-    def any_request(self):
-        return request(*self.random.choice(QUICK), authorized=self.random.random() < 0.9)
-
-    def ordinary(self):
-        self.exchange(self.any_request() if self.random.random() < 0.7 else SETTINGS, 1)
-
-    def slow(self):
-        self.exchange(self.any_request(), 1, pause=self.random.uniform(0.001, 0.03), read=4096)
-
-    def pipelining(self):
-        before = self.random.randrange(5)
-        # A reply of the module ends the connection, so nothing behind it counts.
-        behind = self.random.choice([b"", STATIC, SETTINGS])
-        self.exchange(STATIC * before + self.any_request() + behind, before + 1)
-
-    def aborting(self):
-        data = self.any_request()
-        end = self.random.choice([self.random.randrange(len(data)), len(data)])
-        connection = self.connect()
-        connection.sendall(data[:end])
-        time.sleep(self.random.choice([0, 0.002, 0.02]))
-        if self.random.random() < 0.5:
-            connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        connection.close()
-        self.result.aborted += 1
+    def small_request(self, number):
+        """Each in turn: the actions, refused credentials, no action at all, and a client that vanishes."""
+        number %= len(QUICK) + 3
+        if number < len(QUICK):
+            self.exchange(raw_post(*QUICK[number]))
+        elif number == len(QUICK):
+            self.exchange(raw_post("IsDeviceReady", authorization=basic("admin:wrong")))
+        elif number == len(QUICK) + 1:
+            self.exchange(STATIC + SETTINGS, 2)
+        else:
+            self.device.send_and_leave(raw_post("GetDeviceSettings")[:-20])
 
     def run(self, lasting=None):
         if lasting:
-            self.exchange(request(*lasting), 1)
+            self.exchange(raw_post(*lasting))
         for _ in range(REQUESTS):
-            kind = self.random.choices(
-                [self.ordinary, self.slow, self.pipelining, self.aborting], weights=[4, 2, 2, 2]
-            )[0]
-            kind()
-        return self.result
+            data = raw_post(*self.random.choice(QUICK + LARGE))
+            kind = self.random.choices(["ordinary", "slow", "pipelining", "aborting"], weights=[4, 2, 2, 2])[0]
+            if kind == "ordinary":
+                self.exchange(data)
+            elif kind == "slow":
+                self.exchange(data, pause=self.random.uniform(0.001, 0.03))
+            elif kind == "pipelining":  # a reply of the module ends the connection, so nothing behind it counts
+                before = self.random.randrange(5)
+                self.exchange(STATIC * before + data + STATIC, before + 1)
+            else:
+                self.device.send_and_leave(data[: self.random.randrange(len(data))])
+        return self
 
 
-def play_round(device, seed, number):
-    total = Round()
-    with concurrent.futures.ThreadPoolExecutor(CLIENTS) as pool:
-        clients = [Client(device.port, f"{seed}-{number}-{index}") for index in range(CLIENTS)]
-        lasting = [LASTING[number % len(LASTING)]] + [None] * (CLIENTS - 1)
-        for result in pool.map(Client.run, clients, lasting):
-            total.add(result)
-    return total
-
-
-def descriptors(pid):
+def descriptors(server):
     """What the server holds open, but for pages: it keeps those for some seconds of its own accord."""
     links = []
-    for link in pathlib.Path(f"/proc/{pid}/fd").iterdir():
+    for link in pathlib.Path(f"/proc/{server.pid}/fd").iterdir():
         with contextlib.suppress(FileNotFoundError):
             links.append(os.readlink(link))
     return sorted(link for link in links if not link.startswith("/web/"))
 
 
 def zombies(device):
-    return [pid for pid, state in descendants(device.process.pid) if state == "Z"]
+    family = psutil.Process(device.process.pid).children(recursive=True)
+    return [child for child in family if child.is_running() and child.status() == psutil.STATUS_ZOMBIE]
 
 
-def at_rest(device, server, at_start):
-    return descriptors(server) == at_start and not zombies(device)
-
-
-def settled_memory(device, server):
-    """Behind the same requests each time, so that rounds can be compared."""
-    for _ in range(3):
-        device.post("DownloadSpeedTest", "<Bytes>2000000</Bytes><BufferSize>1024</BufferSize>")
-    time.sleep(0.2)
-    return resident_kb(server)
+def leaks(device, server, end, report):
+    """One request after the other; gives back the faults found, as texts."""
+    client = Client(device, 0)
+    number = 0
+    while number < 6 * WARM_UP or time.monotonic() < end:
+        if number == WARM_UP:
+            before = resident_kb(server.pid)
+        client.small_request(number)
+        number += 1
+    growth = resident_kb(server.pid) - before
+    report(f"{number} requests one after the other: memory grew by {growth} KB ({MOST_GROWTH_KB} allowed)")
+    return client.faults + ([f"memory grew by {growth} KB"] if growth > MOST_GROWTH_KB else [])
 
 
 def soak(device, seconds, seed=1, report=print):
-    """Plays rounds for so long; gives back the faults found, as texts."""
-    faults = []
-    rounds = []
-    device.get()
-    server = pid_of(device, "lighttpd")
-    time.sleep(1)  # until that connection is gone too
+    """Both parts, half of the time each; gives back the faults found, as texts."""
+    server = process(device, "lighttpd")
     at_start = descriptors(server)
     start = time.monotonic()
-    while time.monotonic() - start < seconds or len(rounds) < 4:
-        played = play_round(device, seed, len(rounds))
-        faults += played.unanswered
-        if not wait_until(lambda: at_rest(device, server, at_start), seconds=20):
+    faults = leaks(device, server, start + seconds / 2, report)
+    number = 0
+    while not faults and (time.monotonic() < start + seconds or number < len(LASTING)):
+        with concurrent.futures.ThreadPoolExecutor(CLIENTS) as pool:
+            clients = [Client(device, f"{seed}-{number}-{index}") for index in range(CLIENTS)]
+            played = list(pool.map(Client.run, clients, [LASTING[number % len(LASTING)]] + [None] * (CLIENTS - 1)))
+        faults += sum((client.faults for client in played), [])
+        if not wait_until(lambda: descriptors(server) == at_start and not zombies(device), seconds=20):
             faults.append(f"left open: {descriptors(server)}, at first {at_start}; zombies {zombies(device)}")
-        played.memory_kb = settled_memory(device, server)
-        rounds.append(played)
-        report(
-            f"{time.monotonic() - start:7.1f} s  round {len(rounds):4}  answered {played.answered:4}"
-            f"  aborted {played.aborted:3}  unanswered {len(played.unanswered)}  memory {played.memory_kb} KB"
-        )
-        if faults:
-            return faults
-    if pid_of(device, "lighttpd") != server or device.boots() > 1:
+        number += 1
+        answered = sum(client.answered for client in played)
+        report(f"{time.monotonic() - start:7.1f} s  round {number:4}  answered {answered:4}  memory {resident_kb(server.pid)} KB")
+    if process(device, "lighttpd") != server or device.boots() > 1:
         faults.append("the server or the device was started again")
     if left := device.run("ls", "/var/upload").strip():
         faults.append(f"left in the upload directory: {left}")
-    settled = [played.memory_kb for played in rounds[int(len(rounds) * WARM_UP) :]]
-    half = len(settled) // 2
-    # What leaks raises the floor; a few rounds may all lie on one side of the large block.
-    growth = min(settled[half:]) - min(settled[:half])
-    allowed = MOST_GROWTH_KB if half >= 10 else MOST_GROWTH_KB + LARGE_REPLY_KB
-    report(
-        f"answered {sum(r.answered for r in rounds)}, aborted {sum(r.aborted for r in rounds)},"
-        f" memory grew by {growth} KB after the warm-up ({allowed} allowed)"
-    )
-    if growth > allowed:
-        faults.append(f"memory grew by {growth} KB after the warm-up")
     return faults
 
 

@@ -4,7 +4,7 @@ import html
 
 import pytest
 
-from virtual_extender import EXTENDER_A, value, wait_until
+from virtual_extender import EXTENDER_A, network, value, wait_until
 
 # Each would leave a file "owned" behind if a shell, or a path, took it for its own.
 HOSTILE = [
@@ -24,18 +24,14 @@ def nothing_was_run(device):
     return not device.run("sh", "-c", "find / -xdev -name 'owned*' 2> /dev/null")
 
 
-def hostile_id(text):
-    return repr(text)
-
-
-@pytest.mark.parametrize("text", HOSTILE, ids=hostile_id)
+@pytest.mark.parametrize("text", HOSTILE, ids=repr)
 def test_hostile_settings(device, text):
     arguments = f"<DeviceName>{html.escape(text)}</DeviceName><AdminPassword>{html.escape(text)}</AdminPassword>"
     assert value(device.post("SetDeviceSettings", arguments), "SetDeviceSettingsResult") == "OK"
     device.login = ("admin", text)
     try:
         device.post("IsDeviceReady")
-        assert device.run("nvram_get", "2860", "HostName") == text + "\n"
+        assert device.stored("HostName") == text
         assert device.run("cat", "/etc/lighttpd.user") == "admin:" + text
         assert html.unescape(value(device.get(), "DeviceName")) == text
         locale = f"<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"
@@ -56,16 +52,12 @@ def test_hostile_networks(own_device):
     for text in HOSTILE:
         assert html.escape(text, quote=False).replace('"', "&quot;").split("\n")[0] in listed.replace("&apos;", "'")
     for number, text in enumerate(HOSTILE, 1):
-        arguments = (
-            f"<SSID>{html.escape(text)}</SSID><NetworkType>INFRASTRUCTURE</NetworkType>"
-            "<SecurityEnabled>true</SecurityEnabled><SecurityType>WPA2-PSK</SecurityType>"
-            f"<Encryption>AES</Encryption><Key>{html.escape(text)}12345678</Key>"
-        )
+        arguments = network(html.escape(text), html.escape(text) + "12345678")
         reply = own_device.post("SetWirelessClientSettings", arguments, EXTENDER_A)
         assert value(reply, "SetWirelessClientSettingsResult") == "REBOOT"
-        assert wait_until(lambda: own_device.console().count("Reload WLAN by HNAP") == number)
+        assert wait_until(lambda: own_device.reloads() == number)
         own_device.post("GetWirelessClientConnectionInfo", namespace=EXTENDER_A)
-        assert own_device.run("nvram_get", "2860", "ApCliSsid") == text + "\n"
+        assert own_device.stored("ApCliSsid") == text
         assert nothing_was_run(own_device), text
 
 

@@ -1,5 +1,7 @@
 """Boots the virtual extender with the release module and talks to it as a client application would."""
 
+import base64
+import contextlib
 import os
 import pathlib
 import re
@@ -9,6 +11,7 @@ import struct
 import subprocess
 import time
 
+import psutil
 import requests
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
@@ -31,6 +34,28 @@ def envelope(action, arguments="", namespace=HNAP1):
     )
 
 
+def basic(text):
+    return "Basic " + base64.b64encode(text.encode()).decode()
+
+
+def network(ssid, key="", kind="WPA2-PSK", encryption="AES"):
+    """The arguments of a choice of network; an open one when there is no key."""
+    if not key:
+        kind = encryption = ""
+    return (
+        f"<SSID>{ssid}</SSID><NetworkType>INFRASTRUCTURE</NetworkType><SecurityEnabled>{str(bool(key)).lower()}</SecurityEnabled>"
+        f"<SecurityType>{kind}</SecurityType><Encryption>{encryption}</Encryption><Key>{key}</Key>"
+    )
+
+
+def raw_post(action, arguments="", authorization=basic("admin:admin"), length=None, path="/HNAP1/"):
+    """The bytes of a request."""
+    body = envelope(action, arguments)
+    lines = [f"POST {path} HTTP/1.1", "Host: x", f'SOAPAction: "{HNAP1}{action}"']
+    lines += [f"Content-Length: {len(body) if length is None else length}", f"Authorization: {authorization}"]
+    return ("\r\n".join(lines) + "\r\n\r\n" + body).encode()
+
+
 class NoSandbox(Exception):
     """The virtual extender cannot run here; the text says why."""
 
@@ -44,12 +69,13 @@ def as_utf8(reply):
 class Device:
     """One running virtual extender."""
 
-    def __init__(self, state, *options):
+    def __init__(self, state, *options, module=BUILD / "lib" / "mod_kd_hnap.so"):
         self.state = state
         self.login = ("admin", "admin")
-        command = [EXTENDER, "run", "--module", BUILD / "lib" / "mod_kd_hnap.so", "--port", "0", "--state", state, "--reboot-pause", "200"]
+        command = [EXTENDER, "run", "--module", module, "--port", "0", "--state", state]
+        command += ["--reboot-pause", "200", *options]
         self.process = subprocess.Popen(
-            [*map(str, command), *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
+            [*map(str, command)], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
         )
         output = ""
         for line in self.process.stdout:
@@ -71,20 +97,20 @@ class Device:
     def get(self, path="/HNAP1/"):
         return as_utf8(requests.get(self.url + path, timeout=30))
 
+    def connect(self):
+        return socket.create_connection(("127.0.0.1", self.port), timeout=60)
+
     def send(self, data, close=False):
         """Sends raw bytes and gives back everything until the server ends the connection."""
-        with socket.create_connection(("127.0.0.1", self.port), timeout=30) as connection:
+        with self.connect() as connection:
             connection.sendall(data)
             if close:
                 connection.shutdown(socket.SHUT_WR)
-            reply = b""
-            while piece := connection.recv(65536):
-                reply += piece
-            return reply
+            return received(connection)
 
     def send_and_leave(self, data):
         """Sends raw bytes and resets the connection without reading anything."""
-        connection = socket.create_connection(("127.0.0.1", self.port), timeout=30)
+        connection = self.connect()
         connection.sendall(data)
         connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
         connection.close()
@@ -104,6 +130,9 @@ class Device:
         """Runs a command inside the device."""
         return self.command(["exec"], "--", *command, check=check)
 
+    def stored(self, key):
+        return self.run("nvram_get", "2860", key)[:-1]
+
     def exists(self, path):
         return self.run("sh", "-c", f"test -e {path} && echo yes", check=False) == "yes\n"
 
@@ -113,53 +142,43 @@ class Device:
     def boots(self):
         return self.console().count("init: device ready")
 
+    def reloads(self):
+        return self.console().count("Reload WLAN by HNAP\n")
+
     def stop(self):
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGINT)
-        self.process.wait(timeout=10)
-        self.process.stdout.close()
+        output = self.process.communicate(timeout=20)[0]
+        for text in ("Sanitizer", "runtime error:"):
+            assert text not in output + self.console(), output + self.console()
 
 
-def parents():
-    """Parent and state of every process, by id."""
-    found = {}
-    for entry in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            state, parent = (entry / "stat").read_text().rsplit(")", 1)[1].split()[:2]
-        except (OSError, ValueError):
-            continue
-        found[int(entry.name)] = int(parent), state
-    return found
+def received(connection):
+    """Everything until the connection's end."""
+    reply = b""
+    while piece := connection.recv(1 << 20):
+        reply += piece
+    return reply
 
 
-def descendants(pid):
-    """Ids and states of a process's children, their children and so on."""
-    table = parents()
-    found = []
-    family = {pid}
-    while grown := {child for child, (parent, _) in table.items() if parent in family} - family:
-        family |= grown
-        found += [(child, table[child][1]) for child in grown]
-    return found
-
-
-def pid_of(device, name):
-    """The host's process id of a program of the device."""
-    for pid, _ in descendants(device.process.pid):
-        try:
-            command = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")
-        except OSError:
-            continue
-        if command[0].endswith(name.encode()):
-            return pid
+def process(device, name):
+    """A program of the device, as the host sees it."""
+    for found in psutil.Process(device.process.pid).children(recursive=True):
+        with contextlib.suppress(psutil.Error):
+            if found.cmdline()[:1] and found.cmdline()[0].endswith(name):
+                return found
     raise RuntimeError(f"no {name} in the device")
 
 
+def pid_of(device, name):
+    return process(device, name).pid
+
+
 def resident_kb(pid):
-    return int(re.search(r"^Rss:\s+(\d+)", pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text(), re.M).group(1))
+    return psutil.Process(pid).memory_info().rss // 1024
 
 
-def wait_until(condition, seconds=15):
+def wait_until(condition, seconds=30):
     """True as soon as the condition holds."""
     end = time.monotonic() + seconds
     while time.monotonic() < end:

@@ -75,8 +75,8 @@ void Device::sleep(std::uint64_t microseconds) {
   }
 }
 
-std::vector<std::string> Device::changes(std::size_t from) const {
-  std::vector<std::string> kept;
+Effects Device::changes(std::size_t from) const {
+  Effects kept;
   for (; from < journal.size(); ++from) {
     const std::string& line = journal[from];
     const std::string_view kind = std::string_view{line}.substr(0, line.find(' '));
@@ -92,6 +92,11 @@ std::string Device::misuse() const {
   for (const Stream* open : streams_) all += "still open: " + open->path + "\n";
   for (const auto& [number, path] : numbers_) all += "still open: " + path + "\n";
   return all;
+}
+
+int Device::status_of(std::string_view command) const {
+  const auto found = statuses.find(command);
+  return found == statuses.end() ? 0 : found->second;
 }
 
 Device::Stream* Device::open_stream(Stream stream) {

@@ -13,6 +13,8 @@
 
 namespace kd::test {
 
+using Effects = std::vector<std::string>;
+
 // Lets one effect go wrong: the module's opens, reads (one for each line), writes, pipes, commands, file
 // look-ups, driver requests and store writes, counted from 1.
 struct Fault {
@@ -44,10 +46,13 @@ class Device {
   Texts store;    // section 0 as stored: `set` reaches the module's own copy too
   Texts outputs;  // what a command prints, by the command without its redirection
   Texts eeprom;   // the driver's whole answer, by offset ("01D3"); another offset is refused
-  std::map<std::string, Step, std::less<>> steps;  // what a command does besides
+  std::map<std::string, Step, std::less<>> steps;                 // what a command does besides
+  std::function<void(Device&, const std::string& path)> at_open;  // before a file is opened
   // What cannot be opened: a path, a piped command, "socket", "store" (section 0).
   std::set<std::string, std::less<>> broken;
-  std::set<std::string, std::less<>> full;  // paths that open, but take no bytes
+  std::set<std::string, std::less<>> full;           // paths that open, but take no bytes
+  std::set<std::string, std::less<>> full_at_close;  // and those where only closing shows it
+  std::map<std::string, int, std::less<>> statuses;  // how a command ends, when that is not 0
   std::function<bool(DriverRequest&)> driver;
   bool absent_is_empty = false;  // what the store's library answers for a key that is not there
 
@@ -60,9 +65,9 @@ class Device {
   // Every effect in order: "run CMD", "pipe CMD", "open PATH MODE", "write PATH TEXT" (when closed),
   // "console TEXT", "access PATH", "ioctl 0x8be7 ra0", "kill PID NAME", "sleep S", "usleep US", "print TEXT",
   // "nvram init|close|commit SECTION", "nvram set KEY=VALUE".
-  std::vector<std::string> journal;
+  Effects journal;
   // The journal, from one of its lines on, without the lines that only read.
-  std::vector<std::string> changes(std::size_t from = 0) const;
+  Effects changes(std::size_t from = 0) const;
 
   // Counts the effects from here on.
   void fail(Fault fault);
@@ -87,6 +92,7 @@ class Device {
   bool goes_wrong() { return ++effects_ == fault_.at; }
   bool cuts() const { return fault_.cut; }
   void note(std::string line) { journal.push_back(std::move(line)); }
+  int status_of(std::string_view command) const;
   void run(std::string_view command, bool cut);
   std::string output_of(std::string_view command);
   void sleep(std::uint64_t microseconds);

@@ -1,5 +1,6 @@
 #include "support/heap.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <unordered_map>
@@ -13,6 +14,7 @@ using kd::test::refuses;
 struct block {
   std::size_t size;
   unsigned number;
+  bool given_up = false;
 };
 
 struct watch {
@@ -20,7 +22,6 @@ struct watch {
   HeapFault fault;
   std::function<void()> met;
   unsigned count = 0;
-  std::size_t given_up = 0;
 };
 
 watch* current = nullptr;
@@ -90,6 +91,7 @@ bool HeapWatch::fault_met() const {
 std::string HeapWatch::leaks() const {
   std::string all;
   for (const auto& [memory, block] : ::current->live) {
+    if (block.given_up) continue;
     all +=
         "leaked: " + std::to_string(block.size) + " bytes, allocation " + std::to_string(block.number) + "\n";
   }
@@ -97,7 +99,8 @@ std::string HeapWatch::leaks() const {
 }
 
 std::size_t HeapWatch::given_up() const {
-  return ::current->given_up;
+  return static_cast<std::size_t>(std::count_if(::current->live.begin(), ::current->live.end(),
+                                                [](const auto& entry) { return entry.second.given_up; }));
 }
 
 bool refuses() {
@@ -109,7 +112,9 @@ bool refuses() {
 }
 
 void give_up(void* memory) {
-  if (::current) ::current->given_up += ::current->live.erase(memory);
+  if (!::current) return;
+  const auto found = ::current->live.find(memory);
+  if (found != ::current->live.end()) found->second.given_up = true;
 }
 
 }  // namespace kd::test

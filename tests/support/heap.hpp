@@ -28,7 +28,8 @@ class HeapWatch {
   // Blocks that were allocated under this watch and are neither freed nor given up deliberately; empty when
   // there is none.
   std::string leaks() const;
-  std::size_t given_up() const;  // deliberately
+  // Blocks that were given up deliberately and are still there.
+  std::size_t given_up() const;
 };
 
 // For the wrapped functions: whether the next allocation, which this counts, is to fail; and that a block is

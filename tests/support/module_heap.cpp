@@ -9,48 +9,49 @@
 
 #include "support/heap.hpp"
 
-using kd::test::give_up;
 using kd::test::refuses;
 
-// Names that the linker's --wrap prescribes.
+// The linker's names of kd::outlives_request and of kd::Arena::allocate and grow; tests/CMakeLists.txt knows
+// the letter of size_t.
+#define REAL(name) __asm__("__real_" name)
+#define WRAP(name) __asm__("__wrap_" name)
+#define OUTLIVES "_ZN2kd16outlives_requestEPv"
+#define ALLOCATE "_ZN2kd5Arena8allocateE" SIZE_LETTER
+#define GROW "_ZN2kd5Arena4growEPv" SIZE_LETTER SIZE_LETTER
+
 extern "C" {
 void* __wrap_malloc(std::size_t size);
 void* __wrap_realloc(void* memory, std::size_t size);
 void __wrap_free(void* memory);
-void __real__ZN2kd17leak_deliberatelyEPv(void* memory);
 
-// kd::leak_deliberately
-void __wrap__ZN2kd17leak_deliberatelyEPv(void* memory) {
-  give_up(memory);
-  __real__ZN2kd17leak_deliberatelyEPv(memory);
+void real_outlives(void* memory) REAL(OUTLIVES);
+void outlives(void* memory) WRAP(OUTLIVES);
+void* real_allocate(void* arena, std::size_t size) REAL(ALLOCATE);
+void* allocate(void* arena, std::size_t size) WRAP(ALLOCATE);
+void* real_grow(void* arena, void* piece, std::size_t old_size, std::size_t size) REAL(GROW);
+void* grow(void* arena, void* piece, std::size_t old_size, std::size_t size) WRAP(GROW);
+
+void outlives(void* memory) {
+  kd::test::give_up(memory);
+  real_outlives(memory);
 }
 
-// kd::Arena::allocate and grow: each piece counts as an allocation, and a red zone behind it lets the address
-// sanitizer see who writes over its end.
+// Each piece of an arena counts as an allocation, and a red zone behind it lets the address sanitizer see who
+// writes over its end.
 constexpr std::size_t kRedZone = 16;
-
-#define JOIN_(a, b, c) a##b##c
-#define JOIN(a, b, c) JOIN_(a, b, c)
-#define REAL_ALLOCATE JOIN(__real__ZN2kd5Arena8allocateE, SIZE_LETTER, )
-#define WRAP_ALLOCATE JOIN(__wrap__ZN2kd5Arena8allocateE, SIZE_LETTER, )
-#define REAL_GROW JOIN(__real__ZN2kd5Arena4growEPv, SIZE_LETTER, SIZE_LETTER)
-#define WRAP_GROW JOIN(__wrap__ZN2kd5Arena4growEPv, SIZE_LETTER, SIZE_LETTER)
-
-void* REAL_ALLOCATE(void* arena, std::size_t size);
-void* REAL_GROW(void* arena, void* piece, std::size_t old_size, std::size_t size);
 
 static void* guarded(void* piece, std::size_t size) {
   if (piece) ASAN_POISON_MEMORY_REGION(static_cast<char*>(piece) + size, kRedZone);
   return piece;
 }
 
-void* WRAP_ALLOCATE(void* arena, std::size_t size) {
-  return refuses() ? nullptr : guarded(REAL_ALLOCATE(arena, size + kRedZone), size);
+void* allocate(void* arena, std::size_t size) {
+  return refuses() ? nullptr : guarded(real_allocate(arena, size + kRedZone), size);
 }
-void* WRAP_GROW(void* arena, void* piece, std::size_t old_size, std::size_t size) {
+void* grow(void* arena, void* piece, std::size_t old_size, std::size_t size) {
   if (refuses()) return nullptr;
   ASAN_UNPOISON_MEMORY_REGION(static_cast<char*>(piece) + old_size, kRedZone);
-  return guarded(REAL_GROW(arena, piece, old_size + kRedZone, size + kRedZone), size);
+  return guarded(real_grow(arena, piece, old_size + kRedZone, size + kRedZone), size);
 }
 
 // expat allocates inside its own library, out of the linker's reach.

@@ -45,7 +45,8 @@ int system(const char* command) {
   device().note(std::string{"run "} + command);
   const bool wrong = device().goes_wrong();
   if (!wrong || device().cuts()) device().run(command, wrong);
-  return wrong ? -1 : 0;
+  if (wrong) return device().cuts() ? 256 : -1;
+  return device().status_of(command);
 }
 
 std::FILE* popen(const char* command) {
@@ -58,12 +59,14 @@ std::FILE* popen(const char* command) {
 }
 
 int pclose(std::FILE* pipe) {
+  const int status = device().status_of(device().stream(pipe)->path);
   device().close_stream(pipe, true);
-  return 0;
+  return status;
 }
 
 std::FILE* fopen(const char* path, const char* mode) {
   if (std::strcmp(path, kConsole) != 0) device().note(std::string{"open "} + path + " " + mode);
+  if (device().at_open) device().at_open(device(), path);
   if (device().goes_wrong() || device().broken.contains(path)) return nullptr;
   const bool writes = *mode != 'r';
   auto file = device().files.find(path);
@@ -81,7 +84,7 @@ int fclose(std::FILE* file) {
     device().note("console " + stream.data);
   } else if (stream.writes) {
     device().note("write " + stream.path + " " + shown(stream.data));
-    failed = device().goes_wrong();
+    failed = device().goes_wrong() || device().full_at_close.contains(stream.path);
     if (!failed) device().files[stream.path] = stream.data;
   }
   device().close_stream(file, false);
@@ -179,8 +182,8 @@ struct wireless_request {
 
 bool answer_eeprom(const test::DriverRequest& request) {
   char* text = static_cast<char*>(request.data);
-  const auto answer = device().eeprom.find(std::string_view{text, strnlen(text, request.length)});
-  if (answer == device().eeprom.end()) return false;
+  const auto answer = device().eeprom.find(std::string_view{text});
+  if (answer == device().eeprom.end() || request.length != std::strlen(text) + 1) return false;
   // The driver writes a terminator where the module's buffer of 4096 bytes has room for one.
   std::memcpy(text, answer->second.c_str(), std::min<std::size_t>(answer->second.size() + 1, 4096));
   return true;

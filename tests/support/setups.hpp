@@ -8,19 +8,14 @@ namespace kd::test {
 // A started extender of the first model: credentials admin/password, a name, a process list.
 void prepare_extender(Device& device);
 
-// The line of the process list for one more process.
-void add_process(Device& device, int pid, const char* command);
-
 // A serial number in the radio's EEPROM, 14 characters.
 void put_serial_number(Device& device, const char* serial);
-
-// The bridge has the address 192.168.10.254.
-void has_lan_address(Device& device);
 
 // Set-ups for the rows of tables.
 Device::Step in_turn(std::vector<Device::Step> steps);
 Device::Step has_stored(std::vector<std::pair<std::string, std::string>> values);
 Device::Step has_file(std::string path, std::string text);
+Device::Step has_no_file(std::string path);
 Device::Step prints(std::string command, std::string text);
 Device::Step cannot_open(std::string what);
 

@@ -16,14 +16,10 @@ typedef struct buffer {
   size_t size;
 } buffer;
 
-typedef struct data_unset {
-  buffer* key;
-} data_unset;
-
 typedef struct data_string {
-  buffer* key;
-  buffer* value;
+  buffer *key, *value;
 } data_string;
+typedef data_string data_unset;
 
 typedef struct array {
   data_string** data;
@@ -35,84 +31,43 @@ typedef struct chunk {
   buffer* mem; /* of a memory chunk */
   struct {     /* of a spooled one */
     buffer* name;
-    off_t start;
-    off_t length;
+    off_t start, length;
     int fd; /* -1: closed */
     struct {
       char* start; /* MAP_FAILED: not mapped */
-      size_t length;
-      off_t offset;
     } mmap;
-    int is_temp;
   } file;
   off_t offset; /* bytes of the chunk that were consumed */
   struct chunk* next;
 } chunk;
 
 typedef struct chunkqueue {
-  chunk* first;
-  chunk* last;
+  chunk *first, *last;
   off_t bytes_in, bytes_out;
 } chunkqueue;
 
-typedef enum {
-  HTTP_METHOD_UNSET = -1,
-  HTTP_METHOD_GET,
-  HTTP_METHOD_POST,
-  HTTP_METHOD_HEAD,
-  HTTP_METHOD_OPTIONS,
-  HTTP_METHOD_PROPFIND,
-  HTTP_METHOD_MKCOL,
-  HTTP_METHOD_PUT
-} http_method_t;
-
+typedef enum { HTTP_METHOD_GET, HTTP_METHOD_POST, HTTP_METHOD_HEAD } http_method_t;
 typedef enum { DIRECT, EXTERNAL } connection_type;
-
-typedef enum {
+enum {
   CON_STATE_CONNECT,
   CON_STATE_REQUEST_START,
-  CON_STATE_READ,
-  CON_STATE_REQUEST_END,
-  CON_STATE_READ_POST,
-  CON_STATE_HANDLE_REQUEST,
-  CON_STATE_RESPONSE_START,
-  CON_STATE_WRITE,
-  CON_STATE_RESPONSE_END,
+  CON_STATE_RESPONSE_END = 8,
   CON_STATE_ERROR,
   CON_STATE_CLOSE
-} connection_state_t;
-
-typedef enum {
-  HANDLER_UNSET,
-  HANDLER_GO_ON,
-  HANDLER_FINISHED,
-  HANDLER_COMEBACK,
-  HANDLER_WAIT_FOR_EVENT,
-  HANDLER_ERROR,
-  HANDLER_WAIT_FOR_FD
-} handler_t;
-
-typedef struct {
-  http_method_t http_method;
-  buffer* uri;
-  array* headers;
-  size_t content_length;
-} request;
-
-typedef struct {
-  array* headers;
-} response;
+};
+typedef enum { HANDLER_GO_ON = 1, HANDLER_FINISHED } handler_t;
 
 typedef struct connection {
-  connection_state_t state;
-  int keep_alive;
-  int file_finished;
-  int http_status;
+  int state, keep_alive, file_finished, http_status;
   connection_type mode; /* DIRECT, or the id of the plug-in that answers */
-  request request;
-  response response;
-  chunkqueue* request_content_queue;
-  chunkqueue* write_queue;
+  struct {
+    http_method_t http_method;
+    buffer* uri;
+    array* headers;
+    size_t content_length;
+  } request;
+  array* reply_headers;
+  chunkqueue *request_content_queue, *write_queue;
   void** plugin_ctx; /* one slot for each plug-in, by its id */
 } connection;
 
@@ -127,8 +82,6 @@ typedef struct plugin {
   handler_t (*set_defaults)(server* srv, void* p_d);
   handler_t (*cleanup)(server* srv, void* p_d);
   handler_t (*handle_uri_raw)(server* srv, connection* con, void* p_d);
-  handler_t (*handle_uri_clean)(server* srv, connection* con, void* p_d);
-  handler_t (*handle_subrequest)(server* srv, connection* con, void* p_d);
   handler_t (*handle_connection_close)(server* srv, connection* con, void* p_d);
   handler_t (*connection_reset)(server* srv, connection* con, void* p_d);
   void* data;

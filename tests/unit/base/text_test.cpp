@@ -16,25 +16,36 @@ TEST(Text, ReadsDecimalNumbersLeniently) {
                                               {"- 7", 0},
                                               {"+-3", 0},
                                               {"0x10", 0},
+                                              {"007", 7},
+                                              {"\x0e"
+                                               "5",
+                                               0},
+                                              {"\x08"
+                                               "5",
+                                               0},
                                               {"2147483647", INT_MAX},
                                               {"2147483648", INT_MAX},
                                               {"-2147483648", INT_MIN},
                                               {"-2147483649", INT_MIN},
                                               {"99999999999999999999999", INT_MAX},
-                                              {"-99999999999999999999999", INT_MIN},
-                                              {"007", 7}};
+                                              {"-99999999999999999999999", INT_MIN}};
   for (const auto& [text, value] : rows) EXPECT_EQ(text_to_int(text), value) << view_of(text);
 }
 
 TEST(Text, ReadsHexadecimalNumbersLeniently) {
   const std::pair<const char*, unsigned> rows[] = {{"", 0},
-                                                   {"fF", 255},
                                                    {" 0XfF", 255},
                                                    {"0x", 0},
                                                    {"1g", 1},
+                                                   {"x1", 0},
+                                                   {"09afAF", 0x09AFAF},
+                                                   {"1:", 1},
+                                                   {"1/", 1},
+                                                   {"1`", 1},
+                                                   {"1@", 1},
+                                                   {"1G", 1},
                                                    {"FFFFFFFF", UINT_MAX},
-                                                   {"100000000", UINT_MAX},
-                                                   {"x1", 0}};
+                                                   {"100000000", UINT_MAX}};
   for (const auto& [text, value] : rows) EXPECT_EQ(hex_to_uint(text), value) << text;
 }
 
@@ -42,16 +53,18 @@ TEST(Text, CopiesWhatFits) {
   char field[4] = "...";
   copy_text(field, "abcdef");
   EXPECT_STREQ(field, "abc");
-  copy_text(field, "");
-  EXPECT_STREQ(field, "");
+  copy_text(field, "x");
+  append_text(field, "yz12");
+  EXPECT_STREQ(field, "xyz");
   copy_text(field, 0, "abc");
-  EXPECT_STREQ(field, "");
+  EXPECT_STREQ(field, "xyz");
 }
 
 TEST(Text, IgnoresCaseOfAsciiLettersOnly) {
   EXPECT_TRUE(equal_ignoring_case("aZ9[", "Az9["));
   EXPECT_FALSE(equal_ignoring_case("a", "ab"));
-  EXPECT_FALSE(equal_ignoring_case("@", "`"));        // a case bit apart
+  EXPECT_FALSE(equal_ignoring_case("@", "`"));  // a case bit apart
+  EXPECT_FALSE(equal_ignoring_case("[", "{"));
   EXPECT_FALSE(equal_ignoring_case("\xc4", "\xe4"));  // in Latin-1 a letter
   EXPECT_TRUE(contains_ignoring_case("xxPureNetworks", "purenetworks"));
   EXPECT_TRUE(contains_ignoring_case("", ""));
@@ -61,14 +74,26 @@ TEST(Text, IgnoresCaseOfAsciiLettersOnly) {
 using GrowingText = DeviceTest;
 
 TEST_F(GrowingText, RemembersThatMemoryRanOut) {
-  for (unsigned at = 1; at <= 3; ++at) {
+  for (unsigned at = 1; at <= 8; ++at) {
     Text text;
     heap.fail({at});
     for (int i = 0; i < 40; ++i) text.append("abc");
     EXPECT_EQ(text.failed(), heap.fault_met());
     EXPECT_EQ(text.size(), text.failed() ? 0U : 120U);
     EXPECT_EQ(text.release() == nullptr, heap.fault_met());
+    EXPECT_TRUE(at < 8 || !heap.fault_met()) << "few steps for many appends";
   }
+}
+
+TEST_F(GrowingText, InsertsAndShrinks) {
+  Text text;
+  text.append("ac");
+  text.insert(1, 'b', 3);
+  text.insert(9, 'x', 3);
+  EXPECT_EQ(text.view(), "abbbc");
+  text.shrink(9);
+  text.shrink(2);
+  EXPECT_STREQ(text.release().get(), "ab");
 }
 
 }  // namespace

@@ -1,28 +1,30 @@
+// What makes an image valid, and the flash writer. (The request that carries an image:
+// actions/firmware_test.cpp.)
 #include "firmware/upgrade.hpp"
 
 #include "firmware/flash.hpp"
 #include "mkfirmware/image_maker.hpp"
-#include "support/cases.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test {
 namespace {
 
-using Effects = std::vector<std::string>;
 using mkfirmware::Flaw;
 
 const std::string kData = "the data of an image";
-constexpr const char* kTable = "dev:    size   erasesize  name\nmtd0: 00030000 00010000 \"Bootloader\"\n";
-
-std::span<const unsigned char> bytes_of(const std::string& text) {
-  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
-}
+const std::string kTable = "dev:    size   erasesize  name\nmtd0: 00030000 00010000 \"Bootloader\"\n";
+const std::string kImageFile = "/var/hnapUploadedFirmware";
+const Effects kWriter = {"run gpio l 6 5 5 132 0 1&",
+                         "run /bin/mtd_write -o 0 -l 84 write /var/hnapUploadedFirmware Kernel&", "sleep 2"};
 
 std::string kernel_line(const std::string& size) {
   return "mtd1: " + size + " 00010000 \"Kernel\"\n";
 }
-
 std::string image_with(Flaw flaw, std::uint32_t board = 0x027215) {
   return mkfirmware::make_image(kData, {"test", board, flaw});
+}
+std::span<const unsigned char> bytes_of(const std::string& text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
 class Firmware : public DeviceTest {
@@ -30,6 +32,11 @@ class Firmware : public DeviceTest {
   Firmware() {
     device.files["/var/boardid"] = "027215\n";
     device.files["/proc/mtd"] = kTable + kernel_line("00fb0000");
+  }
+  ImageFault fault_of(const std::string& image) {
+    const ImageFault fault = check_image(bytes_of(image));
+    EXPECT_EQ(kd_hnap_is_valid_firmware(bytes_of(image)), fault == ImageFault::none);
+    return fault;
   }
 };
 
@@ -39,26 +46,28 @@ TEST_F(Firmware, EachCheckHasItsCause) {
   const struct {
     const char* name;
     std::string image;
-    image_fault fault;
+    ImageFault fault;
     Effects effects;
   } rows[] = {
-      {"valid", image_with(Flaw::none), image_fault::none, all},
-      {"bytes behind the data", image_with(Flaw::none) + "more", image_fault::none, all},
-      {"nothing", "", image_fault::size, none},
-      {"63 bytes", image_with(Flaw::short_image), image_fault::size, none},
-      {"64 bytes of no data", mkfirmware::make_image("", {}), image_fault::none, all},
-      {"64 bytes of missing data", image_with(Flaw::header_only), image_fault::data_crc, board},
-      {"magic", image_with(Flaw::magic), image_fault::magic, none},
-      {"header checksum", image_with(Flaw::header_crc), image_fault::header_crc, none},
-      {"maker's mark", image_with(Flaw::maker_magic), image_fault::maker_magic, none},
-      {"another board", image_with(Flaw::board), image_fault::board, board},
-      {"data checksum", image_with(Flaw::data_crc), image_fault::data_crc, board},
-      {"4 GB announced", image_with(Flaw::huge_data_size), image_fault::data_crc, board},
-      {"one byte too few", image_with(Flaw::data_size), image_fault::data_crc, board},
+      {"valid", image_with(Flaw::none), ImageFault::none, all},
+      {"bytes behind the data", image_with(Flaw::none) + "more", ImageFault::none, all},
+      {"nothing", "", ImageFault::size, none},
+      {"63 bytes", image_with(Flaw::short_image), ImageFault::size, none},
+      {"64 bytes of no data", mkfirmware::make_image("", {}), ImageFault::none, all},
+      {"64 bytes of missing data", image_with(Flaw::header_only), ImageFault::data_crc, board},
+      {"magic", image_with(Flaw::magic), ImageFault::magic, none},
+      {"header checksum", image_with(Flaw::header_crc), ImageFault::header_crc, none},
+      {"maker's mark", image_with(Flaw::maker_magic), ImageFault::maker_magic, none},
+      {"another board", image_with(Flaw::board), ImageFault::board, board},
+      {"data checksum", image_with(Flaw::data_crc), ImageFault::data_crc, board},
+      {"4 GB announced", image_with(Flaw::huge_data_size), ImageFault::data_crc, board},
+      {"one byte too few", image_with(Flaw::data_size), ImageFault::data_crc, board},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(check_image(nullptr, bytes_of(row.image)), row.fault) << row.name;
+    effects();
+    EXPECT_EQ(check_image(bytes_of(row.image)), row.fault) << row.name;
     EXPECT_EQ(effects(), row.effects) << row.name;
+    fault_of(row.image);
   }
 }
 
@@ -82,110 +91,71 @@ TEST_F(Firmware, BoardNumbers) {
   for (const auto& row : rows) {
     device.files.erase("/var/boardid");
     if (row.file) device.files["/var/boardid"] = row.file;
-    const std::string image = image_with(Flaw::none, row.image_board);
-    EXPECT_EQ(check_image(nullptr, bytes_of(image)), row.fits ? image_fault::none : image_fault::board)
+    EXPECT_EQ(fault_of(image_with(Flaw::none, row.image_board)),
+              row.fits ? ImageFault::none : ImageFault::board)
         << row.name;
   }
 }
 
 TEST_F(Firmware, PartitionMustHoldTheData) {
   ASSERT_EQ(kData.size(), 0x14u);
-  const std::string image = image_with(Flaw::none);
+  const std::string image = image_with(Flaw::none), empty = mkfirmware::make_image("", {});
+  const std::string one = mkfirmware::make_image("1", {});
   const struct {
     const char* name;
-    std::string table;
+    std::string table, image;
     bool fits;
   } rows[] = {
-      {"exactly", kTable + kernel_line("00000014"), true},
-      {"one byte short", kTable + kernel_line("00000013"), false},
-      {"the first of two", kTable + kernel_line("00000014") + kernel_line("00000001"), true},
-      {"above 2 GB", kTable + kernel_line("ffffffff"), true},
-      {"no such partition", kTable, false},
-      {"name without quotes", "mtd1: 00fb0000 00010000 Kernel\n", false},
-      {"a column is missing", "mtd1: 00fb0000 \"Kernel\"\n", false},
-      {"behind a long line", "mtd0: " + std::string(511 - 6, 'f') + kernel_line("00fb0000"), true},
-      {"no line end", "mtd1: 14 1 \"Kernel\"", true},
+      {"exactly", kTable + kernel_line("00000014"), image, true},
+      {"one byte short", kTable + kernel_line("00000013"), image, false},
+      {"the first of two", kTable + kernel_line("00000014") + kernel_line("00000001"), image, true},
+      {"above 2 GB", kTable + kernel_line("ffffffff"), image, true},
+      {"no such partition", kTable, image, false},
+      {"no such partition, one byte", kTable, one, false},
+      {"no such partition, nothing to hold", kTable, empty, true},
+      {"name without quotes", "mtd1: 00fb0000 00010000 Kernel\n", image, false},
+      {"a column is missing", "mtd1: 00fb0000 \"Kernel\"\n", image, false},
+      {"behind a long line", "mtd0: " + std::string(511 - 6, 'f') + kernel_line("00fb0000"), image, true},
+      {"no line end", "mtd1: 14 1 \"Kernel\"", image, true},
   };
   for (const auto& row : rows) {
     device.files["/proc/mtd"] = row.table;
-    EXPECT_EQ(check_image(nullptr, bytes_of(image)), row.fits ? image_fault::none : image_fault::partition)
-        << row.name;
+    EXPECT_EQ(fault_of(row.image), row.fits ? ImageFault::none : ImageFault::partition) << row.name;
   }
-}
-
-TEST_F(Firmware, WithoutPartitionTableOnlyNothingFits) {
   device.files.erase("/proc/mtd");
-  EXPECT_EQ(check_image(nullptr, bytes_of(image_with(Flaw::none))), image_fault::partition);
+  effects();
+  EXPECT_EQ(check_image(bytes_of(one)), ImageFault::partition);
   EXPECT_EQ(effects(), (Effects{"open /var/boardid r", "open /proc/mtd r", "print mtd support not enable?"}));
-  EXPECT_EQ(check_image(nullptr, bytes_of(mkfirmware::make_image("", {}))), image_fault::none);
+  EXPECT_EQ(fault_of(empty), ImageFault::none);
 }
 
-hnap_request request_with(std::string_view body) {
-  hnap_request request;
-  request.content.reset(reinterpret_cast<unsigned char*>(copy_of(body).release()));
-  request.content_len = static_cast<std::uint32_t>(body.size());
-  return request;
-}
-
-constexpr const char* kGpio = "run gpio l 6 5 5 132 0 1&";
-constexpr const char* kWriter = "run /bin/mtd_write -o 0 -l 84 write /var/hnapUploadedFirmware Kernel&";
-constexpr const char* kRemove = "run rm /var/hnapUploadedFirmware";
-
-TEST_F(Firmware, UploadsThatHoldNoImage) {
-  const std::string image = image_with(Flaw::none);
-  const auto upload = [&](Flaw flaw) { return mkfirmware::make_upload(image, 76, flaw); };
+TEST_F(Firmware, ImageFileGoesWhenWritingOrFlashingFailed) {
+  const std::string image = image_with(Flaw::none), removed = "run rm " + kImageFile;
   const struct {
     const char* name;
-    std::string body;
-    bool decoded;
+    void (*prepare)(Device& device);
+    Effects done;
   } rows[] = {
-      {"no body", "", false},
-      {"no tags", upload(Flaw::no_tags), false},
-      {"closing tag first", upload(Flaw::swapped_tags), false},
-      {"no closing tag", upload(Flaw::no_closing_tag), false},
-      {"closing tag cut", upload(Flaw::none).substr(0, upload(Flaw::none).find("</Base64Image>") + 13),
-       false},
-      {"nothing between them", upload(Flaw::empty_text), true},
-      {"no base64", upload(Flaw::rubbish_text), true},
-      {"a NUL half-way", upload(Flaw::cut_text), true},
-      {"a bad image", mkfirmware::make_upload(image_with(Flaw::magic), 76, Flaw::none), true},
+      {"cannot be opened", [](Device& d) { d.broken.insert(kImageFile); }, {}},
+      {"full disk", [](Device& d) { d.full.insert(kImageFile); }, {"write " + kImageFile + " ", removed}},
+      {"full disk that shows at the end",
+       [](Device& d) { d.full_at_close.insert(kImageFile); },
+       {"write " + kImageFile + " " + image, removed}},
+      {"no progress", [](Device&) {}, {"write " + kImageFile + " " + image, kWriter[0], kWriter[1]}},
   };
   for (const auto& row : rows) {
-    hnap_request request = request_with(row.body);
-    EXPECT_EQ(kd_hnap_firmware_upgrade(request), -1) << row.name;
-    EXPECT_EQ(request.content_len != row.body.size(), row.decoded) << row.name;
-    EXPECT_EQ(device.changes(), Effects{}) << row.name;
+    device.broken.clear();
+    device.full.clear();
+    device.full_at_close.clear();
+    row.prepare(device);
+    effects();
+    EXPECT_EQ(kd_hnap_firmware_upgrade(bytes_of(image)), -1) << row.name;
+    Effects done = changes();
+    EXPECT_TRUE(done.empty() || done.back() == removed) << row.name;
+    done.resize(row.done.size());
+    EXPECT_EQ(done, row.done) << row.name;
+    EXPECT_FALSE(device.files.contains(kImageFile)) << row.name;
   }
-}
-
-TEST_F(Firmware, ImageReplacesTheBody) {
-  const std::string image = image_with(Flaw::none);
-  device.files["/var/upgrade_progress"] = "100\n";
-  for (const std::size_t columns : {0u, 4u, 76u, 77u}) {
-    hnap_request request = request_with(mkfirmware::make_upload(image, columns, Flaw::none));
-    EXPECT_EQ(kd_hnap_firmware_upgrade(request), 0);
-    ASSERT_EQ(request.content_len, image.size());
-    EXPECT_TRUE(std::equal(image.begin(), image.end(), reinterpret_cast<char*>(request.content.get())));
-    EXPECT_EQ(std::exchange(device.files["/var/hnapUploadedFirmware"], ""), image) << columns;
-    EXPECT_EQ(device.changes(),
-              (Effects{"write /var/hnapUploadedFirmware " + image, kGpio, kWriter, "sleep 2", "sleep 2"}));
-    device.journal.clear();
-  }
-}
-
-TEST_F(Firmware, ImageFileThatCannotBeWritten) {
-  const std::string body = mkfirmware::make_upload(image_with(Flaw::none), 76, Flaw::none);
-  hnap_request request = request_with(body);
-  device.broken.insert("/var/hnapUploadedFirmware");
-  EXPECT_EQ(kd_hnap_firmware_upgrade(request), -1);
-  EXPECT_EQ(device.changes(), Effects{});
-
-  device.broken.clear();
-  device.full.insert("/var/hnapUploadedFirmware");
-  request = request_with(body);
-  EXPECT_EQ(kd_hnap_firmware_upgrade(request), -1);
-  EXPECT_EQ(device.changes(), (Effects{"write /var/hnapUploadedFirmware ", kRemove}));
-  EXPECT_FALSE(device.files.contains("/var/hnapUploadedFirmware"));
 }
 
 // What the writer reports, and when; its file is gone where the text is null.
@@ -206,39 +176,30 @@ TEST_F(Firmware, FollowsTheWriter) {
       {"starts at the last moment", {{30, "100"}}, 100, 32},
       {"starts a moment too late", {{32, "100"}}, -1, 32},
       {"dies half-way", {{2, "42"}, {10, nullptr}}, -1, 40},
+      {"a pause, then one that is one too long", {{4, nullptr}, {20, "42"}, {22, nullptr}}, -1, 52},
       {"stands at 42 for an hour", {{2, "42"}, {3600, "100"}}, 100, 3602},
+      {"more than everything", {{2, "99"}, {4, "101"}}, 101, 6},
       {"rubbish is 0", {{2, "rubbish"}, {50, "100"}}, 100, 52},
       {"-1 is no progress", {{2, "-1"}}, -1, 32},
       {"only seven characters", {{2, "00001009"}}, 100, 4},
       {"an old report counts", {{0, "100"}}, 100, 4},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
     device.files.erase("/var/upgrade_progress");
-    device.journal.clear();
+    effects();
     const unsigned start = device.seconds();
     for (const Report& report : row.reports) {
-      device.at(start + report.seconds, [text = report.text](Device& d) {
-        d.files.erase("/var/upgrade_progress");
-        if (text) d.files["/var/upgrade_progress"] = text;
-      });
+      device.at(start + report.seconds, report.text ? has_file("/var/upgrade_progress", report.text)
+                                                    : has_no_file("/var/upgrade_progress"));
     }
     device.sleep(0);  // what is there from the start
-    hnap_request request;
-    request.content_len = 84;
-    EXPECT_EQ(kd_hnap_program_firmware(request), row.progress);
-    EXPECT_EQ(device.seconds() - start, row.seconds);
-    EXPECT_EQ(Effects(device.journal.begin(), device.journal.begin() + 3),
-              (Effects{kGpio, kWriter, "sleep 2"}));
+    EXPECT_EQ(kd_hnap_program_firmware(84), row.progress) << row.name;
+    EXPECT_EQ(device.seconds() - start, row.seconds) << row.name;
+    Effects done = effects();
+    done.resize(3);
+    EXPECT_EQ(done, kWriter);
     device.sleep(std::uint64_t{5000} * 1000000);  // reports that came too late
   }
-}
-
-TEST_F(Firmware, ImageFileGoesWhenFlashingFailed) {
-  hnap_request request = request_with(mkfirmware::make_upload(image_with(Flaw::none), 76, Flaw::none));
-  EXPECT_EQ(kd_hnap_firmware_upgrade(request), -1);
-  EXPECT_EQ(device.journal.back(), kRemove);
-  EXPECT_FALSE(device.files.contains("/var/hnapUploadedFirmware"));
 }
 
 }  // namespace

@@ -1,23 +1,26 @@
 // The client list and GetConnectedDevices.
 #include "platform/client_list.hpp"
 
-#include "support/cases.hpp"
+#include "base/text.hpp"
+#include "support/action_rows.hpp"
 #include "support/radio_reports.hpp"
 
 namespace kd::test {
 namespace {
 
+using Clients = DeviceTest;
+
 constexpr const char* kPidFile = "/var/run/kd_client_list.pid";
 constexpr const char* kListFile = "/tmp/connected_client_list";
-constexpr const char* kChannelCommand =
-    "iwconfig ra0 | grep Channel | awk '{print $2}' | sed 's/Channel=//g'";
-
-std::string client_line(const std::string& name, const std::string& type = "Wired",
-                        const std::string& mac = "02:AA:00:00:00:01", const std::string& active = "true") {
-  return "08:15\t" + mac + "\t10.0.0.2\t" + name + "\tx\t" + type + "\t" + active + "\n";
-}
+const std::string kMac = "02:AA:00:00:00:01";
 
 TEST(ClientLine, HasSevenColumns) {
+  const auto long_line = [](std::size_t time, std::size_t mac, std::size_t address, std::size_t name,
+                            std::size_t active, const char* separator, const char* mode) {
+    return std::string(time, 't') + separator + std::string(mac, 'm') + separator +
+           std::string(address, 'a') + separator + std::string(name, 'n') + separator + mode + separator +
+           std::string(active, 'y');
+  };
   const std::pair<std::string, std::string> rows[] = {
       // fields joined by "|"; empty: skipped
       {"t\tm\ta\tn\tx\tEthernet\ttrue", "t|m|a|n|false|true"},
@@ -27,10 +30,7 @@ TEST(ClientLine, HasSevenColumns) {
       {"t\tm\ta\tn\tx\tWireless", ""},
       {"", ""},
       {"t\tm\ta\tn\tx\tw\tyes\tz", "t|m|a|n|false|yes\tz"},
-      {std::string(30, 't') + "\t" + std::string(30, 'm') + "\t" + std::string(30, 'a') + "\t" +
-           std::string(300, 'n') + "\tx\tw\t" + std::string(9, 'y'),
-       std::string(19, 't') + "|" + std::string(17, 'm') + "|" + std::string(16, 'a') + "|" +
-           std::string(255, 'n') + "|false|yyyyy"}};
+      {long_line(30, 30, 30, 300, 9, "\t", "x\tw"), long_line(19, 17, 16, 255, 5, "|", "false")}};
   for (const auto& [line, fields] : rows) {
     client_entry entry{};
     const bool taken = parse_client_line(line, entry);
@@ -47,6 +47,7 @@ TEST(DeviceName, ControlCharactersTakeTheNextAlong) {
       {"a\tbc", "a??c"},
       {"line\nend\n", "line\nend\n"},
       {"\x01\x02z", "??z"},
+      {"\x1F ", "??"},
       {"caf\xC3\xA9", "caf??"},
       {"\x7F", "\x7F"},
       {"a\xFF", "a??"},
@@ -60,7 +61,7 @@ TEST(DeviceName, ControlCharactersTakeTheNextAlong) {
   }
 }
 
-TEST_F(DeviceTest, LearnsNames) {
+TEST_F(Clients, LearnsNames) {
   const struct {
     const char* name;
     std::string listed, netbios, mdns;  // "-": no such file
@@ -75,7 +76,6 @@ TEST_F(DeviceTest, LearnsNames) {
       {"a nul byte ends it", "phone", std::string("a\0b", 3), "-", "a"},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
     device.files.clear();
     if (row.netbios != "-") device.files["/tmp/hostname_netbios_10.0.0.2"] = row.netbios;
     if (row.mdns != "-") device.files["/tmp/hostname_mdns_10.0.0.2"] = row.mdns;
@@ -83,121 +83,117 @@ TEST_F(DeviceTest, LearnsNames) {
     copy_text(entry.network_address, "10.0.0.2");
     copy_text(entry.device_name, row.listed);
     learn_device_name(entry);
-    EXPECT_EQ(std::string{entry.device_name}, row.learned);
+    EXPECT_EQ(std::string{entry.device_name}, row.learned) << row.name;
   }
   effects();
   client_entry entry{};
   copy_text(entry.network_address, "/../etc/passwd");
   learn_device_name(entry);
-  EXPECT_TRUE(effects().empty());
+  EXPECT_EQ(effects(), Effects{});
 }
 
-void prepare_daemon(Device& device) {
-  device.files[kPidFile] = "77\n";
-  device.files[kListFile] = "";
-  device.outputs[kChannelCommand] = "6\n";
+std::string line(const std::string& name, const std::string& type = "Wired", const std::string& mac = kMac) {
+  return "08:15\t" + mac + "\t10.0.0.2\t" + name + "\tx\t" + type + "\ttrue\n";
+}
+std::string client(const std::string& name, const std::string& port, const std::string& wireless = "true",
+                   const std::string& mac = kMac) {
+  return "ConnectedClient{ConnectTime=08:15|MacAddress=" + mac + "|DeviceName=" + name + "|PortName=" + port +
+         "|Wireless=" + wireless + "|Active=true}";
+}
+std::string said(unsigned number, const std::string& name, const std::string& port,
+                 const std::string& wireless = "true", const std::string& mac = kMac) {
+  return "console " + std::to_string(number) + " - 08:15, " + mac + ", " + name + ", " + port + ", " +
+         wireless + ", true\n";
 }
 
-const std::vector<std::string> kAsked = {"kill 77 USR1", "sleep 2"};
-
-std::string client(const std::string& name, const std::string& port, const std::string& wireless,
-                   const std::string& mac = "02:AA:00:00:00:01") {
-  return "<ConnectedClient>\n<ConnectTime>08:15</ConnectTime>\n<MacAddress>" + mac +
-         "</MacAddress>\n<DeviceName>" + name + "</DeviceName>\n<PortName>" + port +
-         "</PortName>\n<Wireless>" + wireless + "</Wireless>\n<Active>true</Active>\n</ConnectedClient>\n";
+// The daemon lists these lines; the driver knows these stations.
+Device::Step lists(const std::string& lines, const std::string& stations = "", const char* channel = "6\n") {
+  return in_turn({has_file(kPidFile, "77\n"), has_file(kListFile, lines), prints(kStationsCommand, stations),
+                  prints("iwconfig ra0 | grep Channel | awk '{print $2}' | sed 's/Channel=//g'", channel)});
 }
-std::string clients(const std::string& all) {
-  return "<GetConnectedDevicesResult>OK</GetConnectedDevicesResult>\n<ConnectedClients>\n" + all +
-         "</ConnectedClients>\n";
+ActionRow row(const char* name, Device::Step prepare, const std::string& clients, Effects changes,
+              bool is_asked = true) {
+  if (is_asked) changes.insert(changes.begin(), {"kill 77 USR1", "sleep 2"});
+  return {.name = name,
+          .action = "GetConnectedDevices",
+          .reply = "OK|ConnectedClients{" + clients + "}",
+          .changes = std::move(changes),
+          .prepare = std::move(prepare),
+          .reads = true,
+          .may_miss = "run iwpriv ra0 show stainfo"};
 }
-const std::string kNobody = clients(
-    "<ConnectedClient>\n<ConnectTime></ConnectTime>\n<MacAddress></MacAddress>\n<DeviceName></DeviceName>\n"
-    "<PortName></PortName>\n<Wireless></Wireless>\n<Active></Active>\n</ConnectedClient>\n");
+const std::string kNobody =
+    "ConnectedClient{ConnectTime=|MacAddress=|DeviceName=|PortName=|Wireless=|Active=}";
+const std::string kPhone = line("phone", "Wireless"), kPoint = station(kMac, "OFDM", "20M", "54");
+constexpr const char* kShow = "run iwpriv ra0 show stainfo";
 
-ActionCase row(const char* name, std::string reply, std::vector<std::string> changes, Device::Step prepare) {
-  ActionCase made{name, "GetConnectedDevices", {}, std::move(reply), std::move(changes), std::move(prepare)};
-  made.varies = true;
-  return made;
+Effects said_of(unsigned count) {
+  Effects all;
+  for (unsigned i = 1; i <= count; ++i) all.push_back(said(i, "tv", "LAN", "false"));
+  return all;
 }
-
-// The console's line for each client, behind the question.
-std::vector<std::string> said(const std::string& client, bool wireless = false) {
-  std::vector<std::string> all = kAsked;
-  if (wireless) all.push_back("run iwpriv ra0 show stainfo");
-  all.push_back("console 1 - 08:15, " + client + (wireless ? ", true, true\n" : ", false, true\n"));
+std::string repeated(unsigned count, const std::string& text, const char* separator) {
+  std::string all;
+  for (unsigned i = 0; i < count; ++i) all += (i ? separator : "") + text;
   return all;
 }
 
-Device::Step lists(const std::string& lines, const std::string& stations = "", const char* channel = "6\n") {
-  return in_turn({prepare_daemon, has_file(kListFile, lines), prints(kStationsCommand, stations),
-                  prints(kChannelCommand, channel)});
-}
-const std::string kMac = "02:AA:00:00:00:01", kPhone = client_line("phone", "Wireless");
-
-const ActionCase
-    kRows[] =
-        {
-            row("nobody", kNobody, kAsked, prepare_daemon),
-            row("wired, encoded", clients(client("A&amp;B", "LAN", "false")), said(kMac + ", A&B, LAN"),
-                lists(client_line("A&B"))),
-            row("wireless, found in any letter case",
-                clients(client("phone", "WLAN 802.11n", "true", "02:aa:00:00:00:02")),
-                said("02:aa:00:00:00:02, phone, WLAN 802.11n", true),
-                lists("too\tfew\n" + client_line("phone", "Wireless", "02:aa:00:00:00:02"),
-                      station(kMac, "CCK", "20M", "11") + "short\n" +
-                          station("02:AA:00:00:00:02", "HTMIX", "20M", "65"))),
-            row("5 GHz", clients(client("phone", "WLAN 802.11a", "true")),
-                said(kMac + ", phone, WLAN 802.11a", true),
-                lists(kPhone, station(kMac, "OFDM", "20M", "300"), "36")),
-            row("not in the table, no last line end", clients(client("phone", "unknow", "true")),
-                said(kMac + ", phone, unknow", true), lists(kPhone.substr(0, kPhone.size() - 1))),
-            row("a mode that nobody knows", clients(client("phone", "unknow", "true")),
-                said(kMac + ", phone, unknow", true), lists(kPhone, station(kMac, "CCK", "20M", "12"))),
-            row("no address matches nothing", clients(client("phone", "unknow", "true", "")),
-                said(", phone, unknow", true),
-                lists(client_line("phone", "Wireless", ""), station(kMac, "OFDM", "20M", "54"))),
-            row("control characters", clients(client("a??c", "LAN", "false")), said(kMac + ", a\1bc, LAN"),
-                lists(client_line("a\1bc"))),
-            row("a line of 8000 bytes is one client", clients(client("tv", "LAN", "false")),
-                said(kMac + ", tv, LAN"),
-                lists(std::string(8000, 'x') + client_line("no") + client_line("tv"))),
-            row("stations asked for each wireless client",
-                clients(client("a", "unknow", "true") + client("b", "LAN", "false") +
-                        client("c", "unknow", "true")),
-                {"kill 77 USR1", "sleep 2", "run iwpriv ra0 show stainfo", "run iwpriv ra0 show stainfo",
-                 "console 1 - 08:15, " + kMac + ", a, unknow, true, true\n",
-                 "console 2 - 08:15, " + kMac + ", b, LAN, false, true\n",
-                 "console 3 - 08:15, " + kMac + ", c, unknow, true, true\n"},
-                lists(client_line("a", "Wireless") + client_line("b") + client_line("c", "Wireless"))),
-            row("list that cannot be opened", kNobody,
-                kAsked, in_turn({prepare_daemon, cannot_open(kListFile)})),
-            row("no pid file", kNobody, {}, has_file(kListFile, client_line("tv"))),
-            row("pid file without a number", kNobody, {"sleep 2"},
-                in_turn({prepare_daemon, has_file(kPidFile, "rubbish")})),
-            row("pid below 0", kNobody, {"sleep 2"}, in_turn({prepare_daemon, has_file(kPidFile, "-1\n")})),
-            row("the list comes late", kNobody,
-                {"kill 77 USR1", "sleep 2", "kill 77 USR1", "sleep 2", "kill 77 USR1", "sleep 2"},
-                [](Device& d) {
-                  d.files[kPidFile] = "77\n";
-                  d.at(5, has_file(kListFile, ""));
-                }),
+const ActionRow kRows[] = {
+    row("wired and wireless, stations asked for each",
+        lists(line("a", "Wireless") + line("b") + line("c", "Wireless")),
+        client("a", "unknow") + "|" + client("b", "LAN", "false") + "|" + client("c", "unknow"),
+        {kShow, kShow, said(1, "a", "unknow"), said(2, "b", "LAN", "false"), said(3, "c", "unknow")}),
+    row("nobody", lists(""), kNobody, {}),
+    row("everything is encoded", lists("<t>\t<m>\t10.0.0.2\tA&B\tx\tWired\t<y>\n"),
+        "ConnectedClient{ConnectTime=&lt;t&gt;|MacAddress=&lt;m&gt;|DeviceName=A&amp;B|PortName=LAN|Wireless="
+        "false"
+        "|Active=&lt;y&gt;}",
+        {"console 1 - <t>, <m>, A&B, LAN, false, <y>\n"}),
+    row("found in any letter case",
+        lists("too\tfew\n" + line("phone", "Wireless", "02:aa:00:00:00:02"),
+              station(kMac, "CCK", "20M", "11") + "short\n" +
+                  station("02:AA:00:00:00:02", "HTMIX", "20M", "65")),
+        client("phone", "WLAN 802.11n", "true", "02:aa:00:00:00:02"),
+        {kShow, said(1, "phone", "WLAN 802.11n", "true", "02:aa:00:00:00:02")}),
+    row("5 GHz", lists(kPhone, station(kMac, "OFDM", "20M", "300"), "36"), client("phone", "WLAN 802.11a"),
+        {kShow, said(1, "phone", "WLAN 802.11a")}),
+    row("not in the table, no last line end", lists(kPhone.substr(0, kPhone.size() - 1)),
+        client("phone", "unknow"), {kShow, said(1, "phone", "unknow")}),
+    row("a mode that nobody knows", lists(kPhone, station(kMac, "CCK", "20M", "12")),
+        client("phone", "unknow"), {kShow, said(1, "phone", "unknow")}),
+    row("no address matches nothing", lists(line("phone", "Wireless", ""), kPoint),
+        client("phone", "unknow", "true", ""), {kShow, said(1, "phone", "unknow", "true", "")}),
+    row("a name that was learned, made printable",
+        in_turn({lists(line("a\1bc")), has_file("/tmp/hostname_mdns_10.0.0.2", "A\1B")}),
+        client("A??", "LAN", "false"), {said(1, "a\1bc", "LAN", "false")}),
+    row("a line of 8000 bytes is one client", lists(std::string(8000, 'x') + line("no") + line("tv")),
+        client("tv", "LAN", "false"), said_of(1)),
+    row("40 clients", lists(repeated(40, line("tv"), "")), repeated(40, client("tv", "LAN", "false"), "|"),
+        said_of(40)),
+    row("list that cannot be opened", in_turn({lists(""), cannot_open(kListFile)}), kNobody, {}),
+    row("no pid file", has_file(kListFile, line("tv")), kNobody, {}, false),
+    row("pid file without a number", in_turn({lists(""), has_file(kPidFile, "rubbish")}), kNobody,
+        {"sleep 2"}, false),
+    row("pid below 0", in_turn({lists(""), has_file(kPidFile, "-1\n")}), kNobody, {"sleep 2"}, false),
+    row("the list comes late",
+        in_turn({has_file(kPidFile, "77\n"), [](Device& d) { d.at(5, has_file(kListFile, "")); }}), kNobody,
+        {"kill 77 USR1", "sleep 2", "kill 77 USR1", "sleep 2"}),
 };
-INSTANTIATE_TEST_SUITE_P(ConnectedDevices, ActionTest, ::testing::ValuesIn(kRows), row_name);
-
-std::ptrdiff_t opens_of(const std::vector<std::string>& effects, const std::string& path) {
-  return std::count(effects.begin(), effects.end(), "open " + path + " r");
-}
+const bool kAdded = add_rows("ConnectedDevices", kRows);
 
 // Six tries at first; a file that vanishes later is tried five times more.
-TEST_F(DeviceTest, CountsItsTriesAtThePidFile) {
-  client_list list;
-  EXPECT_EQ(kd_hnap_get_client_list(nullptr, list), -1);
-  EXPECT_EQ(opens_of(effects(), kPidFile), 6);
+TEST_F(Clients, CountsItsTriesAtThePidFile) {
+  const auto tries = [this] {
+    ClientList list;
+    EXPECT_EQ(kd_hnap_get_client_list(list), -1);
+    EXPECT_EQ(list.head, nullptr);
+    const Effects done = effects();
+    return std::count(done.begin(), done.end(), std::string{"open "} + kPidFile + " r");
+  };
+  EXPECT_EQ(tries(), 6);
   device.files[kPidFile] = "77\n";
-  device.at(1, [](Device& later) { later.files.erase(kPidFile); });
-  EXPECT_EQ(kd_hnap_get_client_list(nullptr, list), -1);
-  EXPECT_EQ(opens_of(effects(), kPidFile), 1 + 5);
-  EXPECT_EQ(list.head, nullptr);
+  device.at(1, has_no_file(kPidFile));
+  EXPECT_EQ(tries(), 1 + 5);
 }
 
 }  // namespace

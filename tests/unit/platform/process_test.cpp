@@ -11,25 +11,25 @@ std::string line(int pid, const std::string& user, const std::string& command) {
   return std::to_string(pid) + " " + user + " 900 S " + command + "\n";
 }
 
-TEST_F(Process, FindsTheFirstByPartOfItsCommand) {
-  const std::string header = "  PID USER       VSZ STAT COMMAND\n";
-  const std::string long_word(400, 'u');
+TEST_F(Process, FindsTheFirstProcessByPartOfItsCommand) {
+  const std::string header = "  PID USER       VSZ STAT COMMAND\n", long_word(400, 'u'),
+                    wscd = line(7, "root", "wscd");
   const struct {
     const char* name;
     std::string list;
     int pid;
   } rows[] = {
-      {"with header", header + line(1, "root", "init") + line(7, "root", "wscd"), 7},
-      {"without header", line(7, "root", "wscd") + line(1, "root", "init"), 7},
-      {"first of two", header + line(5, "root", "/usr/sbin/wscd2") + line(7, "root", "wscd"), 5},
-      {"only the first word counts", header + line(5, "root", "sh -c wscd") + line(7, "root", "wscd"), 7},
-      {"line longer than its buffer", header + line(5, long_word, "wscd") + line(7, "root", "wscd"), 7},
-      {"what is cut off is no line", header + "5 " + std::string(253, 'u') + line(7, "root", "wscd"), 0},
-      {"header longer than its buffer", " PID " + long_word + "\n" + line(7, "root", "wscd"), 7},
+      {"with header", header + line(1, "root", "init") + wscd, 7},
+      {"without header", wscd + line(1, "root", "init"), 7},
+      {"first of two", header + line(5, "root", "/usr/sbin/wscd2") + wscd, 5},
+      {"only the first word counts", header + line(5, "root", "sh -c wscd") + wscd, 7},
+      {"line longer than its buffer", header + line(5, long_word, "wscd") + wscd, 7},
+      {"what is cut off is no line", header + "5 " + std::string(253, 'u') + wscd, 0},
+      {"header longer than its buffer", " PID " + long_word + "\n" + wscd, 7},
       {"name behind 63 characters", header + line(7, "root", std::string(60, '/') + "wscd"), 0},
       {"name within 63 characters", header + line(7, "root", std::string(59, '/') + "wscd"), 7},
       {"four fields", header + "7 root 900 wscd\n", 0},
-      {"empty line ends nothing", header + "\n" + line(7, "root", "wscd"), 7},
+      {"empty line ends nothing", header + "\n" + wscd, 7},
       {"NUL bytes", header + std::string("7 \0 root", 8) + "\n" + line(8, "root", "wscd"), 8},
       {"nobody", header + line(1, "root", "init"), 0},
   };
@@ -38,17 +38,12 @@ TEST_F(Process, FindsTheFirstByPartOfItsCommand) {
     EXPECT_EQ(kd_get_process_pid("wscd"), row.pid) << row.name;
     EXPECT_FALSE(device.files.contains("/var/psInfo")) << row.name;
   }
-}
-
-TEST_F(Process, LooksForNothingWithoutAName) {
+  effects();
   EXPECT_EQ(kd_get_process_pid(nullptr) + kd_get_process_pid(""), 0);
-  EXPECT_EQ(effects(), std::vector<std::string>{});
-}
-
-TEST_F(Process, TellsAnUnreadableListFromNoProcess) {
+  EXPECT_EQ(effects(), Effects{});
   device.broken.insert("/var/psInfo");
-  EXPECT_EQ(kd_get_process_pid("wscd"), -1);
-  EXPECT_EQ(effects(), (std::vector<std::string>{"run ps > /var/psInfo 2>/dev/null", "open /var/psInfo r"}));
+  EXPECT_EQ(kd_get_process_pid("wscd"), -1) << "an unreadable list is not no process";
+  EXPECT_EQ(effects(), (Effects{"run ps > /var/psInfo 2>/dev/null", "open /var/psInfo r"}));
 }
 
 }  // namespace

@@ -1,67 +1,60 @@
 // What happens when a connection closes.
 #include "module/mod_kd_hnap.hpp"
-#include "support/cases.hpp"
+#include "support/action_rows.hpp"
 #include "support/radio_reports.hpp"
-#include "support/wireless_choice.hpp"
 
 namespace kd::test {
 namespace {
 
-const std::string kMarkerGone = "run rm -f /tmp/postponeSiteSurvey";
+using Close = DeviceTest;
+
 const std::string kKill =
     "run killall kd_wps_led;killall -9 kelda_nmbd;kill -9 `cat /var/run/kd_rp_autochannel.pid`;kill -9 `cat "
     "/var/run/kd_wps_auto_pin.pid`";
 
-class CloseTest : public DeviceTest {
- protected:
-  std::vector<std::string> close(int action, connection_uri uri = connection_uri::hnap) {
-    hnap_connection_close_callback(action, uri);
-    return effects();
+TEST_F(Close, DoesWhatTheRequestLeft) {
+  const struct {
+    DeferredAction action;
+    Effects done;
+  } rows[] = {
+      {DeferredAction::none, {kMarkerGone}},
+      {DeferredAction::reboot, {"console Reboot by HNAP\n", "run reboot", kMarkerGone}},
+      {DeferredAction::reload_network, {"console Reload by HNAP\n", kKill, "run internet.sh", kMarkerGone}},
+  };
+  for (const auto& row : rows) {
+    for (const char* uri : {"", "/", "/hnap1/", "/HNA/P"}) {
+      hnap_connection_close_callback(row.action, classify_uri(uri));
+      EXPECT_EQ(effects(), Effects{}) << uri;
+    }
+    hnap_connection_close_callback(row.action, classify_uri("/x?HNAPExt"));
+    EXPECT_EQ(effects(), row.done);
+    hnap_connection_close_callback(row.action, classify_uri(std::nullopt));
+    EXPECT_EQ(effects(), row.done);
   }
-};
-
-TEST_F(CloseTest, DoesWhatTheCodeSays) {
-  using Effects = std::vector<std::string>;
-  EXPECT_EQ(close(0), Effects{kMarkerGone});
-  EXPECT_EQ(close(4), Effects{kMarkerGone});
-  EXPECT_EQ(close(-1), Effects{kMarkerGone});
-  EXPECT_EQ(close(1), (Effects{"console Reboot by HNAP\n", "run reboot", kMarkerGone}));
-  EXPECT_EQ(close(2), (Effects{"console Reload by HNAP\n", kKill, "run internet.sh", kMarkerGone}));
 }
 
-TEST_F(CloseTest, JudgesTheUri) {
-  device.files["/tmp/postponeSiteSurvey"] = "1\n";
-  for (const char* uri : {"", "/", "/hnap1/", "/HNA/P"}) {
-    for (int action = 0; action <= 3; ++action) EXPECT_TRUE(close(action, classify_uri(uri)).empty()) << uri;
-  }
-  EXPECT_EQ(device.files.count("/tmp/postponeSiteSurvey"), 1U);
-  EXPECT_EQ(close(0, classify_uri("/x?HNAPExt")), std::vector<std::string>{kMarkerGone});
-  EXPECT_EQ(close(0, classify_uri(std::nullopt)), std::vector<std::string>{kMarkerGone});
-}
-
-// The source line of the one message that names it.
-std::string without_line_number(std::string text) {
-  const std::size_t at = text.find("hnap_connection_close_callback, ");
-  if (at == std::string::npos) return text;
-  const std::size_t digits = at + std::string_view{"hnap_connection_close_callback, "}.size();
-  const std::size_t end = text.find_first_not_of("0123456789", digits);
-  return end > digits ? text.replace(digits, end - digits, "LINE") : text;
+Request choice() {
+  return soap("SetWirelessClientSettings",
+              "SSID=Den|NetworkType=INFRASTRUCTURE|SecurityEnabled=false|SecurityType=|Encryption=|Key=");
 }
 
 // The whole way of a choice: stored by the request, in force when its connection has closed.
-TEST_F(CloseTest, ReloadsTheRadioInOrder) {
+TEST_F(Close, ReloadsTheRadioInOrder) {
   device.set("WscModeOption", "7");
+  device.store["LastSetWirelessClientResult"] = "1";
   device.outputs[kScanCommand] = scan_report({{.ssid = "Den", .extension = "ABOVE"}});
-  host::Request request = soap_request("SetWirelessClientSettings", choice("", "", "", "false"));
-  send(request);
-  EXPECT_EQ(reply_value(request.reply, "SetWirelessClientSettingsResult"), "REBOOT");
+  server.receive(choice());
   for (const std::string& line : effects()) {
     EXPECT_FALSE(line.starts_with("nvram commit") || line.starts_with("sleep")) << line;
   }
-  hnap_connection_close_callback(request.action, classify_uri(request.uri));
-  std::vector<std::string> all = effects();
-  for (std::string& line : all) line = without_line_number(line);
-  const std::vector<std::string> expected = {
+  server.finish();
+  Effects all = effects();
+  for (std::string& line : all) {
+    // The source line of the one message that names it.
+    const auto number = between(line, "hnap_connection_close_callback, ", ", Turn off");
+    if (number) line.erase(line.find(*number), number->size());
+  }
+  const Effects expected = {
       kKill,
       "run echo reload > /tmp/WLAN_reload",
       "run kill -9 `cat /var/run/kd_rp_autochannel.pid`",
@@ -77,7 +70,7 @@ TEST_F(CloseTest, ReloadsTheRadioInOrder) {
       "nvram set ApCliBssid=02:00:00:00:00:01",
       "console Configure Channel to 6 and ApCliBssid to 02:00:00:00:00:01\n",
       "run rm -rf /tmp/scanList.txt",
-      "console hnap_connection_close_callback, LINE, Turn off wireless radio...\n",
+      "console hnap_connection_close_callback, , Turn off wireless radio...\n",
       "run iwpriv ra0 set RadioOn=0",
       "run nvram_set 2860 LastSetWirelessClientResult 0",
       "sleep 1",
@@ -107,18 +100,13 @@ TEST_F(CloseTest, ReloadsTheRadioInOrder) {
   EXPECT_EQ(device.store["LastSetWirelessClientResult"], "0");
 }
 
-TEST_F(CloseTest, CountsReloadsUpToTwo) {
+TEST_F(Close, CountsReloadsUpToTwoAndSetsNoPinMode) {
   for (const char* mark : {"1\n", "2\n", "2\n"}) {
-    close(kReloadWirelessAtClose);
+    device.set("WscModeOption", std::string{"7"} + *mark);
+    ask(choice());
     EXPECT_EQ(device.files["/tmp/SetWirelessClientSettings"], mark);
-  }
-}
-
-TEST_F(CloseTest, SetsNoPinModeUnlessTheOptionIsSeven) {
-  for (const char* option : {"", "0", "77", "07"}) {
-    device.set("WscModeOption", option);
-    const std::vector<std::string> all = close(kReloadWirelessAtClose);
-    EXPECT_EQ(all[all.size() - 2].find("run gpio"), 0U) << option;
+    const Effects all = effects();
+    EXPECT_EQ(all[all.size() - 2].find("run gpio"), 0U);
   }
 }
 

@@ -1,4 +1,4 @@
-#include "host.hpp"
+#include "support/server.hpp"
 
 #include <strings.h>
 #include <sys/mman.h>
@@ -7,7 +7,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 #include "support/device.hpp"
 
@@ -46,13 +45,12 @@ void append(array*& target, std::string_view key, std::string_view value) {
 }
 
 void release(array*& target) {
-  if (!target) return;
-  for (size_t i = 0; i < target->used; ++i) {
+  for (size_t i = 0; target && i < target->used; ++i) {
     buffer_free(target->data[i]->key);
     buffer_free(target->data[i]->value);
     delete target->data[i];
   }
-  delete[] target->data;
+  if (target) delete[] target->data;
   delete target;
   target = nullptr;
 }
@@ -67,15 +65,34 @@ chunk& append(chunkqueue& queue) {
 }
 
 void release(chunkqueue*& queue) {
-  if (!queue) return;
-  while (chunk* first = queue->first) {
-    queue->first = first->next;
+  for (chunk* first = queue ? queue->first : nullptr; first;) {
     if (first->mem) buffer_free(first->mem);
     if (first->file.name) buffer_free(first->file.name);
-    delete first;
+    delete std::exchange(first, first->next);
   }
   delete queue;
   queue = nullptr;
+}
+
+// The length that the piece adds to the body.
+off_t append(chunkqueue& queue, const kd::test::Piece& piece) {
+  chunk& added = append(queue);
+  added.offset = piece.consumed;
+  const off_t length = static_cast<off_t>(piece.bytes.size());
+  if (piece.kind == piece.memory) {
+    added.type = chunk::MEM_CHUNK;
+    if (length) added.mem = new_buffer(piece.bytes);
+    return length - piece.consumed;
+  }
+  if (piece.kind == piece.none) return length;
+  added.type = chunk::FILE_CHUNK;
+  added.file.name = new_buffer(piece.name);
+  added.file.start = piece.start;
+  if (!piece.name.empty()) kd::test::device().files[piece.name] = piece.bytes;
+  if (piece.open) added.file.fd = kd::test::device().open_number(piece.name);
+  if (piece.kind == piece.mapped) added.file.mmap.start = added.file.name->ptr;
+  added.file.length = piece.claimed < 0 ? length - piece.start : piece.claimed;
+  return added.file.length - piece.consumed;
 }
 
 }  // namespace
@@ -96,14 +113,13 @@ void buffer_free(buffer* b) {
 }
 
 int buffer_copy_string_len(buffer* b, const char* text, size_t length) {
-  if (!text || !b) return -1;
   assign(*b, {text, length});
   return 0;
 }
 
 data_unset* array_get_element(array* a, const char* key) {
   for (size_t i = 0; a && i < a->used; ++i) {
-    if (strcasecmp(a->data[i]->key->ptr, key) == 0) return reinterpret_cast<data_unset*>(a->data[i]);
+    if (strcasecmp(a->data[i]->key->ptr, key) == 0) return a->data[i];
   }
   return nullptr;
 }
@@ -118,7 +134,7 @@ buffer* chunkqueue_get_append_buffer(chunkqueue* queue) {
 
 int response_header_insert(server*, connection* con, const char* key, size_t key_length, const char* value,
                            size_t value_length) {
-  append(con->response.headers, {key, key_length}, {value, value_length});
+  append(con->reply_headers, {key, key_length}, {value, value_length});
   return 0;
 }
 
@@ -126,11 +142,7 @@ int log_error_write(server* srv, const char* file, unsigned int, const char* for
   std::string line = std::string{file} + ": ";
   va_list values;
   va_start(values, format);
-  for (; *format; ++format) {
-    if (*format == 's') line += va_arg(values, const char*);
-    if (*format == 'd') line += std::to_string(va_arg(values, int));
-    if (*format == 'b') line += text_of(*va_arg(values, buffer*));
-  }
+  for (; *format; ++format) line += *format == 's' ? va_arg(values, const char*) : "?";
   va_end(values);
   srv->log.push_back(line);
   return 0;
@@ -139,17 +151,29 @@ int log_error_write(server* srv, const char* file, unsigned int, const char* for
 
 namespace kd::test {
 
-ClassicHost::ClassicHost() {
+Request soap(std::string_view action, std::string_view arguments, std::string_view action_namespace) {
+  Request request;
+  request.headers = soap_headers(action, action_namespace);
+  request.body = {{envelope(action, arguments, action_namespace)}};
+  return request;
+}
+
+Request with_header(Request request, std::string_view name, std::string_view value) {
+  std::erase_if(request.headers, [&](const auto& header) { return header.first == name; });
+  request.headers.emplace_back(name, value);
+  return request;
+}
+
+Server::Server() {
   the_server.log.clear();
   con.plugin_ctx = new void* [kId + 2] {};
   mod_kd_hnap_plugin_init(&module);
   data = module.init();
   if (data) *static_cast<size_t*>(data) = kId;
-  module.data = data;
   if (data) module.set_defaults(&the_server, data);
 }
 
-ClassicHost::~ClassicHost() {
+Server::~Server() {
   if (data) {
     reset(CON_STATE_CONNECT);
     module.cleanup(&the_server, data);
@@ -158,98 +182,83 @@ ClassicHost::~ClassicHost() {
   buffer_free(module.name);
 }
 
-void ClassicHost::reset(connection_state_t state) {
+void Server::reset(int state) {
   con.state = state;
   module.connection_reset(&the_server, &con, data);
-  // "missing cleanup in kd_hnap"
-  dirty_slot_ |= con.plugin_ctx[kId] != nullptr;
+  if (con.plugin_ctx[kId]) complaints += "missing cleanup in kd_hnap\n";
   con.plugin_ctx[kId] = nullptr;
   if (con.request.uri) buffer_free(con.request.uri);
   release(con.request.headers);
-  release(con.response.headers);
+  release(con.reply_headers);
   release(con.request_content_queue);
   release(con.write_queue);
   con.request = {};
   con.mode = DIRECT;
   con.http_status = con.file_finished = 0;
-  hangs_ = false;
 }
 
-void ClassicHost::accept() {
+handler_t Server::receive(const Request& request) {
   reset(CON_STATE_CONNECT);
-}
-
-handler_t ClassicHost::receive(const ClassicRequest& request) {
   con.request.http_method = request.method;
   if (request.uri) con.request.uri = new_buffer(request.uri);
   for (const auto& [name, value] : request.headers) append(con.request.headers, name, value);
-  con.keep_alive = request.keep_alive;
+  con.keep_alive = 1;
   con.write_queue = new chunkqueue{};
   con.request_content_queue = new chunkqueue{};
+  off_t& held = con.request_content_queue->bytes_in;
   for (const Piece& piece : request.body) {
-    chunk& added = append(*con.request_content_queue);
-    added.offset = piece.consumed;
-    off_t length = static_cast<off_t>(piece.bytes.size());
-    if (piece.kind == Piece::memory) {
-      added.type = chunk::MEM_CHUNK;
-      if (length) added.mem = new_buffer(piece.bytes);
-    } else if (piece.kind != Piece::none) {
-      added.type = chunk::FILE_CHUNK;
-      added.file.name = new_buffer(piece.name);
-      added.file.start = piece.start;
-      added.file.is_temp = 1;
-      if (!piece.name.empty()) device().files[piece.name] = piece.bytes;
-      if (piece.open) added.file.fd = device().open_number(piece.name);
-      if (piece.kind == Piece::mapped) added.file.mmap.start = added.file.name->ptr;
-      length = added.file.length = piece.claimed < 0 ? length - piece.start : piece.claimed;
-    }
-    con.request_content_queue->bytes_in += std::max<off_t>(0, length - piece.consumed);
+    held += std::max<off_t>(0, append(*con.request_content_queue, piece));
   }
-  con.request_content_queue->bytes_in += request.missing;
-  con.request.content_length =
-      request.content_length.value_or(static_cast<size_t>(con.request_content_queue->bytes_in));
-  con.state = CON_STATE_HANDLE_REQUEST;
+  held += request.missing;
+  con.request.content_length = static_cast<size_t>(request.length.value_or(static_cast<std::uint64_t>(held)));
   const handler_t handled = module.handle_uri_raw(&the_server, &con, data);
   if (handled != HANDLER_FINISHED) return handled;
   const bool own_page = !module_answers() && con.http_status >= 400;
-  hangs_ = !con.file_finished && !own_page;
+  if (!con.file_finished && !own_page) complaints += "the connection hangs\n";
   if (con.http_status == 0) con.http_status = 200;
   return handled;
 }
 
-std::string ClassicHost::sent() {
+std::string Server::sent() const {
   std::string all;
   for (const chunk* piece = con.write_queue->first; piece; piece = piece->next) all += text_of(*piece->mem);
   if (!module_answers() && con.http_status >= 400) all += "<page of the server>";
   return all;
 }
 
-void ClassicHost::finish() {
+void Server::finish() {
   if (con.keep_alive) return reset(CON_STATE_REQUEST_START);
   con.state = CON_STATE_RESPONSE_END;
   module.handle_connection_close(&the_server, &con, data);
   reset(CON_STATE_CLOSE);
 }
 
-void ClassicHost::abort() {
+void Server::abort() {
   con.state = CON_STATE_ERROR;
   if (module_answers()) module.handle_connection_close(&the_server, &con, data);
   reset(CON_STATE_ERROR);
 }
 
-std::string ClassicHost::reply_header(const char* name) {
-  auto* found = reinterpret_cast<data_string*>(array_get_element(con.response.headers, name));
+std::string Server::answer(const Request& request) {
+  receive(request);
+  std::string reply = sent();
+  finish();
+  return reply;
+}
+
+std::string Server::reply_header(const char* name) const {
+  const data_string* found = array_get_element(con.reply_headers, name);
   return found ? text_of(*found->value) : "";
 }
 
 // A plug-in's number is none of the enumeration's values.
-bool ClassicHost::module_answers() const {
+bool Server::module_answers() const {
   unsigned number;
   std::memcpy(&number, &con.mode, sizeof number);
   return number == kId;
 }
 
-std::vector<std::string> ClassicHost::log() {
+std::vector<std::string> Server::log() const {
   return std::exchange(the_server.log, {});
 }
 

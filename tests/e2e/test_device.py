@@ -1,0 +1,104 @@
+"""Settings, restart, factory reset and firmware, with the device's own programs behind them."""
+
+import subprocess
+import time
+
+import pytest
+import requests
+
+from conftest import boot
+from virtual_extender import BUILD, HNAP1, value, wait_until
+
+MAKER = BUILD / "bin" / "mkfirmware"
+
+
+def set_settings(device, name="Kitchen", password="admin"):
+    arguments = f"<DeviceName>{name}</DeviceName><AdminPassword>{password}</AdminPassword>"
+    return value(device.post("SetDeviceSettings", arguments), "SetDeviceSettingsResult")
+
+
+def test_new_password_counts_at_once(own_device):
+    assert set_settings(own_device, password="p:w&amp;d") == "OK"
+    assert own_device.post("IsDeviceReady").status_code == 401
+    own_device.login = ("admin", "p:w&d")
+    assert own_device.post("IsDeviceReady").status_code == 200
+    assert own_device.run("cat", "/etc/lighttpd.user") == "admin:p:w&d"
+    assert own_device.stored("Password") == "p:w&d"
+
+
+def answers(device):
+    try:
+        return device.get().status_code == 200
+    except requests.ConnectionError:
+        return False
+
+
+def test_reboot_and_factory_reset(own_device):
+    assert set_settings(own_device, "Attic") == "OK"
+    assert value(own_device.post("Reboot"), "RebootResult") == "REBOOT"
+    assert wait_until(lambda: not answers(own_device))
+    assert wait_until(lambda: own_device.boots() == 2 and answers(own_device))
+    assert value(own_device.get(), "DeviceName") == "Attic"
+
+    started = time.monotonic()
+    reply = own_device.post("RestoreFactoryDefaults")
+    assert value(reply, "RestoreFactoryDefaultsResult") == "REBOOT"
+    assert time.monotonic() - started >= 5
+    assert wait_until(lambda: own_device.boots() == 3 and answers(own_device))
+    assert value(own_device.get(), "DeviceName") == "Extender"
+
+
+def test_locale_is_kept(own_device):
+    arguments = (
+        "<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"
+        "<Locale>fr-ca</Locale><SSL>false</SSL>"
+    )
+    assert value(own_device.post("SetDeviceSettings2", arguments), "SetDeviceSettings2Result") == "OK"
+    assert value(own_device.post("GetDeviceSettings2"), "Locale") == "fr-ca"
+    assert "Initial multi-language success! Current language is CA.\n" in own_device.console()
+
+
+def test_a_configuration_test_leaves_the_device_alone(device):
+    device.run("nvram_set", "2860", "LastSetWirelessClientResult", "5")
+    command = 'export LD_LIBRARY_PATH=$(dirname "$(find / -xdev -name libnvram.so 2> /dev/null | head -n 1)")\n'
+    command += 'exec lighttpd -tt -f /etc/lighttpd.conf -m "$(dirname "$(find / -xdev -name mod_kd_hnap.so 2> /dev/null | head -n 1)")"'
+    device.run("sh", "-c", command)
+    assert device.stored("LastSetWirelessClientResult") == "5"
+
+
+def upload(device, tmp_path, *options):
+    data = tmp_path / "data"
+    data.write_bytes(bytes(range(256)) * 512)  # larger than what the server keeps in memory
+    body = subprocess.run(
+        [MAKER, "--name", 'demo\n"image', "--soap", *options, data],
+        capture_output=True,
+        check=True,
+    ).stdout
+    return value(device.post_raw(body, HNAP1 + "FirmwareUpload"), "FirmwareUploadResult")
+
+
+def test_device_restarts_into_the_uploaded_image(own_device, tmp_path):
+    assert wait_until(lambda: "kd_wps_led" in own_device.run("ps"))
+    assert upload(own_device, tmp_path, "--board", "027215", "--flaw", "data-crc") == "ERROR"
+    assert not own_device.exists("/var/hnapUploadedFirmware") and not own_device.exists("/var/upgrade_progress")
+    assert upload(own_device, tmp_path, "--board", "0x027215") == "REBOOT"
+    assert wait_until(lambda: own_device.boots() == 2)
+    assert r'name="demo\x0A\"image" board=0x00027215' in own_device.console().split("init: restarting")[-1]
+
+
+@pytest.mark.parametrize("options", ["--flaw no-tags", "--flaw x", "--board zz", "--board 123456789", "--size -1"])
+def test_image_maker_refuses(options):
+    done = subprocess.run([MAKER, *options.split(), "/dev/null"], capture_output=True)
+    assert done.returncode != 0 and done.stdout == b"" and done.stderr
+
+
+@pytest.mark.parametrize("scenario, progress", [("flash-fails", ""), ("flash-stalls", "42\n")])
+def test_flash_writer_that_does_not_finish(tmp_path, scenario, progress):
+    device = boot(tmp_path, "--scenario", scenario)
+    try:
+        write = "head -c 100 /dev/zero > /tmp/image; mtd_write -o 0 -l 100 write /tmp/image Kernel"
+        device.run("sh", "-c", f"({write}; echo ended > /tmp/ended) > /dev/null 2>&1 &")
+        read = lambda: device.run("sh", "-c", "cat /var/upgrade_progress 2> /dev/null; true")
+        assert wait_until(lambda: read() == progress and device.exists("/tmp/ended") == (not progress))
+    finally:
+        device.stop()

@@ -1,0 +1,95 @@
+"""Several requests of one connection, which only HTTP/2 allows: credentials, deferred actions, the server's signals."""
+
+import os
+import signal
+
+import pytest
+
+from conftest import boot_with
+from virtual_extender import HNAP1, basic, envelope, network, pid_of, received, value, wait_until
+
+SETTINGS = "<DeviceName>Owned</DeviceName><AdminPassword>owned</AdminPassword>"
+
+
+def frame(kind, flags, stream, payload=b""):
+    return len(payload).to_bytes(3, "big") + bytes([kind, flags]) + stream.to_bytes(4, "big") + payload
+
+
+def http2(stream, action=None, arguments="", authorization=None, path="/HNAP1/"):
+    """HEADERS without any compression, and DATA; a GET without an action."""
+    body = envelope(action, arguments).encode() if action else b""
+    headers = [(":method", "POST" if action else "GET"), (":scheme", "http"), (":path", path), (":authority", "x")]
+    if action:
+        headers += [("soapaction", HNAP1 + action), ("content-length", str(len(body)))]
+    if authorization:
+        headers.append(("authorization", authorization))
+    block = b"".join(
+        b"\0" + bytes([len(name)]) + name.encode() + bytes([len(text)]) + text.encode() for name, text in headers
+    )
+    return frame(1, 4 if action else 5, stream, block) + (frame(0, 1, stream, body) if action else b"")
+
+
+RIGHT, WRONG = basic("admin:admin"), basic("admin:wrong")
+PREFACE = b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + frame(4, 0, 0)
+GOODBYE = frame(7, 0, 0, bytes(8))
+UPGRADE = (
+    b"GET /HNAP1/ HTTP/1.1\r\nHost: x\r\nConnection: Upgrade, HTTP2-Settings\r\nUpgrade: h2c\r\n"
+    b"HTTP2-Settings: AAMAAABk\r\n\r\n"
+)
+HTTP2_ON = 'server.feature-flags := ( "server.h2proto" => "enable", "server.h2c" => "enable" )\nserver.max-keep-alive-idle = 1\n'
+
+
+@pytest.fixture
+def http2_device(tmp_path):
+    running = boot_with(tmp_path, HTTP2_ON)
+    yield running
+    running.stop()
+
+
+def test_is_off(device):
+    assert b"SetDeviceSettingsResult" not in device.send(PREFACE + http2(1, "SetDeviceSettings", SETTINGS, RIGHT), close=True)
+
+
+def test_each_stream_has_its_own_credentials(http2_device):
+    post = lambda stream, authorization=None: http2(stream, "SetDeviceSettings", SETTINGS, authorization)
+    for hello, stream in ((PREFACE, 1), (UPGRADE + PREFACE, 3)):
+        reply = http2_device.send(hello + post(stream) + post(stream + 2, WRONG) + GOODBYE, close=True)
+        assert b"SetDeviceSettingsResponse" not in reply
+    assert http2_device.stored("HostName") == "Extender"
+    reply = http2_device.send(PREFACE + post(1, RIGHT) + post(3) + GOODBYE, close=True)
+    assert reply.count(b"<SetDeviceSettingsResult>OK") == 1
+
+
+def received_until(connection, text):
+    reply = b""
+    while text not in reply:
+        piece = connection.recv(65536)
+        assert piece, reply
+        reply += piece
+
+
+def choose(device, connection):
+    connection.sendall(PREFACE + http2(1, "SetWirelessClientSettings", network("Coffee Guest"), RIGHT))
+    received_until(connection, b"<SetWirelessClientSettingsResult>REBOOT")
+
+
+@pytest.mark.parametrize("signal_name", [None, "SIGHUP", "SIGUSR1"])
+def test_deferred_action_waits_for_the_end(http2_device, signal_name):
+    """A page behind the choice changes nothing, nor does the server when it reopens its logs or restarts."""
+    device = http2_device
+    with device.connect() as connection:
+        choose(device, connection)
+        connection.sendall(http2(3, path="/index.html"))
+        received_until(connection, b"</html>")
+        assert device.reloads() == 0
+        if signal_name:
+            os.kill(pid_of(device, "lighttpd"), getattr(signal, signal_name))
+        if signal_name == "SIGUSR1":
+            received(connection)  # the server ends it
+        else:
+            assert value(device.post("IsDeviceReady"), "IsDeviceReadyResult") == "OK"
+            assert device.reloads() == 0
+    assert wait_until(lambda: device.reloads() == 1)
+    assert wait_until(lambda: value(device.post("GetLastSetWirelessClientSettingsResult"), "Result") == "SUCCESS")
+    assert device.reloads() == 1
+    assert not device.exists("/tmp/postponeSiteSurvey")
