@@ -124,12 +124,6 @@ class Tab:
         self.type("Password", password + Keys.ENTER)
         return self
 
-    def join(self, network, key):
-        self.press(network)
-        if key:
-            self.type("Key", key)
-        return self.press("Join")
-
     def shoot(self, name):
         SCREENSHOTS.mkdir(parents=True, exist_ok=True)
         shot = self.cdp("Page.captureScreenshot", format="png", captureBeyondViewport=True)

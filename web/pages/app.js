@@ -55,7 +55,7 @@ function welcome(body, _, why) {
 		const { Connected } = fields(await call("GetWirelessClientSettings"));
 		const reply = await call("GetDeviceSettings2");
 		const locales = all(reply, "string").map((locale) => locale.textContent);
-		Object.assign(session, fields(await greet()), fields(reply), { signedIn: true, connected: Connected === "true", locales });
+		Object.assign(session, fields(await call("GetDeviceSettings")), fields(reply), { signedIn: true, connected: Connected === "true", locales });
 		useLanguage(session.Locale);
 		open();
 	}
