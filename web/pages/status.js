@@ -64,7 +64,7 @@ export default async function status(body, { ModelName, FirmwareVersion, SerialN
 	body.append(trouble, h("div.columns", card("link", upstream), card("clients", clients),
 		card("extender", facts({ model: ModelName, version: FirmwareVersion, serial: SerialNumber }))));
 
-	for (let round = 0; ; ++round) {
+	for (let round = 0; ; ) {
 		try {
 			show(upstream, ...link(fields(await call("GetWirelessClientConnectionInfo"))));
 			if (round % CLIENTS_EVERY === 0) {
@@ -73,6 +73,7 @@ export default async function status(body, { ModelName, FirmwareVersion, SerialN
 				show(clients, list[0].MacAddress ? h("ul", list.map(client)) : t("noClients"));
 			}
 			show(trouble);
+			++round;
 		} catch (error) {
 			show(trouble, explain(error), t("stale"));
 		}
