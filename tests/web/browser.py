@@ -12,14 +12,15 @@ from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.keys import Keys
 
-SCREENSHOTS = pathlib.Path(os.environ.get("KD_SCREENSHOTS", tempfile.gettempdir() + "/kd-pages"))
+SCREENSHOTS = pathlib.Path(os.environ.get("KD_SCREENSHOTS", "build/screenshots"))
 SWITCHES = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking
 --disable-component-update --disable-sync --force-device-scale-factor=1"""
 # The first element with that text as its own, or with a label or an accessible name of it.
 FIND = """const [root, name] = arguments;
 const own = (it) => [...it.childNodes].filter((n) => n.nodeType === 3).map((n) => n.data).join("").trim();
 const seen = [...document.querySelectorAll(root)].filter((it) => it.checkVisibility());
-const found = seen.find((it) => own(it).startsWith(name)) ?? seen.find((it) => it.innerText.startsWith(name));
+const is = [(it) => own(it) === name, (it) => own(it).startsWith(name), (it) => it.innerText.startsWith(name)];
+const found = is.map((test) => seen.find(test)).find((it) => it);
 return found?.tagName === "LABEL" ? found.querySelector("input, select") : found;"""
 
 
@@ -32,7 +33,6 @@ class Browser:
             options.add_argument(switch)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
         self.driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
-        self.complaints = []
 
     def open(self, url, width=1100, dark=False):
         self.driver.switch_to.new_window("window")
@@ -40,13 +40,19 @@ class Browser:
 
     def console(self):
         """What pages wrote to the console; the browser's own notes on refused requests are no fault of theirs."""
-        self.complaints += [e for e in self.driver.get_log("browser") if e["source"] not in ("network", "recommendation")]
-        return self.complaints
+        return [e for e in self.driver.get_log("browser") if e["source"] not in ("network", "recommendation")]
 
     def requests(self):
         """The URLs asked for since the last call."""
         events = [json.loads(entry["message"])["message"] for entry in self.driver.get_log("performance")]
         return [e["params"]["request"]["url"] for e in events if e["method"] == "Network.requestWillBeSent"]
+
+    def close_tabs(self):
+        first, *others = self.driver.window_handles
+        for handle in others:
+            self.driver.switch_to.window(handle)
+            self.driver.close()
+        self.driver.switch_to.window(first)
 
     def quit(self):
         self.driver.quit()
@@ -75,7 +81,7 @@ class Tab:
         self.driver.switch_to.window(self.handle)
         return self.driver.execute_script(code, *arguments)
 
-    def wait(self, condition, seconds=20):
+    def wait(self, condition, seconds=60):
         """What the condition gives as soon as that is true."""
         end = time.monotonic() + seconds
         while time.monotonic() < end:
@@ -87,10 +93,10 @@ class Tab:
     def text(self):
         return self.js("return (document.querySelector('dialog') ?? document.body).innerText")
 
-    def see(self, *texts, seconds=20):
+    def see(self, *texts):
         shows = lambda: all(text in self.text() for text in texts)
         shows.__doc__ = str(texts)
-        self.wait(shows, seconds)
+        self.wait(shows)
         return self
 
     def find(self, name, root="a, button, label, h2"):
@@ -117,12 +123,6 @@ class Tab:
     def sign_in(self, password="admin"):
         self.type("Password", password + Keys.ENTER)
         return self
-
-    def join(self, network, key):
-        self.press(network)
-        if key:
-            self.type("Key", key)
-        return self.press("Join")
 
     def shoot(self, name):
         SCREENSHOTS.mkdir(parents=True, exist_ok=True)

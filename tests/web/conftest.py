@@ -19,7 +19,9 @@ def browser():
 @pytest.fixture(autouse=True)
 def quiet_console(browser):
     yield
-    assert browser.console() == []
+    complaints = browser.console()
+    browser.close_tabs()
+    assert complaints == []
 
 
 @pytest.fixture

@@ -8,7 +8,7 @@ import speed from "./speed.js";
 import settings from "./settings.js";
 import firmware from "./firmware.js";
 
-const pages = { setup, status, speed, device: settings, firmware };
+const pages = { __proto__: null, setup, status, speed, device: settings, firmware };
 const [name, out, nav, waiting, advice, main] = ["#name", "#out", "nav", "#waiting", "#advice", "main"].map((it) => document.querySelector(it));
 
 // What the pages share: the fields of GetDeviceSettings and GetDeviceSettings2. Whoever changes them calls frame().
@@ -50,11 +50,12 @@ function welcome(body, _, why) {
 	const user = h("input", { autocomplete: "username", required: true, value: "admin" });
 	const secret = h("input", { type: "password", autocomplete: "current-password" });
 	async function submit() {
+		secret.select(); // should it be wrong
 		signIn(user.value, secret.value);
 		const { Connected } = fields(await call("GetWirelessClientSettings"));
 		const reply = await call("GetDeviceSettings2");
 		const locales = all(reply, "string").map((locale) => locale.textContent);
-		Object.assign(session, fields(reply), { signedIn: true, connected: Connected === "true", locales });
+		Object.assign(session, fields(await call("GetDeviceSettings")), fields(reply), { signedIn: true, connected: Connected === "true", locales });
 		useLanguage(session.Locale);
 		open();
 	}
@@ -72,4 +73,7 @@ addEventListener("hashchange", () => open());
 out.onclick = () => nav.inert || signOut();
 open();
 // Who the device is; somebody may sign in before it has said so.
-greet().then((reply) => frame(Object.assign(session, fields(reply))), () => {});
+greet().then((reply) => {
+	session.DeviceName = fields(reply).DeviceName;
+	frame();
+}, () => {});

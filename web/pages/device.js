@@ -1,7 +1,6 @@
 // The device's client: its SOAP actions over HTTP, one after the other, and nothing else.
 const PATH = "/HNAP1/";
 const NAMESPACE = "http://purenetworks.com/HNAP1/";
-const PATIENCE = 6000; // ms until a word on a request that waits
 
 export const on = {}; // whoever shows the pages sets waiting(whether) and signedOut(why)
 export let login; // here only: it goes with the tab
@@ -55,7 +54,8 @@ let last = Promise.resolve();
 function exchange(sending, use, timeout = 20000) {
 	const { signal } = page;
 	const mine = last.then(async () => {
-		const slow = setTimeout(on.waiting, PATIENCE, true);
+		const patience = timeout > 20000 ? timeout : 6000; // what takes long by nature has a word of its own
+		const slow = setTimeout(on.waiting, patience, true);
 		try {
 			const response = await sending(AbortSignal.any([signal, AbortSignal.timeout(timeout)]));
 			if (response.status === 401) {
@@ -103,7 +103,7 @@ export function call(action, values = {}, timeout, use = reader(action)) {
 // What anybody may know: a plain GET is answered with GetDeviceSettings.
 export const greet = (timeout) => exchange(send(), reader("GetDeviceSettings"), timeout);
 
-// Downloads so many bytes of filler, which are not looked at.
+// Downloads so many bytes of filler.
 export function download(Bytes) {
 	const action = "DownloadSpeedTest";
 	return call(action, { Bytes, BufferSize: 65536 }, 60000, (reply) => reply.length > Bytes || reader(action)(reply));
@@ -128,11 +128,12 @@ export function upload(image, sent) {
 export async function restarted(say, asked = (timeout) => call("IsDeviceReady", {}, timeout)) {
 	const begun = Date.now();
 	async function succeeds() {
-		await pause(250); // a quick device is soon back
 		try {
 			return await asked(5000);
 		} catch (error) {
 			if (!error.kind) throw error;
+		} finally {
+			await pause(200); // a quick device is soon back
 		}
 	}
 	say("goes");

@@ -18,7 +18,7 @@ function nameAndPassword(session) {
 		fresh.value = repeat.value = "";
 		return t("saved");
 	}
-	return card("nameAndPassword", form("save", save,
+	return card("nameAndPassword", form("save", save, h("input", { hidden: true, autocomplete: "username", value: login.user }),
 		field("name", name, t("nameRule")), field("newPassword", fresh, t("passwordRule")), field("repeat", repeat)));
 }
 

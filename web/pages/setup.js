@@ -127,12 +127,16 @@ export default function setup(body, session) {
 	const list = h("ul");
 	const again = button("scan", () => attempt(again, state, survey));
 	const hidden = button("hidden", () => attempt(hidden, state, async () => choose(null, await securities())));
-	const home = [present, card("networks", state, list, h("div.actions", again, hidden))];
+	const home = [present, card("networks", state, h("div.actions", again, hidden), list)];
 	let joined;
 
 	function choose(network, kinds = []) {
 		const run = (task) => void attempt(body, state, task);
-		const back = (same) => (body.replaceChildren(...home), same ? choose(network, kinds) : run(look));
+		const back = (same) => {
+			body.replaceChildren(...home);
+			again.focus();
+			same ? choose(network, kinds) : run(look);
+		};
 		complete(network, kinds, (chosen) => run(() => join(chosen, body, back)));
 	}
 	async function survey() {

@@ -48,7 +48,7 @@ function link({ SSID, Frequency, Channel, ChannelWidth, Mode, SignalStrength, Li
 
 function client({ DeviceName, MacAddress, PortName, Wireless, Active, ConnectTime }) {
 	const port = Wireless === "true" ? PortName.replace(/WLAN|unknow/, t("wireless")) : t("wired");
-	return h("li", bdi(DeviceName.trim() || t("unnamed")), Active === "true" ? "" : h("i", t("asleep")),
+	return h("li", bdi(DeviceName.trim() || t("unnamed")), " ", Active === "true" ? "" : h("i", t("asleep")),
 		h("small", `${port} · ${MacAddress} · ${ConnectTime.replace("T", " ")}`));
 }
 
@@ -59,11 +59,12 @@ const visible = () => new Promise((seen) => {
 
 export default async function status(body, { ModelName, FirmwareVersion, SerialNumber }) {
 	const trouble = line();
+	trouble.className = "bad";
 	const [upstream, clients] = [h("div"), h("div")];
 	body.append(trouble, h("div.columns", card("link", upstream), card("clients", clients),
 		card("extender", facts({ model: ModelName, version: FirmwareVersion, serial: SerialNumber }))));
 
-	for (let round = 0; ; ++round) {
+	for (let round = 0; ; ) {
 		try {
 			show(upstream, ...link(fields(await call("GetWirelessClientConnectionInfo"))));
 			if (round % CLIENTS_EVERY === 0) {
@@ -72,6 +73,7 @@ export default async function status(body, { ModelName, FirmwareVersion, SerialN
 				show(clients, list[0].MacAddress ? h("ul", list.map(client)) : t("noClients"));
 			}
 			show(trouble);
+			++round;
 		} catch (error) {
 			show(trouble, explain(error), t("stale"));
 		}

@@ -1,5 +1,6 @@
 // Every text of the pages; {braces} stand for values. Another language is another such table, under the device's name for it.
 const english = {
+	__proto__: null,
 	lang: "en",
 	dir: "ltr",
 	setup: "Setup",
@@ -32,7 +33,7 @@ const english = {
 	choose: "Choose the network to extend.",
 	networks: "Networks",
 	scan: "Scan again",
-	scanning: "Scanning for networks. The extender answers nothing else for some seconds.",
+	scanning: "Scanning for networks. The extender is busy for some seconds.",
 	found: "Networks found: {count}",
 	none: "No network found. Move the extender closer to your router.",
 	hidden: "Hidden network",
@@ -122,7 +123,7 @@ const english = {
 	sending: "Sending: {percent} %",
 	writing: "The extender checks and writes the firmware. Keep the power on…",
 	backWith: "The extender is back with version {version}.",
-	badImage: "The extender refused the image: damaged, too large or for another model. It should be restarted: some services have stopped.",
+	badImage: "The extender refused the image: damaged, too large or for another model. Restart it: some services have stopped.",
 };
 
 const languages = { "en-us": english };
