@@ -86,11 +86,14 @@ CurlList make_post(const CurlHandle& curl, const HttpRequest& request) {
   curl.set(CURLOPT_POSTFIELDS, request.body.c_str());
   curl.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   curl.set(CURLOPT_UPLOAD_BUFFERSIZE, 512L << 10);
-  if (request.user.empty() && request.password.empty()) return headers;
+  return headers;
+}
+
+void add_credentials(const CurlHandle& curl, const HttpRequest& request) {
+  if (request.user.empty() && request.password.empty()) return;
   curl.set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
   curl.set(CURLOPT_USERNAME, request.user.c_str());
   curl.set(CURLOPT_PASSWORD, request.password.c_str());
-  return headers;
 }
 
 std::string reason(CURLcode code, const Transfer& transfer, const CurlHandle& curl) {
@@ -130,6 +133,7 @@ HttpReply exchange(const HttpRequest& request, const std::string& label) {
     curl.set(CURLOPT_VERBOSE, 1L);
     curl.set(CURLOPT_DEBUGFUNCTION, &show_headers);
   }
+  add_credentials(curl, request);
   const bool post = !request.soap_action.empty();
   const CurlList headers = post ? make_post(curl, request) : CurlList();
   if (request.verbose && post) print_body('>', request.body);

@@ -69,7 +69,7 @@ ConfigFile read_config(const std::string& path, bool must_exist) {
   ConfigFile config;
   std::ifstream file(path);
   if (!file) {
-    if (must_exist) wrong(path + ": " + std::strerror(errno));
+    if (must_exist || (errno != ENOENT && errno != ENOTDIR)) wrong(path + ": " + std::strerror(errno));
     return config;
   }
   std::string line;
