@@ -47,7 +47,8 @@ class Device:
     def __init__(self, state, *options):
         self.state = state
         self.login = ("admin", "admin")
-        command = [EXTENDER, "run", "--module", BUILD / "lib" / "mod_kd_hnap.so", "--port", "0", "--state", state, "--reboot-pause", "200"]
+        module = [] if "--module" in options else ["--module", BUILD / "lib" / "mod_kd_hnap.so"]
+        command = [EXTENDER, "run", *module, "--port", "0", "--state", state, "--reboot-pause", "200"]
         self.process = subprocess.Popen(
             [*map(str, command), *options], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
         )
