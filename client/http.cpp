@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "curl_handle.hpp"
@@ -58,7 +59,7 @@ void print_body(char mark, const std::string& body) {
   if (body.size() > kShownBody) std::fprintf(stderr, "%c ... (%zu bytes in all)\n", mark, body.size());
 }
 
-int show_headers(CURL*, curl_infotype kind, char* bytes, std::size_t count, void*) {
+int show_exchange(CURL*, curl_infotype kind, char* bytes, std::size_t count, void* context) {
   const std::string_view text(bytes, count);
   if (kind == CURLINFO_HEADER_IN) print_lines('<', text);
   if (kind != CURLINFO_HEADER_OUT) return 0;
@@ -67,6 +68,7 @@ int show_headers(CURL*, curl_infotype kind, char* bytes, std::size_t count, void
   if (const std::size_t start = shown.find(secret); start != std::string::npos)
     shown.replace(start + secret.size(), shown.find('\r', start) - start - secret.size(), "***");
   print_lines('>', shown);
+  print_body('>', static_cast<Transfer*>(context)->request.body);
   return 0;
 }
 
@@ -104,6 +106,11 @@ std::string reason(CURLcode code, const Transfer& transfer, const CurlHandle& cu
     std::snprintf(text, sizeof text, "no complete answer within %g s", waited);
     return text;
   }
+  if (code == CURLE_COULDNT_CONNECT) {
+    long error = 0;
+    curl_easy_getinfo(curl.get(), CURLINFO_OS_ERRNO, &error);
+    if (error != 0) return std::strerror(static_cast<int>(error));
+  }
   if (code == CURLE_GOT_NOTHING) return "it closed the connection without an answer";
   return visible(curl.error_text(code));
 }
@@ -131,12 +138,12 @@ HttpReply exchange(const HttpRequest& request, const std::string& label) {
   ask_for_progress(curl, transfer);
   if (request.verbose) {
     curl.set(CURLOPT_VERBOSE, 1L);
-    curl.set(CURLOPT_DEBUGFUNCTION, &show_headers);
+    curl.set(CURLOPT_DEBUGFUNCTION, &show_exchange);
+    curl.set(CURLOPT_DEBUGDATA, &transfer);
   }
   add_credentials(curl, request);
   const bool post = !request.soap_action.empty();
   const CurlList headers = post ? make_post(curl, request) : CurlList();
-  if (request.verbose && post) print_body('>', request.body);
 
   const CURLcode code = curl_easy_perform(curl.get());
   HttpReply& reply = transfer.reply;

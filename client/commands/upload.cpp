@@ -29,7 +29,7 @@ std::string image_from(const std::string& path) {
 
 std::string body_with(const std::string& image) {
   const std::string frame = envelope("FirmwareUpload", {{"Base64Image", "@"}});
-  const std::size_t place = frame.rfind("@");
+  const std::size_t place = frame.rfind('@');
   return frame.substr(0, place) + base64(image) + frame.substr(place + 1);
 }
 
