@@ -154,7 +154,7 @@ HttpReply exchange(const HttpRequest& request, const std::string& label) {
   curl_easy_getinfo(curl.get(), CURLINFO_TOTAL_TIME, &reply.seconds);
   curl_easy_getinfo(curl.get(), CURLINFO_STARTTRANSFER_TIME, &first_byte);
   reply.seconds_of_body = reply.seconds - first_byte;
-  return std::move(reply);
+  return std::move(transfer.reply);
 }
 
 const char* version() {
