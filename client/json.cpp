@@ -8,6 +8,10 @@
 namespace hnap {
 
 struct Json::Tree {
+  Tree() = default;
+  Tree(const Tree&) = delete;
+  Tree& operator=(const Tree&) = delete;
+
   nlohmann::ordered_json value;
 };
 
