@@ -12,7 +12,7 @@ struct Json::Tree {
   Tree(const Tree&) = delete;
   Tree& operator=(const Tree&) = delete;
 
-  nlohmann::ordered_json value;
+  nlohmann::ordered_json value = nlohmann::ordered_json::object();
 };
 
 Json::Json() : tree_(std::make_unique<Tree>()) {}
@@ -24,9 +24,7 @@ Json& Json::operator=(Json&&) noexcept = default;
 Json::~Json() = default;
 
 Json Json::object() {
-  Json json;
-  json.tree_->value = nlohmann::ordered_json::object();
-  return json;
+  return {};
 }
 
 Json Json::list() {

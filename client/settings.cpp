@@ -145,7 +145,7 @@ using Url = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 std::string part_of(const Url& url, CURLUPart part, unsigned flags = 0) {
   char* text = nullptr;
   if (curl_url_get(url.get(), part, &text, flags) != CURLUE_OK) return {};
-  const std::string result = text;
+  std::string result = text;
   curl_free(text);
   return result;
 }
