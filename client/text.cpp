@@ -145,15 +145,16 @@ std::optional<long> whole_number(std::string_view text) {
 
 std::string base64(std::string_view bytes) {
   constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string result;
-  result.reserve((bytes.size() + 2) / 3 * 4);
+  std::string result((bytes.size() + 2) / 3 * 4, '=');
+  std::size_t place = 0;
   for (std::size_t start = 0; start < bytes.size(); start += 3) {
     const std::size_t count = std::min<std::size_t>(3, bytes.size() - start);
     std::uint32_t group = 0;
     for (std::size_t index = 0; index < 3; ++index)
       group = group << 8 | (index < count ? static_cast<unsigned char>(bytes[start + index]) : 0U);
-    for (std::size_t index = 0; index < 4; ++index)
-      result += index <= count ? kAlphabet[group >> (18 - 6 * index) & 0x3F] : '=';
+    for (std::size_t index = 0; index <= count; ++index)
+      result[place + index] = kAlphabet[group >> (18 - 6 * index) & 0x3F];
+    place += 4;
   }
   return result;
 }

@@ -1,6 +1,7 @@
 // set name, set password, set language, reboot, factory-reset.
 #include "commands/commands.hpp"
 #include "failure.hpp"
+#include "files.hpp"
 #include "restart.hpp"
 #include "text.hpp"
 
