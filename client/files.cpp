@@ -1,5 +1,8 @@
 #include "files.hpp"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -30,18 +33,23 @@ File opened(const std::string& path) {
 }  // namespace
 
 std::string contents_of(const std::string& path, std::size_t most) {
+  constexpr std::size_t kBlock = 1U << 20;
   const File file = opened(path);
+  struct stat status {};
+  const bool sized = fstat(fileno(file.get()), &status) == 0 && status.st_size > 0;
   std::string text;
-  std::size_t read = 0;
+  text.reserve(kBlock + (sized ? std::min(static_cast<std::size_t>(status.st_size), most) : 0));
+  std::size_t size = 0;
   do {
-    text.resize(text.size() + (1U << 20));
-    const std::size_t room = text.size() - (1U << 20);
-    read = std::fread(text.data() + room, 1, 1U << 20, file.get());
-    text.resize(room + read);
-  } while (read > 0 && text.size() <= most);
+    text.resize(size + kBlock);
+    const std::size_t read = std::fread(text.data() + size, 1, kBlock, file.get());
+    size += read;
+    text.resize(size);
+    if (read < kBlock) break;
+  } while (size <= most);
   if (std::ferror(file.get())) wrong(path, std::strerror(errno));
   if (text.empty()) wrong(path, "is empty");
-  if (text.size() > most) wrong(path, "is longer than " + std::to_string(most >> 20) + " MB");
+  if (size > most) wrong(path, "is longer than " + std::to_string(most >> 20) + " MB");
   return text;
 }
 

@@ -54,7 +54,7 @@ void print_lines(char mark, std::string_view text) {
   }
 }
 
-void print_body(char mark, const std::string& body) {
+void print_body(char mark, std::string_view body) {
   print_lines(mark, masked(body.substr(0, kShownBody)));
   if (body.size() > kShownBody) std::fprintf(stderr, "%c ... (%zu bytes in all)\n", mark, body.size());
 }
@@ -85,7 +85,7 @@ CurlList make_post(const CurlHandle& curl, const HttpRequest& request) {
   headers.add("Content-Type: text/xml; charset=utf-8");
   headers.add("Expect:");  // no wait for a "100 Continue"
   curl.set(CURLOPT_HTTPHEADER, headers.get());
-  curl.set(CURLOPT_POSTFIELDS, request.body.c_str());
+  curl.set(CURLOPT_POSTFIELDS, request.body.data());
   curl.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   curl.set(CURLOPT_UPLOAD_BUFFERSIZE, 512L << 10);
   return headers;
@@ -158,7 +158,7 @@ HttpReply exchange(const HttpRequest& request, const std::string& label) {
 }
 
 const char* version() {
-  return HNAP_VERSION;
+  return KD_HNAP_VERSION;
 }
 
 }  // namespace hnap

@@ -15,7 +15,10 @@ constexpr auto kWritingTime = 600s;  // for sending and for writing the flash, u
 std::string body_with(const std::string& image) {
   const std::string frame = envelope("FirmwareUpload", {{"Base64Image", "@"}});
   const std::size_t place = frame.rfind('@');
-  return frame.substr(0, place) + base64(image) + frame.substr(place + 1);
+  std::string body = frame.substr(0, place);
+  body.reserve(frame.size() + image.size() / 3 * 4 + 4);
+  append_base64(body, image);
+  return body += frame.substr(place + 1);
 }
 
 }  // namespace
