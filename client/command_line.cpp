@@ -44,6 +44,11 @@ class CommandLine {
   std::string text_;  // the argument of set name, set language and completion; the file of set password
 };
 
+// The help says in words what may stand there.
+CLI::Validator quiet(CLI::Validator validator) {
+  return validator.description("");
+}
+
 OptionHelp help_of(const CLI::Option& option) {
   OptionHelp help;
   for (const std::string& name : option.get_lnames()) help.names.push_back("--" + name);
@@ -66,8 +71,6 @@ CommandHelp help_of(const CLI::App& app) {
 CommandLine::CommandLine() {
   app_.require_subcommand(1);
   app_.set_version_flag("--version", std::string("hnap ") + version());
-  app_.footer(std::string(kExitStatuses) +
-              "\n\"hnap COMMAND --help\" says more; so does the manual, hnap(1).");
   add_shared_options();
   add_questions();
   add_join();
@@ -75,6 +78,11 @@ CommandLine::CommandLine() {
   add_restarts();
   add_call();
   add_tools();
+  app_.footer(std::string(kExitStatuses) +
+              "\n\"hnap COMMAND --help\" says more; so does the manual, hnap(1).");
+  app_.failure_message([](const CLI::App*, const CLI::Error& error) {
+    return std::string("hnap: ") + error.what() + "; see hnap --help\n";
+  });
 }
 
 int CommandLine::run(int argc, char** argv) {
@@ -131,16 +139,16 @@ void CommandLine::add_questions() {
   status->add_flag("--watch", status_.watch, "Go on until Ctrl-C; with --json a line each");
   status->add_option("--interval", status_.interval, "Seconds between two looks (default 2)")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.1, 86400.0));
+      ->check(quiet(CLI::Range(0.1, 86400.0)));
   add(app_, "clients", "Who is connected to the device", &list_clients);
   CLI::App* speed = add(app_, "speed", "How fast bytes come from the device",
                         [this](Context& context) { measure_speed(context, speed_); });
   speed->add_option("--bytes", speed_.bytes, "Bytes of a round (default 2000000)")
       ->type_name("N")
-      ->check(CLI::Range(1L, 4000000L));
+      ->check(quiet(CLI::Range(1L, 4000000L)));
   speed->add_option("--rounds", speed_.rounds, "Rounds (default 5)")
       ->type_name("N")
-      ->check(CLI::Range(1L, 10000L));
+      ->check(quiet(CLI::Range(1L, 10000L)));
 }
 
 void CommandLine::add_join() {
@@ -153,8 +161,9 @@ void CommandLine::add_join() {
       ->type_name("FILE");
   command->add_option("--security", join_.security, "Of a hidden network: open, wep, wpa, wpa2 or wpa-auto")
       ->type_name("KIND")
-      ->check(CLI::IsMember({"open", "wep", "wpa", "wpa2", "wpa-auto"}));
-  command->add_flag("!--no-wait", join_.wait, "End as soon as the device has taken the choice");
+      ->check(quiet(CLI::IsMember({"open", "wep", "wpa", "wpa2", "wpa-auto"})));
+  command->add_flag_callback(
+      "--no-wait", [this] { join_.wait = false; }, "End as soon as the device has taken the choice");
 }
 
 void CommandLine::add_administration() {
@@ -165,7 +174,8 @@ void CommandLine::add_administration() {
       add(*firmware, "upload", "Send an image, wait for the restart, name the version that came up",
           [this](Context& context) { upload_firmware(context, upload_); });
   upload->add_option("file", upload_.file, "The image")->required()->type_name("FILE");
-  upload->add_flag("!--no-wait", upload_.wait, "End as soon as the image is written");
+  upload->add_flag_callback(
+      "--no-wait", [this] { upload_.wait = false; }, "End as soon as the image is written");
 
   CLI::App* set = add(app_, "set", "Set the device's name, password or language");
   set->require_subcommand(1);
@@ -178,7 +188,7 @@ void CommandLine::add_administration() {
       ->type_name("FILE");
   CLI::App* language = add(*set, "language", "The language of its web pages",
                            [this](Context& context) { set_language(context, text_); });
-  language->add_option("locale", text_, "One of those that \"hnap info\" --json lists, such as de-de")
+  language->add_option("locale", text_, "One of the \"locales\" in \"hnap info --json\", such as de-de")
       ->required()
       ->type_name("LOCALE");
 }
@@ -188,7 +198,8 @@ void CommandLine::add_restarts() {
     CLI::App* command =
         add(app_, name, help, [this, action](Context& context) { action(context, restart_); });
     command->add_flag("--yes,-y", restart_.yes, "Do not ask");
-    command->add_flag("!--no-wait", restart_.wait, "Do not wait until the device is back");
+    command->add_flag_callback(
+        "--no-wait", [this] { restart_.wait = false; }, "Do not wait until the device is back");
   };
   add_restart("reboot", "Restart the device", &reboot);
   add_restart("factory-reset", "Forget all settings and restart", &restore_factory_settings);
@@ -219,7 +230,7 @@ void CommandLine::add_tools() {
       ->type_name("ADDRESS");
   search->add_option("--port", discover_.port, "Port (default 80)")
       ->type_name("N")
-      ->check(CLI::Range(1L, 65535L));
+      ->check(quiet(CLI::Range(1L, 65535L)));
   search->callback([this] {
     chosen_ = [this] {
       if (given_.timeout) discover_.timeout = *given_.timeout;
@@ -231,7 +242,7 @@ void CommandLine::add_tools() {
   completion->add_option("shell", text_, "bash or zsh")
       ->required()
       ->type_name("SHELL")
-      ->check(CLI::IsMember({"bash", "zsh"}));
+      ->check(quiet(CLI::IsMember({"bash", "zsh"})));
   completion->callback(
       [this] { chosen_ = [this] { std::fputs(completion_of(help_of(app_), text_).c_str(), stdout); }; });
   CLI::App* manual = add(app_, "manual", "Print the manual page; \"hnap manual | man -l -\" shows it");

@@ -1,6 +1,8 @@
 // Completion scripts for bash and zsh, made of the command line.
 #include <algorithm>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "actions.hpp"
@@ -18,6 +20,10 @@ std::string words_for(const std::string& type) {
     for (const ActionInfo& action : known_actions())
       words += (words.empty() ? "" : " ") + std::string(action.name);
   return words;
+}
+
+void append(std::string& text, std::initializer_list<std::string_view> parts) {
+  for (const std::string_view part : parts) text += part;
 }
 
 std::string joined(const std::vector<std::string>& words, const char* between) {
@@ -47,7 +53,7 @@ struct Bash {
     for (const CommandHelp& inner : command.commands) {
       const std::string below = path + "/" + inner.name;
       words.push_back(inner.name);
-      paths += "      " + below + ") path=" + below + " ;;\n";
+      append(paths, {"      ", below, ") path=", below, " ;;\n"});
       add(inner, below);
     }
     replies +=
@@ -102,9 +108,9 @@ std::string zsh_options(const CommandHelp& command) {
   std::string text;
   for (const OptionHelp& option : command.options) {
     const std::string value = option.type.empty() ? "" : zsh_value(option.type);
-    if (option.names.empty()) text += std::string(" '") + (option.many ? "*" : "") + value + "'";
+    if (option.names.empty()) append(text, {" '", option.many ? "*" : "", value, "'"});
     for (const std::string& name : option.names)
-      text += " '" + name + "[" + plain(option.description) + "]" + value + "'";
+      append(text, {" '", name, "[", plain(option.description), "]", value, "'"});
   }
   return text;
 }
@@ -116,8 +122,8 @@ std::string zsh_functions(const CommandHelp& command, const std::string& functio
   for (const CommandHelp& inner : command.commands) {
     const std::string below = function + "_" + inner.name;
     text += zsh_functions(inner, below, shared);
-    list += " '" + inner.name + ":" + plain(inner.description) + "'";
-    cases += "    " + inner.name + ") " + below + " ;;\n";
+    append(list, {" '", inner.name, ":", plain(inner.description), "'"});
+    append(cases, {"    ", inner.name, ") ", below, " ;;\n"});
   }
   const std::string own = function == "_hnap" ? "" : zsh_options(command);
   text += function + "() {\n";

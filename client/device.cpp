@@ -166,10 +166,10 @@ Reply Device::fetch(const std::string& action, const std::string& body, const Ca
   if (!action.empty()) {
     request.soap_action = options.name_space + action;
     request.body = body;
-    if (settings_.password) {
-      request.user = settings_.user;
-      request.password = *settings_.password;
-    }
+  }
+  if (settings_.password) {  // for a GET too: a server in front of the device may want them
+    request.user = settings_.user;
+    request.password = *settings_.password;
   }
   Reply reply;
   reply.action = action.empty() ? "GetDeviceSettings" : action;
@@ -179,7 +179,7 @@ Reply Device::fetch(const std::string& action, const std::string& body, const Ca
 
 Reply Device::call_with_body(const std::string& action, const std::string& body, const CallOptions& options) {
   Reply reply = fetch(action, body, options);
-  if (reply.http.status == 401 && !settings_.password && !action.empty()) {
+  if (reply.http.status == 401 && !settings_.password) {
     password();
     reply = fetch(action, body, options);
   }

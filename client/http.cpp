@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "curl_handle.hpp"
@@ -53,12 +54,12 @@ void print_lines(char mark, std::string_view text) {
   }
 }
 
-void print_body(char mark, const std::string& body) {
+void print_body(char mark, std::string_view body) {
   print_lines(mark, masked(body.substr(0, kShownBody)));
   if (body.size() > kShownBody) std::fprintf(stderr, "%c ... (%zu bytes in all)\n", mark, body.size());
 }
 
-int show_headers(CURL*, curl_infotype kind, char* bytes, std::size_t count, void*) {
+int show_exchange(CURL*, curl_infotype kind, char* bytes, std::size_t count, void* context) {
   const std::string_view text(bytes, count);
   if (kind == CURLINFO_HEADER_IN) print_lines('<', text);
   if (kind != CURLINFO_HEADER_OUT) return 0;
@@ -67,6 +68,7 @@ int show_headers(CURL*, curl_infotype kind, char* bytes, std::size_t count, void
   if (const std::size_t start = shown.find(secret); start != std::string::npos)
     shown.replace(start + secret.size(), shown.find('\r', start) - start - secret.size(), "***");
   print_lines('>', shown);
+  print_body('>', static_cast<Transfer*>(context)->request.body);
   return 0;
 }
 
@@ -83,14 +85,17 @@ CurlList make_post(const CurlHandle& curl, const HttpRequest& request) {
   headers.add("Content-Type: text/xml; charset=utf-8");
   headers.add("Expect:");  // no wait for a "100 Continue"
   curl.set(CURLOPT_HTTPHEADER, headers.get());
-  curl.set(CURLOPT_POSTFIELDS, request.body.c_str());
+  curl.set(CURLOPT_POSTFIELDS, request.body.data());
   curl.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   curl.set(CURLOPT_UPLOAD_BUFFERSIZE, 512L << 10);
-  if (request.user.empty() && request.password.empty()) return headers;
+  return headers;
+}
+
+void add_credentials(const CurlHandle& curl, const HttpRequest& request) {
+  if (request.user.empty() && request.password.empty()) return;
   curl.set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
   curl.set(CURLOPT_USERNAME, request.user.c_str());
   curl.set(CURLOPT_PASSWORD, request.password.c_str());
-  return headers;
 }
 
 std::string reason(CURLcode code, const Transfer& transfer, const CurlHandle& curl) {
@@ -100,6 +105,11 @@ std::string reason(CURLcode code, const Transfer& transfer, const CurlHandle& cu
     char text[64];
     std::snprintf(text, sizeof text, "no complete answer within %g s", waited);
     return text;
+  }
+  if (code == CURLE_COULDNT_CONNECT) {
+    long error = 0;
+    curl_easy_getinfo(curl.get(), CURLINFO_OS_ERRNO, &error);
+    if (error != 0) return std::strerror(static_cast<int>(error));
   }
   if (code == CURLE_GOT_NOTHING) return "it closed the connection without an answer";
   return visible(curl.error_text(code));
@@ -128,11 +138,12 @@ HttpReply exchange(const HttpRequest& request, const std::string& label) {
   ask_for_progress(curl, transfer);
   if (request.verbose) {
     curl.set(CURLOPT_VERBOSE, 1L);
-    curl.set(CURLOPT_DEBUGFUNCTION, &show_headers);
+    curl.set(CURLOPT_DEBUGFUNCTION, &show_exchange);
+    curl.set(CURLOPT_DEBUGDATA, &transfer);
   }
+  add_credentials(curl, request);
   const bool post = !request.soap_action.empty();
   const CurlList headers = post ? make_post(curl, request) : CurlList();
-  if (request.verbose && post) print_body('>', request.body);
 
   const CURLcode code = curl_easy_perform(curl.get());
   HttpReply& reply = transfer.reply;
@@ -143,11 +154,11 @@ HttpReply exchange(const HttpRequest& request, const std::string& label) {
   curl_easy_getinfo(curl.get(), CURLINFO_TOTAL_TIME, &reply.seconds);
   curl_easy_getinfo(curl.get(), CURLINFO_STARTTRANSFER_TIME, &first_byte);
   reply.seconds_of_body = reply.seconds - first_byte;
-  return std::move(reply);
+  return std::move(transfer.reply);
 }
 
 const char* version() {
-  return HNAP_VERSION;
+  return KD_HNAP_VERSION;
 }
 
 }  // namespace hnap

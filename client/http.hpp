@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace hnap {
 
@@ -12,9 +13,9 @@ using OnProgress = std::function<void(double sent, double to_send, double receiv
 
 struct HttpRequest {
   std::string url;
-  std::string soap_action;                   // empty: a GET without credentials
-  std::string body;                          // of a POST
-  std::string user, password;                // sent with a POST unless both are empty
+  std::string soap_action;                   // empty: a GET
+  std::string_view body;                     // of a POST; whoever asks keeps it
+  std::string user, password;                // sent unless both are empty
   std::chrono::milliseconds timeout{30000};  // for the whole exchange
   std::size_t longest_reply = 4U << 20;      // bytes
   bool verbose = false;                      // shows the exchange on standard error, secrets masked

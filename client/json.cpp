@@ -8,7 +8,11 @@
 namespace hnap {
 
 struct Json::Tree {
-  nlohmann::ordered_json value;
+  Tree() = default;
+  Tree(const Tree&) = delete;
+  Tree& operator=(const Tree&) = delete;
+
+  nlohmann::ordered_json value = nlohmann::ordered_json::object();
 };
 
 Json::Json() : tree_(std::make_unique<Tree>()) {}
@@ -20,9 +24,7 @@ Json& Json::operator=(Json&&) noexcept = default;
 Json::~Json() = default;
 
 Json Json::object() {
-  Json json;
-  json.tree_->value = nlohmann::ordered_json::object();
-  return json;
+  return {};
 }
 
 Json Json::list() {

@@ -18,8 +18,8 @@ bool answers(Device& device) {
   try {
     device.identity(2s);
     return true;
-  } catch (const Failure&) {
-    return false;
+  } catch (const Failure& failure) {
+    return failure.status() == Exit::credentials;
   }
 }
 

@@ -10,18 +10,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iostream>
 #include <map>
 #include <memory>
-#include <sstream>
 
 #include "failure.hpp"
+#include "files.hpp"
 #include "text.hpp"
 
 namespace hnap {
 namespace {
-
-constexpr std::size_t kLongestSecret = 1024;
 
 [[noreturn]] void wrong(const std::string& line) {
   throw Failure(Exit::usage, line);
@@ -69,7 +66,7 @@ ConfigFile read_config(const std::string& path, bool must_exist) {
   ConfigFile config;
   std::ifstream file(path);
   if (!file) {
-    if (must_exist) wrong(path + ": " + std::strerror(errno));
+    if (must_exist || (errno != ENOENT && errno != ENOTDIR)) wrong(path + ": " + std::strerror(errno));
     return config;
   }
   std::string line;
@@ -145,7 +142,7 @@ using Url = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 std::string part_of(const Url& url, CURLUPart part, unsigned flags = 0) {
   char* text = nullptr;
   if (curl_url_get(url.get(), part, &text, flags) != CURLUE_OK) return {};
-  const std::string result = text;
+  std::string result = text;
   curl_free(text);
   return result;
 }
@@ -182,23 +179,6 @@ void set_address(Settings& settings, const std::string& host) {
   settings.url = part_of(url, CURLUPART_URL);
   const std::string port = part_of(url, CURLUPART_PORT);
   settings.label = visible(part_of(url, CURLUPART_HOST) + (port.empty() ? "" : ":" + port));
-}
-
-std::string secret_from_file(const std::string& path) {
-  std::ifstream file;
-  if (path != "-") {
-    file.open(path);
-    if (!file) wrong(path + ": " + std::strerror(errno));
-  }
-  std::istream& in = path == "-" ? std::cin : file;
-  std::string secret;
-  for (int next = in.get(); next != EOF && next != '\n'; next = in.get()) {
-    if (secret.size() == kLongestSecret) wrong(path + ": the first line is too long for a password or key");
-    secret += static_cast<char>(next);
-  }
-  if (secret.ends_with('\r')) secret.pop_back();
-  if (secret.empty()) wrong((path == "-" ? "standard input" : path) + ": the first line is empty");
-  return secret;
 }
 
 Settings settle(const Given& given, bool needs_host) {

@@ -31,7 +31,4 @@ void set_address(Settings& settings, const std::string& host);
 /// configuration file goes to that file's host only. Throws Failure (usage).
 Settings settle(const Given& given, bool needs_host = true);
 
-/// The first line of a file, "-" being standard input. Throws Failure (usage).
-std::string secret_from_file(const std::string& path);
-
 }  // namespace hnap

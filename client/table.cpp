@@ -70,7 +70,8 @@ std::string Table::line_of(const std::vector<Cell>& row, const std::vector<int>&
     const std::string text = cut_to(row[column].text, widths[column], style.utf8);
     const int padding = std::max(0, widths[column] - columns_of(text));
     const bool right = columns_[column].right;
-    if (!text.empty()) line.append(static_cast<std::size_t>(owed + (right ? padding : 0)), ' ');
+    const int blanks = owed + (right ? padding : 0);
+    if (!text.empty()) line.append(static_cast<std::size_t>(blanks), ' ');
     line += coloured(text, row[column].colour, style);
     owed = text.empty() ? owed + widths[column] + kGap : kGap + (right ? 0 : padding);
   }

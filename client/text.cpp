@@ -143,19 +143,29 @@ std::optional<long> whole_number(std::string_view text) {
   return number;
 }
 
-std::string base64(std::string_view bytes) {
+void append_base64(std::string& text, std::string_view bytes) {
   constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string result;
-  result.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t start = 0; start < bytes.size(); start += 3) {
-    const std::size_t count = std::min<std::size_t>(3, bytes.size() - start);
-    std::uint32_t group = 0;
-    for (std::size_t index = 0; index < 3; ++index)
-      group = group << 8 | (index < count ? static_cast<unsigned char>(bytes[start + index]) : 0U);
-    for (std::size_t index = 0; index < 4; ++index)
-      result += index <= count ? kAlphabet[group >> (18 - 6 * index) & 0x3F] : '=';
+  const std::size_t before = text.size();
+  text.resize(before + (bytes.size() + 2) / 3 * 4, '=');
+  char* place = text.data() + before;
+  const auto put = [&](std::uint32_t group, int shift) { *place++ = kAlphabet[group >> shift & 0x3F]; };
+  const auto byte = [&](std::size_t index) -> std::uint32_t {
+    return static_cast<unsigned char>(bytes[index]);
+  };
+  std::size_t start = 0;
+  for (; start + 3 <= bytes.size(); start += 3) {
+    const std::uint32_t group = byte(start) << 16 | byte(start + 1) << 8 | byte(start + 2);
+    put(group, 18);
+    put(group, 12);
+    put(group, 6);
+    put(group, 0);
   }
-  return result;
+  const std::size_t left = bytes.size() - start;
+  if (left == 0) return;
+  const std::uint32_t group = byte(start) << 16 | (left == 2 ? byte(start + 1) << 8 : 0);
+  put(group, 18);
+  put(group, 12);
+  if (left == 2) put(group, 6);
 }
 
 std::string masked(std::string_view xml) {

@@ -31,7 +31,8 @@ bool is_hexadecimal(std::string_view text);
 /// The whole text as a decimal number; none when it is anything else or does not fit.
 std::optional<long> whole_number(std::string_view text);
 
-std::string base64(std::string_view bytes);
+/// Appends the bytes in base64.
+void append_base64(std::string& text, std::string_view bytes);
 
 /// A copy whose secrets (the texts of Key, AdminPassword, PIN) are "***".
 std::string masked(std::string_view xml);

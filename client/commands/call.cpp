@@ -1,14 +1,10 @@
 // call: any action with any arguments, and its reply as text, JSON or XML.
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 
 #include "commands/commands.hpp"
 #include "failure.hpp"
+#include "files.hpp"
 #include "text.hpp"
 
 namespace hnap {
@@ -26,17 +22,6 @@ constexpr std::array<std::string_view, 8> kListed = {"string",          "Wireles
   throw Failure(Exit::usage, line);
 }
 
-std::string contents(const std::string& path) {
-  std::ifstream file;
-  if (path != "-") file.open(path, std::ios::binary);
-  if (path != "-" && !file) wrong(path + ": " + std::strerror(errno));
-  std::istream& in = path == "-" ? std::cin : file;
-  std::string text(std::istreambuf_iterator<char>(in), {});
-  if (text.empty()) wrong(path + ": is empty");
-  if (text.size() > kLongestFile) wrong(path + ": is too long for a request");
-  return text;
-}
-
 Arguments arguments_of(const std::vector<std::string>& words) {
   Arguments arguments;
   for (const std::string& word : words) {
@@ -48,7 +33,7 @@ Arguments arguments_of(const std::vector<std::string>& words) {
 }
 
 std::string checked_fragment(const std::string& path) {
-  std::string xml = contents(path);
+  std::string xml = contents_of(path, kLongestFile);
   if (const std::string flaw = xml_text_flaw(xml); !flaw.empty()) wrong(path + ": " + flaw);
   pugi::xml_document document;
   const pugi::xml_parse_result parsed =
@@ -99,7 +84,7 @@ void call(Context& context, const CallCommand& command) {
   options.name_space = command.name_space;
   if (!command.xml_file.empty()) options.arguments_xml = checked_fragment(command.xml_file);
   std::string body = envelope(command.action, arguments_of(command.arguments), options);
-  if (!command.body_file.empty()) body = contents(command.body_file);
+  if (!command.body_file.empty()) body = contents_of(command.body_file, kLongestFile);
 
   const Reply reply = context.device.call_with_body(command.action, body, options);
   if (command.raw) {

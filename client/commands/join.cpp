@@ -6,6 +6,7 @@
 
 #include "commands/commands.hpp"
 #include "failure.hpp"
+#include "files.hpp"
 #include "networks.hpp"
 #include "restart.hpp"
 #include "text.hpp"

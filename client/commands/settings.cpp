@@ -1,6 +1,7 @@
 // set name, set password, set language, reboot, factory-reset.
 #include "commands/commands.hpp"
 #include "failure.hpp"
+#include "files.hpp"
 #include "restart.hpp"
 #include "text.hpp"
 
@@ -25,7 +26,7 @@ void print_done(const Context& context, const Json& json, const std::string& lin
 std::string new_password(const std::string& file) {
   if (!file.empty()) return secret_from_file(file);
   const char* const otherwise = "no terminal to ask for the new password; see --new-password-file";
-  const std::string password = ask("New password: ", true, otherwise);
+  std::string password = ask("New password: ", true, otherwise);
   if (ask("New password again: ", true, otherwise) != password)
     throw Failure(Exit::usage, "the two passwords differ; nothing was changed");
   return password;

@@ -1,11 +1,6 @@
 // firmware upload: sends an image, waits for the restart and says what came up.
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-
 #include "commands/commands.hpp"
-#include "failure.hpp"
+#include "files.hpp"
 #include "restart.hpp"
 #include "text.hpp"
 
@@ -17,26 +12,19 @@ using namespace std::chrono_literals;
 constexpr std::size_t kLargestImage = 64U << 20;
 constexpr auto kWritingTime = 600s;  // for sending and for writing the flash, unless --timeout says otherwise
 
-std::string image_from(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string image;
-  if (file) image.assign(std::istreambuf_iterator<char>(file), {});
-  if (!file || file.bad()) throw Failure(Exit::usage, path + ": " + std::strerror(errno ? errno : EIO));
-  if (image.empty()) throw Failure(Exit::usage, path + ": is empty");
-  if (image.size() > kLargestImage) throw Failure(Exit::usage, path + ": is larger than any image (64 MB)");
-  return image;
-}
-
 std::string body_with(const std::string& image) {
   const std::string frame = envelope("FirmwareUpload", {{"Base64Image", "@"}});
-  const std::size_t place = frame.rfind("@");
-  return frame.substr(0, place) + base64(image) + frame.substr(place + 1);
+  const std::size_t place = frame.rfind('@');
+  std::string body = frame.substr(0, place);
+  body.reserve(frame.size() + image.size() / 3 * 4 + 4);
+  append_base64(body, image);
+  return body += frame.substr(place + 1);
 }
 
 }  // namespace
 
 void upload_firmware(Context& context, const UploadOptions& options) {
-  const std::string image = image_from(options.file);
+  const std::string image = contents_of(options.file, kLargestImage);
   Device& device = context.device;
   // Whether the password is right is asked before megabytes go out.
   const std::string before = device.call("GetFirmwareSettings")["FirmwareVersion"];
