@@ -21,6 +21,7 @@ EXTENDER = pathlib.Path(os.environ.get("KD_EXTENDER", BUILD / "bin" / "extender"
 # Another web server, by the prefix that it was built with; it brings its own module.
 SERVER = os.environ.get("KD_SERVER")
 MODULE = pathlib.Path(SERVER, "lib", "lighttpd") / "mod_kd_hnap.so" if SERVER else BUILD / "lib" / "mod_kd_hnap.so"
+CLASSIC = SERVER is not None and "[1.4.29]" in pathlib.Path(SERVER, "source", "configure.ac").read_text()
 NO_SANDBOX_STATUS = 77
 
 HNAP1 = "http://purenetworks.com/HNAP1/"
