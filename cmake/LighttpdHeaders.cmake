@@ -64,6 +64,10 @@ if(LIGHTTPD_VERSION VERSION_EQUAL 1.4.29)
   target_include_directories(lighttpd_headers SYSTEM INTERFACE "${config_dir}")
 elseif(LIGHTTPD_VERSION VERSION_GREATER_EQUAL 1.4.61)
   set(KD_HNAP_BINDING modern)
+  if(LIGHTTPD_VERSION VERSION_GREATER 1.4.85)
+    message(WARNING "lighttpd ${LIGHTTPD_VERSION} was not tried: 1.4.61 is the oldest and 1.4.85 the newest that was. "
+      "Going on; run scripts/test --server on it.")
+  endif()
   string(REGEX REPLACE "^1\\.4\\." "" patch "${LIGHTTPD_VERSION}")
   math(EXPR version_id "0x10400 + ${patch}" OUTPUT_FORMAT HEXADECIMAL)
   # These give the layout of a full configure run. The last two matter on 32-bit systems.
