@@ -49,15 +49,25 @@ if(LIGHTTPD_VERSION VERSION_EQUAL 1.4.29)
     message(FATAL_ERROR "${LIGHTTPD_SOURCE_DIR} has no config.h: configure it as the server that loads the module was.")
   endif()
   target_compile_definitions(lighttpd_headers INTERFACE HAVE_CONFIG_H)
-  file(STRINGS "${config_dir}/config.h" large_files REGEX "^#define SIZEOF_OFF_T 8")
-  if(large_files AND CMAKE_SIZEOF_VOID_P EQUAL 4)
-    # The server sets this in its config.h, too late for the system headers that come before it. It leaves the
-    # width of its times to the system.
-    target_compile_definitions(lighttpd_headers INTERFACE _FILE_OFFSET_BITS=64)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    file(STRINGS "${config_dir}/config.h" large_files REGEX "^#define +SIZEOF_OFF_T 8")
+    file(STRINGS "${config_dir}/config.h" by_configure REGEX "_FILE_OFFSET_BITS")
+    if(large_files)
+      # The server sets this in its config.h, too late for the system headers that come before it. It leaves the
+      # width of its times to the system.
+      target_compile_definitions(lighttpd_headers INTERFACE _FILE_OFFSET_BITS=64)
+    elseif(NOT by_configure)
+      message(FATAL_ERROR "${config_dir}/config.h says 32-bit offsets, but it was made by the server's CMake files, "
+        "which compile with 64-bit ones.\nConfigure that tree with -DCMAKE_C_FLAGS=-D_FILE_OFFSET_BITS=64.")
+    endif()
   endif()
   target_include_directories(lighttpd_headers SYSTEM INTERFACE "${config_dir}")
 elseif(LIGHTTPD_VERSION VERSION_GREATER_EQUAL 1.4.61)
   set(KD_HNAP_BINDING modern)
+  if(LIGHTTPD_VERSION VERSION_GREATER 1.4.85)
+    message(WARNING "lighttpd ${LIGHTTPD_VERSION} was not tried: 1.4.61 is the oldest and 1.4.85 the newest that was. "
+      "Going on; run scripts/test --server on it.")
+  endif()
   string(REGEX REPLACE "^1\\.4\\." "" patch "${LIGHTTPD_VERSION}")
   math(EXPR version_id "0x10400 + ${patch}" OUTPUT_FORMAT HEXADECIMAL)
   # These give the layout of a full configure run. The last two matter on 32-bit systems.

@@ -69,7 +69,11 @@ std::string server_configuration(const Record& arguments) {
       "charset=utf-8\" )\n"
       "server.modules = ( \"mod_indexfile\", \"mod_staticfile\" )\n";
   if (arguments.flag("module", true)) text += "server.modules += ( \"mod_kd_hnap\" )\n";
-  text += std::string("include \"") + layout::kPagesConfig + "\"\n";
+  if (arguments.flag("pages", true)) {
+    text += std::string("include \"") + layout::kPagesConfig + "\"\n";
+  } else {
+    text += "# Without regular expressions the pages go out as plain files.\n";
+  }
   if (exists(layout::kMoreServerConfig)) {
     text += std::string("include \"") + layout::kMoreServerConfig + "\"\n";
   }

@@ -32,6 +32,12 @@ std::string emulator(const Options& options) {
   return text.substr(0, text.find('\n'));
 }
 
+// Whether the server can tell the pages by a regular expression: one that was built small cannot.
+bool knows_expressions(const Options& options) {
+  return options.server_prefix.empty() ||
+         read_file_or_empty(options.server).find("libpcre") != std::string::npos;
+}
+
 // Libraries that such a server and its module need beside ours.
 void add_libraries(const std::string& prefix, std::vector<Source>& list) {
   for (const fs::directory_entry& entry : fs::directory_iterator(prefix + "/lib")) {
@@ -97,6 +103,7 @@ std::vector<std::string> init_arguments(const Options& options, const State& sta
       "port=" + std::to_string(port),
       "server=" + (below_usr(options.server) ? options.server : in_server_directory(options.server)),
       "emulator=" + emulator(options),
+      "pages=" + std::string(knows_expressions(options) ? "yes" : "no"),
       "server_modules=" + server_modules_inside(options),
       "module=" + std::string(options.module == "none" ? "no" : "yes"),
       "ready_delay=" + std::to_string(options.ready_delay.value_or(settings.ready_delay)),

@@ -4,10 +4,9 @@ import os
 import shutil
 import subprocess
 
-from virtual_extender import BUILD
+from virtual_extender import MODULE
 
 TOOLS = os.environ.get("KD_TOOL_PREFIX", "")  # of the binutils that know the module's processor
-MODULE = BUILD / "lib" / "mod_kd_hnap.so"
 MOST_BYTES = 96 * 1024
 
 LIBRARIES = {"libexpat.so.1", "libnvram.so", "libc.so.6"}

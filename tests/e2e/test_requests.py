@@ -5,7 +5,7 @@ import threading
 import pytest
 import requests
 
-from virtual_extender import HNAP1, envelope, pid_of, process, raw_post, received, resident_kb, value, wait_until
+from virtual_extender import CLASSIC, HNAP1, envelope, pid_of, process, raw_post, received, resident_kb, value, wait_until
 
 ENVELOPE = (
     '<?xml version="1.0" encoding="utf-8"?>\r\n'
@@ -95,9 +95,12 @@ def test_the_largest_body_costs_little(device):
 def test_other_methods_run_nothing(device, method):
     request = f'{method} /HNAP1/ HTTP/1.1\r\nHost: x\r\nSOAPAction: "{HNAP1}Reboot"\r\nContent-Length: 0\r\n\r\n'
     head, body = device.send(request.encode()).split(b"\r\n\r\n", 1)
+    assert device.boots() == 1
+    if CLASSIC and method in ("PATCH", "TRACE"):  # this server answers what it does not know itself
+        assert head.startswith(b"HTTP/1.1 501 ")
+        return
     assert head.startswith(b"HTTP/1.1 200 ") and body == b""
     assert b"Content-Length: 0" in head or (method == "HEAD" and b"Content-Length" not in head)
-    assert device.boots() == 1
 
 
 def test_body_in_pieces(device):
@@ -110,6 +113,8 @@ def test_body_in_pieces(device):
                 connection.sendall(data[-200:])
                 assert b"IsDeviceReadyResult" in received(connection)
     assert b"IsDeviceReadyResult" not in device.send(raw_post("IsDeviceReady", length=5000), close=True)
+    if CLASSIC:  # this server refuses bodies of an unknown length
+        return
     pieces = (envelope("IsDeviceReady").encode()[i : i + 7] for i in range(0, 400, 7))
     assert value(device.post_raw(pieces), "IsDeviceReadyResult") == "OK"
 

@@ -8,7 +8,18 @@ import time
 import pytest
 import requests
 
-from virtual_extender import HNAP1, REPOSITORY, basic, envelope, network, raw_post, received, value, wait_until
+from virtual_extender import (
+    CLASSIC,
+    HNAP1,
+    REPOSITORY,
+    basic,
+    envelope,
+    network,
+    raw_post,
+    received,
+    value,
+    wait_until,
+)
 
 SETTINGS = "<DeviceName>Owned</DeviceName><AdminPassword>owned</AdminPassword>"
 # Every action that changes something, with arguments that would take effect.
@@ -214,6 +225,7 @@ def test_error_pages(start, lines):
     assert len(device.post_raw("<a></b>").content) == 511
 
 
+@pytest.mark.skipif(CLASSIC, reason="this server's rules are written in another way")
 def test_the_servers_own_rules_do_not_hold(start):
     """As docs/security.md says: who relies on them must know."""
     device = start(server='server.modules += ( "mod_access" )\nurl.access-deny = ( "" )\n')

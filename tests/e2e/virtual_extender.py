@@ -18,6 +18,10 @@ REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("KD_BUILD_DIR", REPOSITORY / "build" / "release"))
 # Another build of the extender may boot the same module: the one with the sanitizers.
 EXTENDER = pathlib.Path(os.environ.get("KD_EXTENDER", BUILD / "bin" / "extender"))
+# Another web server, by the prefix that it was built with; it brings its own module.
+SERVER = os.environ.get("KD_SERVER")
+MODULE = pathlib.Path(SERVER, "lib", "lighttpd") / "mod_kd_hnap.so" if SERVER else BUILD / "lib" / "mod_kd_hnap.so"
+CLASSIC = SERVER is not None and "[1.4.29]" in pathlib.Path(SERVER, "source", "configure.ac").read_text()
 NO_SANDBOX_STATUS = 77
 
 HNAP1 = "http://purenetworks.com/HNAP1/"
@@ -69,10 +73,12 @@ def as_utf8(reply):
 class Device:
     """One running virtual extender."""
 
-    def __init__(self, state, *options, module=BUILD / "lib" / "mod_kd_hnap.so"):
+    def __init__(self, state, *options, module=MODULE):
         self.state = state
         self.login = ("admin", "admin")
         command = [EXTENDER, "run", "--module", module, "--port", "0", "--state", state]
+        if SERVER:
+            command += ["--server", SERVER]
         command += ["--reboot-pause", "200", *options]
         self.process = subprocess.Popen(
             [*map(str, command)], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
