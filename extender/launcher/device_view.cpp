@@ -90,11 +90,13 @@ std::vector<Source> sources(const Options& options, const State& state) {
   return list;
 }
 
-std::vector<std::string> init_arguments(const Options& options, const State& state, int boot, int port) {
+std::vector<std::string> init_arguments(const Options& options, const State& state, int boot, int port,
+                                        std::size_t listeners) {
   const Settings settings = read_settings(state.scenario_file("settings"));
   return {
       "boot=" + std::to_string(boot),
       "port=" + std::to_string(port),
+      "listeners=" + std::to_string(listeners),
       "server=" + (below_usr(options.server) ? options.server : in_server_directory(options.server)),
       "emulator=" + emulator(options),
       "server_modules=" + server_modules_inside(options),
