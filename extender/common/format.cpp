@@ -21,7 +21,7 @@ std::string wrong_fields(const Record& record, const Format& format) {
       return "no field is named \"" + name + "\"; the fields are " + names_of(format);
     }
     if (const std::string right = known->wrong(value); !right.empty()) {
-      return format_record(record, name) + ": " + name + " is " + right;
+      return format_record(record, name) + ": " + name + " must be " + right;
     }
   }
   return "";

@@ -108,17 +108,17 @@ std::string scenario_help() {
 }
 
 // The parser's complaint as a sentence.
-std::string sentence(const CLI::ParseError& error) {
+std::string sentence(const CLI::ParseError& error, const std::vector<std::string>& unknown) {
   std::string text = error.what();
   const std::string name = error.get_name();
   if (name == "ArgumentMismatch") text = text.substr(0, text.find(':')) + " needs a value";
-  if (name == "ExtrasError" || name == "INIError") {
-    const std::size_t colon = text.rfind(": ");
-    if (colon != std::string::npos) text = "\"" + text.substr(colon + 2) + "\" is no command or option here";
+  if (text.rfind("The following argument", 0) == 0) {
+    text = "\"" + text.substr(text.rfind(": ") + 2) + "\" is no command or option here";
   }
   if (name == "RequiredError") {
     const bool command = text.find("ubcommand") != std::string::npos;
-    text = command ? "a command is missing" : text.substr(0, text.find(" is required")) + " is missing";
+    text = command ? (unknown.empty() ? "a command is missing" : "\"" + unknown.front() + "\" is no command")
+                   : text.substr(0, text.find(" is required")) + " is missing";
   }
   while (!text.empty() && (text.back() == '\n' || text.back() == '.')) text.pop_back();
   return text;
@@ -149,7 +149,7 @@ class CommandLine {
     } catch (const CLI::Success& help) {
       return app_.exit(help);
     } catch (const CLI::ParseError& error) {
-      throw Failure(sentence(error) + ".\nTry: extender --help", kExitUsage);
+      throw Failure(sentence(error, app_.remaining(true)) + ".\nTry: extender --help", kExitUsage);
     }
     options_.state =
         absolute(state_.empty() ? default_state_directory() + (is_fleet_ ? "-fleet" : "") : state_);

@@ -161,10 +161,16 @@ void Journal::add_effect(Json effect) {
 void Journal::flush_effects(std::uint64_t up_to) {
   if (Json changes = stored_changes(up_to); !changes.empty()) add_effect({{"stored", std::move(changes)}});
   if (effects_.empty()) return;
-  write({{"time", time_text(microseconds_now())},
-         {"type", "later"},
-         {"request", last_request_},
-         {"effects", std::exchange(effects_, {})}});
+  Json line = {{"time", time_text(microseconds_now())}};
+  if (has_served_) {
+    line["type"] = "later";
+    line["request"] = last_request_;
+  } else {
+    line["type"] = "device";
+    line["event"] = "server start";
+  }
+  line["effects"] = std::exchange(effects_, {});
+  write(line);
 }
 
 void Journal::finish_request(unsigned number) {
@@ -198,6 +204,7 @@ void Journal::finish_request(unsigned number) {
   if (Json changes = stored_changes(end); !changes.empty()) add_effect({{"stored", std::move(changes)}});
   line["effects"] = std::exchange(effects_, {});
   write(line);
+  has_served_ = true;
   connection.request.clear();
   connection.reply.clear();
   connection.request_size = connection.reply_size = 0;
@@ -208,7 +215,9 @@ void Journal::handle(unsigned kind, unsigned number, std::uint64_t when, std::si
                      std::string_view bytes) {
   switch (kind) {
     case kStartEvent:
+      flush_effects(when);
       connections_.clear();
+      has_served_ = false;
       break;
     case kAcceptEvent:
     case kProxiedEvent:

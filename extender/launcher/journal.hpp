@@ -56,6 +56,7 @@ class Journal {
   std::map<unsigned, Connection> connections_;
   std::map<std::uint16_t, Introduced> introduced_;
   unsigned last_request_ = 0;
+  bool has_served_ = false;    // since the web server began
   std::vector<Json> effects_;  // that no request's line holds yet
   std::map<std::string, std::string> stored_;
   std::pair<ino_t, long> stored_file_{};  // the store's file as last read

@@ -68,6 +68,7 @@ void observe_text(unsigned kind, const char* text) {
   if (observer < 0) return;
   const size_t length = strnlen(text, kMostOfReply);
   memcpy(put(kind, 0, length, length), text, length);
+  if (kind == kSignalEvent) flush(); /* it may be the end of this process */
 }
 
 void observe_accept(int fd, const struct sockaddr* address, int is_proxied) {
