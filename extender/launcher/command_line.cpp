@@ -212,7 +212,8 @@ class CommandLine {
     run->add_option("--server-config", options_.server_config,
                     "File with more lines for the web server's configuration; := replaces a value")
         ->check(kFile);
-    run->add_option("--preload", options_.preload, "Library with the driver's answers (default as the module)")
+    run->add_option("--preload", options_.preload,
+                    "Library with the driver's answers (default as the module)")
         ->type_name("FILE");
     run->add_option("--store-library", options_.store_library, "libnvram.so (default as the module)")
         ->type_name("FILE");

@@ -1,5 +1,6 @@
 #include "launcher/journal.hpp"
 
+#include <endian.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -269,11 +270,14 @@ void Journal::take() {
   for (ssize_t got; (got = ::recv(reader_.get(), datagram, sizeof datagram, MSG_DONTWAIT)) > 0;) {
     const auto end = static_cast<std::size_t>(got);
     Event event{};
-    for (std::size_t at = 0; at + sizeof event <= end; at += event.kept) {
+    for (std::size_t at = 0; at + sizeof event <= end;) {
       std::memcpy(&event, datagram + at, sizeof event);
       at += sizeof event;
-      if (event.kept > end - at) break;  // not ours
-      handle(event.kind, event.connection, event.microseconds, event.size, {datagram + at, event.kept});
+      const std::size_t kept = le32toh(event.kept);
+      if (kept > end - at) break;  // not ours
+      handle(le32toh(event.kind), le32toh(event.connection), le64toh(event.microseconds), le32toh(event.size),
+             {datagram + at, kept});
+      at += kept;
     }
   }
 }

@@ -261,6 +261,7 @@ void Launcher::probe(Probe& probe, int boot) {
 }
 
 void Launcher::announce(int boot) {
+  journal_.take();
   journal_.note("up", "boot " + std::to_string(boot));
   if (boot > 1) {
     std::printf("The device is back (boot %d).\n", boot);

@@ -224,7 +224,7 @@ pid_t start_boot(const Boot& boot) {
   Fd maps_write(pipe_ends[1]);
 
   const bool was_root = ::geteuid() == 0;  // inside, the caller's own id has another number
-#ifdef __s390__  // the stack comes first
+#ifdef __s390__                            // the stack comes first
   const long child = ::syscall(SYS_clone, nullptr, kNamespaces | SIGCHLD, nullptr, nullptr, nullptr);
 #else
   const long child = ::syscall(SYS_clone, kNamespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr);

@@ -1,6 +1,8 @@
+#define _GNU_SOURCE
 #include "observer.h"
 
 #include <arpa/inet.h>
+#include <endian.h>
 #include <netinet/in.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -14,6 +16,7 @@ enum {
   kDatagramSize = 32768
 };
 
+/* In little-endian order: the server may be one for another processor. */
 struct event {
   uint32_t kind;
   uint32_t connection;
@@ -35,7 +38,7 @@ static uint32_t last_number;
 static char datagram[kDatagramSize];
 static size_t filled;
 
-static void flush(void) {
+void observe_flush(void) {
   if (filled > 0) send(observer, datagram, filled, MSG_DONTWAIT | MSG_NOSIGNAL);
   filled = 0;
 }
@@ -43,10 +46,11 @@ static void flush(void) {
 /* Room for an event with `kept` bytes behind it, which the caller fills. */
 static char* put(uint32_t kind, uint32_t connection, size_t size, size_t kept) {
   struct timespec now;
-  if (filled + sizeof(struct event) + kept > sizeof datagram) flush();
+  if (filled + sizeof(struct event) + kept > sizeof datagram) observe_flush();
   clock_gettime(CLOCK_REALTIME, &now);
-  const struct event event = {kind, connection, (uint64_t)now.tv_sec * 1000000 + (uint64_t)now.tv_nsec / 1000,
-                              (uint32_t)size, (uint32_t)kept};
+  const uint64_t microseconds = (uint64_t)now.tv_sec * 1000000 + (uint64_t)now.tv_nsec / 1000;
+  const struct event event = {htole32(kind), htole32(connection), htole64(microseconds),
+                              htole32((uint32_t)size), htole32((uint32_t)kept)};
   char* at = datagram + filled;
   memcpy(at, &event, sizeof event);
   filled += sizeof event + kept;
@@ -61,14 +65,14 @@ void observe_start(int socket) {
   observer = socket;
   if (observer < 0) return;
   put(kStartEvent, 0, 0, 0);
-  flush();
+  observe_flush();
 }
 
 void observe_text(unsigned kind, const char* text) {
   if (observer < 0) return;
   const size_t length = strnlen(text, kMostOfReply);
   memcpy(put(kind, 0, length, length), text, length);
-  if (kind == kSignalEvent) flush(); /* it may be the end of this process */
+  if (kind == kSignalEvent) observe_flush(); /* it may be the end of this process */
 }
 
 void observe_accept(int fd, const struct sockaddr* address, int is_proxied) {
@@ -124,12 +128,12 @@ void observe_write(int fd, const struct iovec* pieces, int count, size_t size) {
     at += piece;
     kept -= piece;
   }
-  flush();
+  observe_flush();
 }
 
 void observe_close(int fd) {
   if (!is_known(fd)) return;
   put(kCloseEvent, connections[fd].number, 0, 0);
   connections[fd].number = 0;
-  flush();
+  observe_flush();
 }

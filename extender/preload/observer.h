@@ -25,3 +25,4 @@ void observe_accept(int fd, const struct sockaddr* address, int is_proxied);
 void observe_read(int fd, const void* data, size_t size);
 void observe_write(int fd, const struct iovec* pieces, int count, size_t size);
 void observe_close(int fd);
+void observe_flush(void); /* tells what was observed so far; each reply and each end does so too */

@@ -202,6 +202,7 @@ int bind(int fd, const struct sockaddr* address, socklen_t length) {
     if (dup3(first_listener + bound, fd, O_CLOEXEC) < 0) return -1;
     if (bound < listeners - 1 && bound < kMostPublic) public_fd[bound] = fd;
     ++bound;
+    observe_flush(); /* what the modules did at their start */
     return 0;
   }
   int (*call)(int, const struct sockaddr*, socklen_t) = NULL;
