@@ -17,6 +17,7 @@
 #include "launcher/fault_commands.hpp"
 #include "launcher/fleet.hpp"
 #include "launcher/options.hpp"
+#include "launcher/places.hpp"
 #include "launcher/port.hpp"
 #include "launcher/radio_commands.hpp"
 #include "launcher/reports.hpp"

@@ -6,6 +6,7 @@
 #include "common/files.hpp"
 #include "common/layout.hpp"
 #include "common/settings.hpp"
+#include "launcher/places.hpp"
 
 namespace fs = std::filesystem;
 

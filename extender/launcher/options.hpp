@@ -23,8 +23,8 @@ struct Options {
   std::optional<int> ready_fd;                      // where the URL is written when the device answers
   std::optional<int> device_number;  // serial, address and name of a new device; none: as the scenario says
   bool fresh = false;                // forget the store and the radio state of earlier runs
-  std::optional<int> reboot_pause;  // milliseconds; overrides the scenario's setting
-  std::optional<int> ready_delay;   // milliseconds; overrides the scenario's setting
+  std::optional<int> reboot_pause;   // milliseconds; overrides the scenario's setting
+  std::optional<int> ready_delay;    // milliseconds; overrides the scenario's setting
 };
 
 }  // namespace kd

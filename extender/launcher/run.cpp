@@ -22,6 +22,7 @@
 #include "launcher/event_loop.hpp"
 #include "launcher/fault_board.hpp"
 #include "launcher/journal.hpp"
+#include "launcher/places.hpp"
 #include "launcher/port.hpp"
 #include "launcher/proxy.hpp"
 #include "launcher/sandbox.hpp"

@@ -8,7 +8,7 @@
 #include "common/failure.hpp"
 #include "common/files.hpp"
 #include "common/settings.hpp"
-#include "launcher/state.hpp"
+#include "launcher/places.hpp"
 #include "radio/formats.hpp"
 #include "section_text.hpp"
 
