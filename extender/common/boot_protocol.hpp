@@ -4,10 +4,13 @@
 namespace kd {
 
 // Descriptors that init finds at fixed numbers.
-constexpr int kListenerFd = 3;
-constexpr int kConsoleLogFd = 4;
-constexpr int kStatusFd = 5;    // write end: one Report
-constexpr int kLifelineFd = 6;  // read end: at its end of file the launcher is gone
+constexpr int kConsoleLogFd = 3;
+constexpr int kStatusFd = 4;    // write end: one Report
+constexpr int kLifelineFd = 5;  // read end: at its end of file the launcher is gone
+constexpr int kObserverFd = 6;  // what the web server does goes there (preload/observer.h)
+constexpr int kSwitchFd = 7;    // one byte of memory: whether the launcher takes the clients' connections
+constexpr int kFirstListenerFd =
+    8;  // as many as the argument `listeners` says; the last one for the launcher
 
 // What a booting device tells its launcher.
 struct Report {

@@ -17,23 +17,33 @@ class Line {
  public:
   explicit Line(std::string_view text) : text_(text) {}
 
-  // The next field into `record`; false at the end of the line.
+  // The next field into `record`; false at the end of the line, or at what cannot be read.
   bool next(Record& record) {
     skip_blanks();
     if (at_end()) return false;
     const std::size_t start = at_;
     while (!at_end() && !is_blank(text_[at_]) && text_[at_] != '=') ++at_;
-    const std::string_view name = text_.substr(start, at_ - start);
+    const std::string name(text_.substr(start, at_ - start));
     skip_blanks();
-    if (at_ >= text_.size() || text_[at_] != '=') return true;  // a word without a value
+    if (at_ >= text_.size() || text_[at_] != '=' || name.empty()) {
+      return fail("\"" + name + "\" is no field name=value (a value with blanks stands in double quotes)");
+    }
     ++at_;
     skip_blanks();
     const std::string value = take_value();
-    if (!name.empty()) record.set(name, value);
+    if (!wrong_.empty()) return false;
+    if (record.has(name)) return fail(name + " stands twice");
+    record.set(name, value);
     return true;
   }
 
+  const std::string& wrong() const { return wrong_; }
+
  private:
+  bool fail(std::string what) {
+    if (wrong_.empty()) wrong_ = std::move(what);
+    return false;
+  }
   // A "#" begins a comment where a word could begin; inside one it is an ordinary character.
   bool at_end() const {
     return at_ >= text_.size() || (text_[at_] == '#' && (at_ == 0 || is_blank(text_[at_ - 1])));
@@ -46,44 +56,37 @@ class Line {
     if (quoted) ++at_;
     std::string value;
     while (at_ < text_.size() && (quoted ? text_[at_] != '"' : !is_blank(text_[at_]))) value += take_char();
-    if (quoted && at_ < text_.size()) ++at_;
+    if (!quoted) return value;
+    if (at_ >= text_.size()) {
+      fail("the closing double quote is missing");
+    } else if (++at_; at_ < text_.size() && !is_blank(text_[at_])) {
+      fail("a blank is missing behind the closing double quote");
+    }
     return value;
   }
   char take_char() {
     const char c = text_[at_++];
-    if (c != '\\' || at_ >= text_.size()) return c;
-    const char kind = text_[at_];
+    if (c == '\0') fail("a NUL byte is in the line");
+    if (c != '\\') return c;
+    const char kind = at_ < text_.size() ? text_[at_] : '\0';
     if (kind == '\\' || kind == '"') {
       ++at_;
       return kind;
     }
-    if (kind != 'x' || at_ + 2 >= text_.size()) return c;
-    const int high = store::hex_digit(text_[at_ + 1]);
-    const int low = store::hex_digit(text_[at_ + 2]);
-    if (high < 0 || low < 0) return c;
+    const int high = kind == 'x' && at_ + 2 < text_.size() ? store::hex_digit(text_[at_ + 1]) : -1;
+    const int low = high >= 0 ? store::hex_digit(text_[at_ + 2]) : -1;
+    if (low < 0 || (high == 0 && low == 0)) {
+      fail("a backslash stands only in \\\\, \\\" and \\xHH (not \\x00)");
+      return c;
+    }
     at_ += 3;
     return static_cast<char>(high * 16 + low);
   }
 
   std::string_view text_;
   std::size_t at_ = 0;
+  std::string wrong_;
 };
-
-void parse_line(std::string_view line, Record& record) {
-  Line reader(line);
-  while (reader.next(record)) {
-  }
-}
-
-template <typename Use>
-void for_each_line(std::string_view text, Use use) {
-  while (!text.empty()) {
-    const std::size_t length = text.find('\n');
-    use(text.substr(0, length));
-    if (length == std::string_view::npos) return;
-    text.remove_prefix(length + 1);
-  }
-}
 
 std::string quote(std::string_view value) {
   const bool plain = !value.empty() && std::all_of(value.begin(), value.end(), [](char c) {
@@ -157,25 +160,27 @@ bool Record::flag(std::string_view name, bool otherwise) const {
   return otherwise;
 }
 
+std::string read_record(std::string_view line, Record& record) {
+  Line reader(line);
+  while (reader.next(record)) {
+  }
+  return reader.wrong();
+}
+
 Record parse_record(std::string_view text) {
   Record record;
-  for_each_line(text, [&](std::string_view line) { parse_line(line, record); });
+  for_each_line(text, [&](std::string_view line) {
+    Record fields;
+    read_record(line, fields);
+    for (const auto& [name, value] : fields.fields()) record.set(name, value);
+  });
   return record;
 }
 
-std::vector<Record> parse_records(std::string_view text) {
-  std::vector<Record> records;
-  for_each_line(text, [&](std::string_view line) {
-    Record record;
-    parse_line(line, record);
-    if (!record.empty()) records.push_back(std::move(record));
-  });
-  return records;
-}
-
-std::string format_record(const Record& record) {
+std::string format_record(const Record& record, std::string_view only) {
   std::string line;
   for (const auto& [name, value] : record.fields()) {
+    if (!only.empty() && name != only) continue;
     if (!line.empty()) line += ' ';
     line += name + '=' + quote(value);
   }

@@ -3,8 +3,7 @@
 //   ssid="Home Network" channel=6   signal = 72    # a comment
 //
 // A value with blanks, "#" or nothing in it stands in double quotes. "\\", "\"" and "\xHH" stand for bytes
-// that are hard to type. A word without "=" and a field that cannot be read are skipped, never an error:
-// the device must go on while a person is in the middle of an edit.
+// that are hard to type.
 #pragma once
 
 #include <string>
@@ -33,13 +32,24 @@ class Record {
   std::vector<std::pair<std::string, std::string>> fields_;
 };
 
-// All fields of a text, over any number of lines, as one record.
+// Reads the fields of one line. Empty, or what is wrong with it.
+std::string read_record(std::string_view line, Record& record);
+
+// All fields of a text that a program wrote, over any number of lines, as one record.
 Record parse_record(std::string_view text);
 
-// One record a line; lines without a field give none.
-std::vector<Record> parse_records(std::string_view text);
+// A record as one line without its end, quoted where needed; with a name that field alone.
+std::string format_record(const Record& record, std::string_view only = "");
 
-// A record as one line without its end, quoted where needed.
-std::string format_record(const Record& record);
+// Calls `use` with each line, without its end.
+template <typename Use>
+void for_each_line(std::string_view text, Use use) {
+  while (!text.empty()) {
+    const std::size_t length = text.find('\n');
+    use(text.substr(0, length));
+    if (length == std::string_view::npos) return;
+    text.remove_prefix(length + 1);
+  }
+}
 
 }  // namespace kd

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "common/format.hpp"
+
 namespace kd {
 
 struct Settings {
@@ -14,7 +16,9 @@ struct Settings {
   std::string upgrade = "ok";   // ok; stall: stops half-way for good; fail: ends without any progress
 };
 
-// The settings in a file; what is missing or unreadable has the value above.
+const Format& settings_format();
+
+// The settings in a file; what is missing or wrong has the value above.
 Settings read_settings(const std::string& path);
 
 }  // namespace kd

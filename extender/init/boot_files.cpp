@@ -68,6 +68,10 @@ std::string server_configuration(const Record& arguments) {
       "mimetype.assign = ( \".html\" => \"text/html; charset=utf-8\", \".txt\" => \"text/plain; "
       "charset=utf-8\" )\n"
       "server.modules = ( \"mod_indexfile\", \"mod_staticfile\" )\n";
+  // One more of the launcher's sockets each; these addresses are never seen.
+  for (int i = 1; i < arguments.number("listeners"); ++i) {
+    text += "$SERVER[\"socket\"] == \"127.0.0.1:" + std::to_string(i) + "\" {}\n";
+  }
   if (arguments.flag("module", true)) text += "server.modules += ( \"mod_kd_hnap\" )\n";
   if (arguments.flag("pages", true)) {
     text += std::string("include \"") + layout::kPagesConfig + "\"\n";

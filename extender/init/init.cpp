@@ -50,7 +50,7 @@ const char* const kDaemons[][5] = {
 
 class Init {
  public:
-  explicit Init(const Record& arguments) : arguments_(arguments) {}
+  explicit Init(const Record& arguments) : arguments_(arguments), listeners_(arguments.number("listeners")) {}
   int run();
 
  private:
@@ -71,6 +71,7 @@ class Init {
   int next_timeout() const;
 
   const Record arguments_;
+  const int listeners_;
   Fd console_;
   Fd console_writer_;
   Fd link_events_;
@@ -121,8 +122,11 @@ pid_t Init::spawn(const std::vector<std::string>& command, bool web_server) {
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
   if (web_server) {
-    ::fcntl(kListenerFd, F_SETFD, 0);
-    ::setenv("KD_LISTENER", std::to_string(kListenerFd).c_str(), 1);
+    for (int fd = kObserverFd; fd < kFirstListenerFd + listeners_; ++fd) ::fcntl(fd, F_SETFD, 0);
+    ::setenv("KD_LISTENER", std::to_string(kFirstListenerFd).c_str(), 1);
+    ::setenv("KD_LISTENERS", std::to_string(listeners_).c_str(), 1);
+    ::setenv("KD_OBSERVER", std::to_string(kObserverFd).c_str(), 1);
+    ::setenv("KD_SWITCH", std::to_string(kSwitchFd).c_str(), 1);
     ::setenv("LD_PRELOAD", layout::kPreloadLibrary, 1);
     ::setenv("LD_LIBRARY_PATH", layout::kLibraryDirectory, 1);
   }
@@ -212,7 +216,7 @@ void Init::begin_shutdown() {
   // From now on the device refuses, also while its server is still busy with the reply to the order. The
   // moment in between lets an idle server end first: it would complain about its socket.
   ::usleep(kRefuseAfterMicroseconds);
-  ::shutdown(kListenerFd, SHUT_RDWR);
+  for (int i = 0; i < listeners_; ++i) ::shutdown(kFirstListenerFd + i, SHUT_RDWR);
   end_at_ = Clock::now() + kShutdownTime;
 }
 
@@ -271,12 +275,14 @@ int Init::run() {
 int init_main(int argc, char** argv) {
   ::setsid();
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  for (const int fd : {kListenerFd, kConsoleLogFd, kStatusFd, kLifelineFd}) ::fcntl(fd, F_SETFD, FD_CLOEXEC);
   Record arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
     const std::size_t equals = word.find('=');
     if (equals != std::string_view::npos) arguments.set(word.substr(0, equals), word.substr(equals + 1));
+  }
+  for (int fd = kConsoleLogFd; fd < kFirstListenerFd + arguments.number("listeners"); ++fd) {
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
   }
   try {
     return Init(arguments).run();

@@ -4,7 +4,8 @@
 
 namespace kd {
 
-// Arguments are fields: boot, port, server, server_modules, module, ready_delay (launcher/device_view.cpp).
+// Arguments are fields: boot, port, listeners, server, server_modules, module, ready_delay
+// (launcher/device_view.cpp).
 int init_main(int argc, char** argv);
 
 }  // namespace kd

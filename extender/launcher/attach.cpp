@@ -91,14 +91,4 @@ int stop(const std::string& state) {
   return 0;
 }
 
-int print_status(const std::string& state) {
-  const std::optional<RunningDevice> device = find_running(state);
-  if (!device) {
-    std::printf("no device runs on %s\n", state.c_str());
-    return 1;
-  }
-  std::printf("%s\n", device->url.c_str());
-  return 0;
-}
-
 }  // namespace kd

@@ -14,7 +14,4 @@ namespace kd {
 // Ends the device and waits for its end. Throws Failure when none runs.
 int stop(const std::string& state);
 
-// Prints the URL of the running device. Exit status 1 when none runs.
-int print_status(const std::string& state);
-
 }  // namespace kd

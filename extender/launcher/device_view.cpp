@@ -6,6 +6,7 @@
 #include "common/files.hpp"
 #include "common/layout.hpp"
 #include "common/settings.hpp"
+#include "launcher/places.hpp"
 
 namespace fs = std::filesystem;
 
@@ -96,11 +97,13 @@ std::vector<Source> sources(const Options& options, const State& state) {
   return list;
 }
 
-std::vector<std::string> init_arguments(const Options& options, const State& state, int boot, int port) {
+std::vector<std::string> init_arguments(const Options& options, const State& state, int boot, int port,
+                                        std::size_t listeners) {
   const Settings settings = read_settings(state.scenario_file("settings"));
   return {
       "boot=" + std::to_string(boot),
       "port=" + std::to_string(port),
+      "listeners=" + std::to_string(listeners),
       "server=" + (below_usr(options.server) ? options.server : in_server_directory(options.server)),
       "emulator=" + emulator(options),
       "pages=" + std::string(knows_expressions(options) ? "yes" : "no"),

@@ -8,16 +8,23 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/boot_protocol.hpp"
 #include "common/failure.hpp"
 #include "common/settings.hpp"
 #include "launcher/device_view.hpp"
+#include "launcher/event_loop.hpp"
+#include "launcher/fault_board.hpp"
+#include "launcher/journal.hpp"
+#include "launcher/places.hpp"
 #include "launcher/port.hpp"
+#include "launcher/proxy.hpp"
 #include "launcher/sandbox.hpp"
 #include "launcher/state.hpp"
 
@@ -51,14 +58,29 @@ class Signals {
   Fd fd_;
 };
 
-void print_welcome(const Options& options, const State& state, const Port& port) {
-  const std::string url = port.url();
-  const std::string option = options.state == default_state_directory() ? "" : " --state " + options.state;
+void print_warning(const Port& port) {
+  const std::vector<std::string> open = port.open_addresses();
+  if (open.empty()) return;
+  std::string list;
+  for (const std::string& address : open) list += (list.empty() ? "" : ", ") + address;
   std::printf(
-      "%s\n\n"
+      "\nWarning: port %u of %s is open to everybody who reaches this machine there. They log in with the "
+      "device's\n"
+      "password, which goes unencrypted and is admin at first, and run the device's programs in its "
+      "sandbox.\n",
+      static_cast<unsigned>(port.number()), list.c_str());
+}
+
+void print_welcome(const Options& options, const State& state, const Port& port) {
+  const std::string url = port.urls().front();
+  const std::string option = options.state == default_state_directory() ? "" : " --state " + options.state;
+  for (const std::string& each : port.urls()) std::puts(each.c_str());
+  std::printf(
+      "\n"
       "  scenario  %s\n"
       "  login     admin / admin (the store's \"Login\" and \"Password\")\n"
       "  console   %s/console.log\n"
+      "  requests  %s log%s --follow\n"
       "  radio     %s/radio/  (plain text: edit it while the device runs)\n\n"
       "Try\n"
       "  curl %s/HNAP1/\n"
@@ -67,8 +89,9 @@ void print_welcome(const Options& options, const State& state, const Port& port)
       "%s/HNAP1/\n"
       "  %s exec%s -- ps\n\n"
       "Ctrl-C ends it.\n",
-      url.c_str(), state.scenario_name().c_str(), state.directory().c_str(), state.directory().c_str(),
-      url.c_str(), url.c_str(), program_path().c_str(), option.c_str());
+      state.scenario_name().c_str(), state.directory().c_str(), program_path().c_str(), option.c_str(),
+      state.directory().c_str(), url.c_str(), url.c_str(), program_path().c_str(), option.c_str());
+  print_warning(port);
   std::fflush(stdout);
 }
 
@@ -105,18 +128,30 @@ Pipe open_pipe() {
   return {Fd(ends[0]), Fd(ends[1])};
 }
 
-// One run of the launcher: the socket, the state and the boots.
+// One run of the launcher: the sockets, the state and the boots.
 class Launcher {
  public:
   explicit Launcher(const Options& options)
       : options_(options),
         identity_(device_identity()),
         state_(options, identity_),
-        port_(options.port),
-        pause_(options.reboot_pause.value_or(read_settings(state_.scenario_file("settings")).reboot_pause)) {}
+        port_(options.listen, options.port),
+        pause_(options.reboot_pause.value_or(read_settings(state_.scenario_file("settings")).reboot_pause)),
+        journal_(state_.directory()),
+        faults_(state_.directory(), loop_),
+        proxy_(loop_, faults_, journal_, port_.listeners(), port_.own_number()) {
+    loop_.watch(signals_.fd(), POLLIN, [this](short) { take_signals(); });
+    loop_.watch(journal_.reader(), POLLIN, [this](short) { journal_.take(); });
+    faults_.changed = [this](const std::string& event, const std::string& fault) {
+      if (!event.empty()) return journal_.note(event, fault);
+      proxy_.divert(is_open_ && faults_.has_connection_faults());
+    };
+    faults_.read();
+  }
 
   int run() {
     for (int boot = 1;; ++boot) {
+      if (!pause((boot > 1 ? pause_ : 0) + faults_.slow_boot_milliseconds())) return 0;
       switch (run_boot(boot)) {
         case BootEnd::stopped:
           return 0;
@@ -126,10 +161,13 @@ class Launcher {
         case BootEnd::restart:
           break;
       }
+      is_open_ = false;
+      proxy_.divert(false);
       port_.close();
       std::puts("The device restarts.");
       std::fflush(stdout);
-      if (!pause()) return 0;
+      journal_.take();
+      journal_.note("restart", "");
     }
   }
 
@@ -139,10 +177,11 @@ class Launcher {
   BootEnd run_boot(int boot);
   BootEnd judge_end(int status) const;
   [[noreturn]] void fail_with_console(const std::string& what) const;
-  BootEnd watch(Child& child, Fd& status, int boot);
+  void take_signals();
   bool read_report(int fd) const;
-  void announce(int boot) const;
-  bool pause() const;
+  void probe(Probe& probe, int boot);
+  void announce(int boot);
+  bool pause(int milliseconds);
 
   const Options& options_;
   Signals signals_;
@@ -150,67 +189,90 @@ class Launcher {
   State state_;
   Port port_;
   int pause_;
+  EventLoop loop_;
+  Journal journal_;
+  FaultBoard faults_;
+  Proxy proxy_;
+  bool is_open_ = false;
+  Child* child_ = nullptr;      // of the boot that runs
+  std::optional<BootEnd> end_;  // how it ended
 };
 
-// Waits between two boots; false when a signal ends the run.
-bool Launcher::pause() const {
-  pollfd waiting = {signals_.fd(), POLLIN, 0};
-  while (::poll(&waiting, 1, pause_) > 0) {
-    if (signals_.take()) return false;
+void Launcher::take_signals() {
+  if (signals_.take()) {
+    end_ = BootEnd::stopped;
+  } else if (child_ != nullptr && !end_) {
+    if (const std::optional<int> status = child_->ended()) end_ = judge_end(*status);
   }
-  return true;
+}
+
+// Waits between two boots; false when a signal ends the run.
+bool Launcher::pause(int milliseconds) {
+  if (milliseconds == 0) return true;
+  bool over = false;
+  end_.reset();
+  const unsigned timer =
+      loop_.at(EventLoop::Clock::now() + std::chrono::milliseconds(milliseconds), [&] { over = true; });
+  while (!over && !end_) loop_.turn();
+  loop_.cancel(timer);
+  return !end_;
 }
 
 BootEnd Launcher::run_boot(int boot) {
   state_.hand_over();
   port_.open();
+  is_open_ = true;
   Pipe status = open_pipe();
   Pipe lifeline = open_pipe();
-  const Boot request{sources(options_, state_),
-                     identity_,
-                     init_arguments(options_, state_, boot, port_.number()),
-                     port_.listener(),
-                     state_.console_log(),
-                     status.write.get(),
-                     lifeline.read.get()};
-  const pid_t pid = start_boot(request);
+  std::vector<int> descriptors = {state_.console_log(), status.write.get(), lifeline.read.get(),
+                                  journal_.writer(), proxy_.switch_fd()};
+  const std::vector<int> listeners = port_.all_listeners();
+  descriptors.insert(descriptors.end(), listeners.begin(), listeners.end());
+  const pid_t pid =
+      start_boot({sources(options_, state_), identity_,
+                  init_arguments(options_, state_, boot, port_.number(), listeners.size()), descriptors});
   Child child(pid);
+  child_ = &child;
+  end_.reset();
   status.write.reset();
   lifeline.read.reset();
-  state_.record_device({port_.url(), pid, ::getpid()}, boot);
-  return watch(child, status.read, boot);
+  state_.record_device({port_.urls(), pid, ::getpid(), boot});
+
+  std::optional<Probe> first_request;
+  loop_.watch(status.read.get(), POLLIN, [&](short) {
+    loop_.forget(status.read.get());
+    if (!read_report(status.read.get())) return;
+    first_request.emplace(port_.own_number());
+    loop_.watch(first_request->fd(), first_request->events(), [&](short) { probe(*first_request, boot); });
+  });
+  proxy_.divert(faults_.has_connection_faults());
+  while (!end_) loop_.turn();
+  loop_.forget(status.read.get());
+  if (first_request && !first_request->done()) loop_.forget(first_request->fd());
+  child_ = nullptr;
+  return *end_;
 }
 
-BootEnd Launcher::watch(Child& child, Fd& status, int boot) {
-  std::optional<Probe> probe;
-  for (;;) {
-    pollfd waiting[3] = {{signals_.fd(), POLLIN, 0},
-                         {status ? status.get() : -1, POLLIN, 0},
-                         {probe ? probe->fd() : -1, probe ? probe->events() : short{0}, 0}};
-    if (::poll(waiting, 3, -1) < 0 && errno != EINTR) {
-      throw Failure(std::string("poll: ") + std::strerror(errno));
-    }
-    if (waiting[1].revents != 0) {
-      if (read_report(status.get())) probe.emplace(port_.number());
-      status.reset();
-    }
-    if (waiting[2].revents != 0 && probe) {
-      if (probe->proceed()) announce(boot);
-      if (probe->done()) probe.reset();
-    }
-    if (waiting[0].revents != 0) {
-      if (signals_.take()) return BootEnd::stopped;
-      if (const std::optional<int> ended = child.ended()) return judge_end(*ended);
-    }
-  }
+void Launcher::probe(Probe& probe, int boot) {
+  const int fd = probe.fd();
+  if (probe.proceed()) announce(boot);
+  loop_.forget(fd);
+  if (!probe.done())
+    loop_.watch(fd, probe.events(), [this, &probe, boot](short) { this->probe(probe, boot); });
 }
 
-void Launcher::announce(int boot) const {
-  if (boot == 1) {
-    print_welcome(options_, state_, port_);
-  } else {
+void Launcher::announce(int boot) {
+  journal_.take();
+  journal_.note("up", "boot " + std::to_string(boot));
+  if (boot > 1) {
     std::printf("The device is back (boot %d).\n", boot);
     std::fflush(stdout);
+    return;
+  }
+  print_welcome(options_, state_, port_);
+  if (options_.ready_fd) {
+    write_all(*options_.ready_fd, port_.urls().front() + "\n");
+    ::close(*options_.ready_fd);
   }
 }
 

@@ -147,16 +147,14 @@ void set_limits() {
 
 // Moves init's descriptors to their fixed numbers and leaves no other open.
 void arrange_descriptors(const Boot& boot) {
-  const int wanted[][2] = {{boot.listener, kListenerFd},
-                           {boot.console_log, kConsoleLogFd},
-                           {boot.status, kStatusFd},
-                           {boot.lifeline, kLifelineFd}};
-  int parked[4];
-  for (int i = 0; i < 4; ++i) {
-    parked[i] = ::fcntl(wanted[i][0], F_DUPFD_CLOEXEC, 64);  // out of the way of the fixed numbers
-    require(parked[i] >= 0, "duplicate a descriptor");
+  std::vector<int> parked;  // out of the way of the fixed numbers
+  for (const int fd : boot.descriptors) {
+    parked.push_back(::fcntl(fd, F_DUPFD_CLOEXEC, 64));
+    require(parked.back() >= 0, "duplicate a descriptor");
   }
-  for (int i = 0; i < 4; ++i) require(::dup2(parked[i], wanted[i][1]) >= 0, "duplicate a descriptor");
+  int number = kConsoleLogFd;
+  for (const int fd : parked) require(::dup2(fd, number++) >= 0, "duplicate a descriptor");
+  require(::syscall(SYS_close_range, number, ~0U, 0) == 0, "close descriptors");
   const Fd null(::open("/dev/null", O_RDWR | O_CLOEXEC));
   require(static_cast<bool>(null), "open /dev/null");
   for (int fd = 0; fd < 3; ++fd) require(::dup2(null.get(), fd) >= 0, "duplicate a descriptor");
@@ -176,7 +174,6 @@ void arrange_descriptors(const Boot& boot) {
   std::string home = "HOME=/";
   char* environment[] = {path.data(), store.data(), home.data(), nullptr};
 
-  require(::syscall(SYS_close_range, kLifelineFd + 1, ~0U, 0) == 0, "close descriptors");
   ::execve("/bin/init", arguments.data(), environment);
   refuse("start init");
 }
@@ -189,7 +186,7 @@ void arrange_descriptors(const Boot& boot) {
 }
 
 [[noreturn]] void first_process(const Boot& boot, int maps_written, bool was_root) {
-  int status_fd = boot.status;
+  int status_fd = boot.descriptors[kStatusFd - kConsoleLogFd];
   try {
     char go = 0;
     if (::read(maps_written, &go, 1) != 1) ::_exit(1);  // the launcher failed and says so itself
@@ -227,7 +224,7 @@ pid_t start_boot(const Boot& boot) {
   Fd maps_write(pipe_ends[1]);
 
   const bool was_root = ::geteuid() == 0;  // inside, the caller's own id has another number
-#ifdef __s390__  // the stack comes first
+#ifdef __s390__                            // the stack comes first
   const long child = ::syscall(SYS_clone, nullptr, kNamespaces | SIGCHLD, nullptr, nullptr, nullptr);
 #else
   const long child = ::syscall(SYS_clone, kNamespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr);

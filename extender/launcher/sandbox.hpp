@@ -29,10 +29,7 @@ struct Boot {
   std::vector<Source> sources;
   Identity identity;
   std::vector<std::string> init_arguments;
-  int listener;
-  int console_log;
-  int status;
-  int lifeline;
+  std::vector<int> descriptors;  // from kConsoleLogFd on
 };
 
 // A step of the sandbox that the system refused.

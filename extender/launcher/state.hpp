@@ -2,9 +2,10 @@
 //
 //   flash/       the configuration store, and which firmware image was flashed; kept over boots and runs
 //   radio/       the surroundings as plain text; edit them while the device runs
+//   journal      its requests and what else happened, a line of JSON each
 //   console.log  what the device wrote to its console since this run began
-//   scenario     which scenario radio/ was filled from
-//   device       while it runs: url, pid of the device's first process, pid of the launcher, boot number
+//   scenario     the scenario of the last run
+//   device       while it runs: urls, pid of the device's first process, pid of the launcher, boot number
 //   lock         held by the running launcher
 #pragma once
 
@@ -12,6 +13,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/files.hpp"
 #include "launcher/options.hpp"
@@ -19,20 +21,11 @@
 
 namespace kd {
 
-// Where the state is kept when the command line does not say: below XDG_STATE_HOME or ~/.local/state.
-std::string default_state_directory();
-
-// The folder with `scenarios` and `web`, next to this program's own folder. Throws Failure.
-std::string shared_directory();
-
-// This program's own path, and the folder above the one that holds it.
-std::string program_path();
-std::string install_prefix();
-
 struct RunningDevice {
-  std::string url;
+  std::vector<std::string> urls;
   pid_t init = 0;
   pid_t launcher = 0;
+  int boot = 0;
 };
 
 // The device that runs on this state directory, if any.
@@ -41,7 +34,8 @@ std::optional<RunningDevice> find_running(const std::string& state);
 class State {
  public:
   // Makes or opens the state directory, locks it, fills what is missing from the scenario and hands it to
-  // the device's user. Throws Failure: already running, not writable, no such scenario, damaged store.
+  // the device's user. Throws Failure, and changes nothing, when a device runs on it already, when there is
+  // no such scenario, or when a line of a file is wrong; also when it cannot be written.
   State(const Options& options, const Identity& identity);
 
   const std::string& directory() const { return directory_; }
@@ -57,18 +51,21 @@ class State {
   // Hands our files to the device's user: root may have edited some since the last boot.
   void hand_over() const;
 
-  void record_device(const RunningDevice& device, int boot) const;
+  void record_device(const RunningDevice& device) const;
   void forget_device() const;
 
  private:
   void choose_scenario(const Options& options);
-  void fill_radio() const;
-  void fill_store() const;
+  void check_state() const;
+  void fill(const Options& options) const;
+  void fill_radio(const Options& options) const;
+  void fill_store(const Options& options) const;
   void give_to_device_user(const std::string& path) const;  // does nothing unless root runs it
 
   std::string directory_;
   std::string scenario_;
   std::string scenario_name_;
+  std::string last_scenario_;
   Identity identity_;
   Fd lock_;
   Fd console_log_;

@@ -13,6 +13,7 @@
 #include "common/scenario.hpp"
 #include "common/settings.hpp"
 #include "programs/programs.hpp"
+#include "radio/surroundings.hpp"
 
 namespace kd {
 namespace {
@@ -62,7 +63,11 @@ int mtd_write_main(int argc, char** argv) {
   if (image.size() < kHeaderSize || image.size() != std::strtoul(argv[4], nullptr, 10)) {
     return fail(std::string(argv[6]) + " does not have the length " + argv[4]);
   }
-  const Settings settings = read_settings(scenario_file("settings"));
+  Settings settings = read_settings(scenario_file("settings"));
+  for (const Fault& fault : radio::load_faults()) {
+    if (fault.is("flash-fails")) settings.upgrade = "fail";
+    if (fault.is("flash-stalls")) settings.upgrade = "stall";
+  }
   if (settings.upgrade == "fail") return fail("flash error");
 
   const auto pause = static_cast<useconds_t>(settings.upgrade_time / kSteps) * 1000U;

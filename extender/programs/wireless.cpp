@@ -15,7 +15,6 @@
 namespace kd {
 namespace {
 
-constexpr const char* kAccessPointAddress = "02:4B:44:00:00:01";
 constexpr int kDefaultChannel = 6;
 
 int print(const std::string& text) {
@@ -44,7 +43,7 @@ std::string interface_text(const std::string& name) {
   if (name == "apcli0")
     return radio::iwconfig_text({name, up ? link.ssid : "", channel, up ? link.bssid : "", link.rate});
   const char* ssid = settings.find("SSID1");
-  return radio::iwconfig_text({name, ssid != nullptr ? ssid : "", channel, kAccessPointAddress, 300});
+  return radio::iwconfig_text({name, ssid != nullptr ? ssid : "", channel, radio::device_address(), 300});
 }
 
 int survey(const std::string& interface) {

@@ -28,7 +28,7 @@ struct Offer {
     open = authentication == "NONE" || authentication == "OPEN";
     wep = authentication == "WEP" || contains(cipher, "WEP");
     wpa = authentication.substr(0, 6) == "WPAPSK" || contains(authentication, "WPA1PSK");
-    wpa2 = contains(authentication, "WPA2PSK");
+    wpa2 = contains(authentication, "WPA2PSK");  // also beside WPA3
     tkip = contains(cipher, "TKIP");
     aes = contains(cipher, "AES");
   }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "radio/formats.hpp"
+
 namespace kd::radio {
 namespace {
 
@@ -26,12 +28,6 @@ std::string invented_address(std::string_view ssid, int channel) {
   return text;
 }
 
-// The driver shows percent of a span that is steeper below -80 dBm.
-int rssi_of_signal(int percent) {
-  const int signal = std::clamp(percent, 0, 100);
-  return signal >= 24 ? -80 + (signal - 24) * 30 / 76 : -90 + signal * 10 / 26;
-}
-
 Network network_of(const Record& record) {
   Network network{};
   network.ssid = record.text("ssid");
@@ -51,27 +47,33 @@ Network network_of(const Record& record) {
 }
 
 template <typename Item, typename Make>
-std::vector<Item> parse_all(std::string_view text, Make make) {
+std::vector<Item> parse_all(std::string_view text, const Format& format, Make make) {
   std::vector<Item> items;
-  for (const Record& record : parse_records(text)) items.push_back(make(record));
+  for (const Record& record : check_records(text, format).records) items.push_back(make(record));
   return items;
 }
 
 }  // namespace
 
+// The driver shows percent of a span that is steeper below -80 dBm.
+int rssi_of_signal(int percent) {
+  const int signal = std::clamp(percent, 0, 100);
+  return signal >= 24 ? -80 + (signal - 24) * 30 / 76 : -90 + signal * 10 / 26;
+}
+
 std::vector<Network> parse_networks(std::string_view text) {
-  return parse_all<Network>(text, network_of);
+  return parse_all<Network>(text, neighbours_format(), network_of);
 }
 
 std::vector<Station> parse_stations(std::string_view text) {
-  return parse_all<Station>(text, [](const Record& r) {
+  return parse_all<Station>(text, stations_format(), [](const Record& r) {
     return Station{r.text("mac"), r.text("phy", "HTMIX"), r.text("bandwidth", "20M"), r.number("rate", 65),
                    r.number("rssi", -50)};
   });
 }
 
 std::vector<Client> parse_clients(std::string_view text) {
-  return parse_all<Client>(text, [](const Record& r) {
+  return parse_all<Client>(text, clients_format(), [](const Record& r) {
     const bool wireless = r.flag("wireless", false);
     return Client{r.text("time", "2014-04-19T12:00:00"),
                   r.text("mac"),
@@ -86,7 +88,7 @@ std::vector<Client> parse_clients(std::string_view text) {
 }
 
 Link parse_link(std::string_view text) {
-  const Record r = parse_record(text);
+  const Record r = check_records(text, link_format()).records.front();
   const Link usual;
   return {r.number("state"),
           r.number("wsc"),
@@ -135,7 +137,7 @@ std::string without_records(std::string_view text, std::string_view field, std::
     const std::size_t end = text.find('\n');
     const std::string_view line = text.substr(0, end == std::string_view::npos ? end : end + 1);
     text.remove_prefix(line.size());
-    const Record record = parse_record(line);
+    const Record record = parse_record(line.substr(0, line.find('\n')));
     const std::string found = record.text(field);
     const bool matches = record.has(field) && (address ? same_address(found, value) : found == value);
     if (!matches) kept += line;

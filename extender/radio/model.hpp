@@ -61,11 +61,15 @@ struct Link {
   int rssi = -60;
 };
 
+// Lines that radio/formats.hpp does not allow are left out.
 std::vector<Network> parse_networks(std::string_view text);
 std::vector<Station> parse_stations(std::string_view text);
 std::vector<Client> parse_clients(std::string_view text);
 Link parse_link(std::string_view text);
 std::string format_link(const Link& link);
+
+// The signal in dBm for percent, as the driver shows it.
+int rssi_of_signal(int percent);
 
 // Addresses and hexadecimal keys compare without letter case.
 bool same_address(std::string_view a, std::string_view b);

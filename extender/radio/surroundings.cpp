@@ -1,7 +1,10 @@
 #include "radio/surroundings.hpp"
 
+#include <cstdio>
+
 #include "common/files.hpp"
 #include "common/layout.hpp"
+#include "radio/scenes.hpp"
 #include "section_text.hpp"
 
 namespace kd::radio {
@@ -18,7 +21,9 @@ std::string text_of(const std::string& name) {
 }  // namespace
 
 std::vector<Network> load_networks() {
-  return parse_networks(text_of("neighbours"));
+  std::vector<Network> networks = parse_networks(text_of("neighbours"));
+  apply_scenes(load_faults(), networks);
+  return networks;
 }
 std::vector<Station> load_stations() {
   return parse_stations(text_of("stations"));
@@ -27,7 +32,26 @@ std::vector<Client> load_clients() {
   return parse_clients(text_of("clients"));
 }
 Link load_link() {
-  return parse_link(text_of("link"));
+  Link link = parse_link(text_of("link"));
+  apply_scenes(load_faults(), link);
+  return link;
+}
+std::vector<Fault> load_faults() {
+  return parse_faults(text_of("faults"));
+}
+
+std::string device_address() {
+  unsigned words[3] = {0x4B02, 0x0044, 0x0100};  // where the file does not say
+  for_each_line(text_of("eeprom"), [&](std::string_view line) {
+    unsigned offset = 0;
+    unsigned word = 0;
+    if (std::sscanf(std::string(line).c_str(), "%x %x", &offset, &word) != 2) return;
+    if (offset == 4 || offset == 6 || offset == 8) words[offset / 2 - 2] = word;
+  });
+  char text[18];
+  std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", words[0] & 255U, words[0] >> 8 & 255U,
+                words[1] & 255U, words[1] >> 8 & 255U, words[2] & 255U, words[2] >> 8 & 255U);
+  return text;
 }
 
 std::optional<std::string> raw_text(const std::string& name) {

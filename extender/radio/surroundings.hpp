@@ -5,15 +5,21 @@
 #include <string>
 #include <vector>
 
+#include "common/faults.hpp"
 #include "radio/model.hpp"
 #include "value_table.hpp"
 
 namespace kd::radio {
 
+// With the faults laid over them.
 std::vector<Network> load_networks();
 std::vector<Station> load_stations();
 std::vector<Client> load_clients();
 Link load_link();
+std::vector<Fault> load_faults();
+
+// The device's own address, from its EEPROM: "02:4B:44:00:00:01".
+std::string device_address();
 
 // A file under radio/raw replaces what a tool would print, byte for byte: survey, iwconfig.apcli0,
 // iwconfig.ra0, stainfo.apcli0, stainfo.ra0, stat.apcli0, client_list.
