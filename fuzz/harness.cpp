@@ -7,6 +7,7 @@
 
 #include "lang/lang.hpp"
 #include "module/mod_kd_hnap.hpp"
+#include "radio/reports.hpp"
 #include "xml/namespaces.hpp"
 
 namespace kd::port {
@@ -50,29 +51,6 @@ void log_error(Request&, unsigned, const char*) {}
 namespace kd::fuzz {
 namespace {
 
-constexpr const char* kScanReport =
-    "ra0       get_site_survey:                                                  \n"
-    "Ch  SSID                             BSSID               Security               \n"
-    "6   04 Home                             02:00:00:00:00:01   WPA2PSK/AES            70       "
-    "11b/g/n ABOVE  In\n"
-    "36  04 Den5                             02:00:00:00:00:02   NONE                   55       "
-    "11a/n   NONE   In\n"
-    // A neighbour may call itself anything.
-    "11  08 $(taint)                         02:00:00:00:00:03   NONE                   40       "
-    "11b/g/n NONE   In\n";
-
-constexpr const char* kStations =
-    "3:02:00:00:00:00:01 1 0 0 0 -55 0 0 0 HTMIX 20M 7 1 0 0 130 1 12%\n"
-    "4:02:AA:00:00:00:01 1 0 0 0 -55 0 0 0 OFDM 20M 7 1 0 0 54 1 12%\n";
-
-constexpr const char* kIwconfig =
-    "apcli0    Ralink STA  ESSID:\"Home\"  Nickname:\"\"\n"
-    "          Mode:Managed  Channel=6  Access Point: 02:00:00:00:00:01   \n";
-
-constexpr const char* kClients =
-    "08:15\t02:AA:00:00:00:01\t10.0.0.2\tphone of the house\tx\tWireless\ttrue\n"
-    "08:16\t02:AA:00:00:00:02\t10.0.0.3\tprinter\tx\tWired\tfalse\n";
-
 // The uplink is there; other requests get no answer.
 bool answer_driver(test::DriverRequest& request) {
   constexpr unsigned long kStatus = 0x8BE1;
@@ -88,20 +66,28 @@ struct Kept {
   test::Device::Texts files, store, outputs, library;
 
   Kept() {
+    // A neighbour may call itself anything.
+    const auto networks = radio::parse_networks(
+        "ssid=Home channel=6 security=WPA2PSK/AES\nssid=Den5 channel=36\nssid=\"$(taint)\" channel=11");
+    const auto stations =
+        radio::parse_stations("mac=02:00:00:00:00:01 rate=130\nmac=02:AA:00:00:00:01 phy=OFDM rate=54");
     device.outputs = {
         {"ps",
          "  PID USER       VSZ STAT COMMAND\n    1 admin     1500 S    init\n  321 admin  1500 S "
          "nvram_daemon\n"},
-        {"iwpriv ra0 get_site_survey", kScanReport},
-        {"dmesg -c | grep -in '^..:.*$'", kStations},
-        {"iwconfig apcli0", kIwconfig},
+        {"iwpriv ra0 get_site_survey", radio::survey_text("ra0", networks)},
+        {"dmesg -c | grep -in '^..:.*$'", "3:" + radio::station_table(stations)},
+        {"iwconfig apcli0", radio::iwconfig_text({"apcli0", "Home", 6, "02:00:00:00:00:01", 65})},
         {"iwconfig ra0 | grep Channel | awk '{print $2}' | sed 's/Channel=//g'", "6\n"},
     };
+    const auto clients = radio::parse_clients(
+        "mac=02:AA:00:00:00:01 ip=10.0.0.2 name=\"phone of the house\" wireless=yes\nmac=02:AA:00:00:00:02 "
+        "ip=10.0.0.3");
     device.files = {
         {"/var/boardid", "027210\n"},
         {"/var/is_dev_ready", ""},
         {"/var/run/kd_client_list.pid", "77\n"},
-        {"/tmp/connected_client_list", kClients},
+        {"/tmp/connected_client_list", radio::client_list_text(clients)},
         {"/proc/mtd", "mtd1: 00fb0000 00010000 \"Kernel\"\n"},
         {"/web/lang/STRINGS_EN.txt", "Save,Save\nCancel,Cancel\n"},
         {"/web/lang/STRINGS_DE.txt", "Save,Speichern\n"},

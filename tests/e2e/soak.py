@@ -133,8 +133,11 @@ def descriptors(server):
 
 
 def zombies(device):
-    family = psutil.Process(device.process.pid).children(recursive=True)
-    return [child for child in family if child.is_running() and child.status() == psutil.STATUS_ZOMBIE]
+    found = []
+    for child in psutil.Process(device.process.pid).children(recursive=True):
+        with contextlib.suppress(psutil.NoSuchProcess):
+            found += [child] if child.status() == psutil.STATUS_ZOMBIE else []
+    return found
 
 
 def leaks(device, server, end, report):

@@ -8,7 +8,7 @@ from concurrent.futures import ThreadPoolExecutor
 import pytest
 
 from conftest import boot
-from virtual_extender import HNAP1, REPOSITORY, wait_until
+from virtual_extender import BUILD, HNAP1, REPOSITORY, wait_until
 
 PAGE = REPOSITORY / "docs" / "actions.md"
 VENDOR = pathlib.Path(os.environ.get("KD_VENDOR_DIR", REPOSITORY / "build" / "vendor")) / "lib" / "mod_kd_hnap.so"

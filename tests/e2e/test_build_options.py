@@ -74,4 +74,4 @@ def test_debug_log(device, vendor_device):
     """This build writes it to the server's error log; the one that ships is silent."""
     for running, logged in ((device, False), (vendor_device, True)):
         running.post("IsDeviceReady")
-        assert (LOGGED in running.console()) == logged
+        assert wait_until(lambda: LOGGED in running.console(), seconds=10 if logged else 0.5) == logged

@@ -54,7 +54,8 @@ def test_locale_is_kept(own_device):
     )
     assert value(own_device.post("SetDeviceSettings2", arguments), "SetDeviceSettings2Result") == "OK"
     assert value(own_device.post("GetDeviceSettings2"), "Locale") == "fr-ca"
-    assert "Initial multi-language success! Current language is CA.\n" in own_device.console()
+    message = "Initial multi-language success! Current language is CA.\n"
+    assert wait_until(lambda: message in own_device.console())
 
 
 def test_a_configuration_test_leaves_the_device_alone(device):

@@ -72,11 +72,11 @@ def choose(device, connection):
 
 @pytest.mark.parametrize("signal_name", [None, "SIGHUP", "SIGUSR1"])
 def test_deferred_action_waits_for_the_end(http2_device, signal_name):
-    """A page behind the choice changes nothing, nor does the server when it reopens its logs or restarts."""
+    """Requests behind the choice change nothing, nor does the server when it reopens its logs or restarts."""
     device = http2_device
     with device.connect() as connection:
         choose(device, connection)
-        connection.sendall(http2(3, path="/index.html"))
+        connection.sendall(http2(3) + http2(5, path="/index.html"))
         received_until(connection, b"</html>")
         assert device.reloads() == 0
         if signal_name:

@@ -71,20 +71,7 @@ RIGHT, WRONG = basic("admin:admin"), basic("admin:wrong")
 
 
 @pytest.mark.parametrize(
-    "authorization, status",
-    [
-        (RIGHT, 200),
-        ("x" + RIGHT, 200),  # the scheme is searched, not compared
-        (basic("admin:admin\0"), 401),
-        (WRONG, 401),
-        (basic("root:admin"), 401),
-        (basic("admin:"), 401),
-        (basic(":"), 401),
-        ("Basic", 401),
-        ("Basic YWRt*W4=", 401),
-        ("Digest YWRtaW46YWRtaW4=", 401),
-        (None, 401),
-    ],
+    "authorization, status", [(RIGHT, 200), (WRONG, 401), ("Basic YWRt*W4=", 401), (None, 401)]
 )
 def test_credentials(device, untouched, authorization, status):
     headers = {"SOAPAction": HNAP1 + "IsDeviceReady"}
@@ -96,8 +83,9 @@ def test_credentials(device, untouched, authorization, status):
     if status == 401:
         assert reply.headers["WWW-Authenticate"] == 'Basic realm="NX220"'
         assert "<title>401 Unauthorized</title>" in reply.text
-    # What cannot be decoded is told to the server's log.
-    assert ("decodeing base64-string for Authorization failed" in device.console()) >= ("*" in (authorization or ""))
+    if "*" in (authorization or ""):  # what cannot be decoded is told to the server's log
+        message = "decodeing base64-string for Authorization failed"
+        assert wait_until(lambda: message in device.console())
 
 
 @pytest.mark.parametrize("action", ACTIONS)
@@ -121,7 +109,7 @@ def test_a_large_body_without_credentials_is_not_waited_for(device, untouched):
     for client in clients:
         client.sendall(raw_post("FirmwareUpload", authorization=WRONG, length=LARGE) + b"A" * 100_000)
     # Each has its answer before it has sent more; who goes on sending can read it all the same.
-    for client, more in zip(clients, (0, 3_000_000, 300_000)):
+    for client, more in zip(clients, (0, 3_000_000, 40_000_000)):
         start = client.recv(1, socket.MSG_PEEK)
         assert start == b"H" and device.run("ls", "/var/upload") == ""
         client.sendall(b"A" * more)
@@ -157,26 +145,17 @@ def posted(*headers, **rest):
 DETOURS = {
     "GET with a body": raw(GET),
     "GET, method override": raw(GET, "X-HTTP-Method-Override: POST", "X-HTTP-Method: POST", "X-Method-Override: POST"),
-    "POST, method override": posted("X-HTTP-Method-Override: GET"),
-    "method override in the query": raw("GET /HNAP1/?_method=POST HTTP/1.1"),
     **{method: raw(f"{method} /HNAP1/ HTTP/1.1") for method in ("PUT", "CONNECT", "PROPFIND", "POSTS", "post")},
-    "wrong credentials twice": posted(f"Authorization: {WRONG}", f"Authorization: {WRONG}"),
     "wrong before right": posted(f"Authorization: {WRONG}", f"Authorization: {RIGHT}"),
     "an empty scheme before right": posted("Authorization: Basic", f"Authorization: {RIGHT}"),
-    "credentials for a proxy": posted(f"Proxy-Authorization: {RIGHT}"),
     "credentials under other names": posted(f"X-Authorization: {RIGHT}", "X-Remote-User: admin"),
     "credentials without end": posted("Authorization: Basic " + "YQ==" * 8000),
-    "from the device itself": posted("X-Forwarded-For: 127.0.0.1", "X-Real-IP: 127.0.0.1"),
     "another URI in a header": raw("POST / HTTP/1.1", "X-Original-URL: /HNAP1/", "X-Rewrite-URL: /HNAP1/"),
     "absolute URI with credentials": raw("POST http://admin:admin@x/HNAP1/ HTTP/1.1"),
-    "a page": raw("POST /index.html HTTP/1.1"),
     "encoded URI": raw("POST /%48NAP1/%00 HTTP/1.1"),
     "dots and slashes in the URI": raw("POST //x/../HNAP1// HTTP/1.1"),
-    "no URI": raw("POST * HTTP/1.1"),
     "no SOAPAction": raw(soap_action=None),
     "SOAPAction twice": posted(f"SOAPAction: {HNAP1}GetDeviceSettings"),
-    "HTTP/1.0": raw("POST /HNAP1/ HTTP/1.0"),
-    "HTTP/0.9": b"POST /HNAP1/\r\n\r\n" + BODY.encode(),
     "expect": posted("Expect: 100-continue"),
     "two lengths": posted("Content-Length: 0"),
     "length and chunks": posted("Transfer-Encoding: chunked"),
@@ -184,7 +163,6 @@ DETOURS = {
     "a request in a body": raw("POST /index.html HTTP/1.1", soap_action=None, body=raw().decode()),
     "a request behind a page": b"GET /index.html HTTP/1.1\r\nHost: x\r\n\r\n" + raw(),
     "a request behind an authorized one": raw_post("GetDeviceSettings") + raw(),
-    "a protocol upgrade": posted("Connection: Upgrade", "Upgrade: websocket"),
 }
 
 

@@ -1,6 +1,8 @@
 // What a section's file may hold, byte for byte the same on every processor, and what is refused.
 #include <sys/stat.h>
 
+#include <vector>
+
 #include "nvram_tools.hpp"
 #include "scratch_store.hpp"
 #include "section_file.hpp"
@@ -129,44 +131,34 @@ TEST_F(StoreSection, IsUsedOnlyWhenOpen) {
   EXPECT_EQ(nvram_commit(0), 0);
 }
 
-struct ToolCall {
-  std::vector<std::string> words;  // the tool's first
-  int status;
-  std::string output;
-};
+// Exit status and output.
+std::string tool(std::vector<std::string> words) {
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  nvram_close(0);
+  nvram_close(1);
+  testing::internal::CaptureStdout();
+  const auto main = words[0] == "nvram_get" ? store::nvram_get_main : store::nvram_set_main;
+  const int status = main(static_cast<int>(words.size()), argv.data());
+  return std::to_string(status) + " " + testing::internal::GetCapturedStdout();
+}
 
 TEST_F(StoreSection, Tools) {
-  const ToolCall calls[] = {
-      {{"nvram_get", "2860", "k"}, 1, ""},       {{"nvram_set", "2860", "k", "v w"}, 0, ""},
-      {{"nvram_get", "0", "k"}, 0, "v w\n"},     {{"nvram_set", "second", "k", "2"}, 0, ""},
-      {{"nvram_get", "1", "k"}, 0, "2\n"},       {{"nvram_get", "2", "k"}, 2, ""},
-      {{"nvram_get", "", "k"}, 2, ""},           {{"nvram_get", "0"}, 2, ""},
-      {{"nvram_get", "0", "k", "x"}, 2, ""},     {{"nvram_set", "0", "k"}, 2, ""},
-      {{"nvram_set", "third", "k", "v"}, 2, ""},
-  };
-  for (ToolCall call : calls) {
-    std::vector<char*> words;
-    for (std::string& word : call.words) words.push_back(word.data());
-    const auto main = call.words[0] == "nvram_get" ? store::nvram_get_main : store::nvram_set_main;
-    const int count = static_cast<int>(words.size());
-    words.push_back(nullptr);
-    nvram_close(0);
-    nvram_close(1);
-    testing::internal::CaptureStdout();
-    const int status = main(count, words.data());
-    SCOPED_TRACE(testing::PrintToString(call.words));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), call.output);
-    EXPECT_EQ(status, call.status);
-  }
+  EXPECT_EQ(tool({"nvram_get", "2860", "k"}), "1 ");
+  EXPECT_EQ(tool({"nvram_set", "2860", "k", "v w"}), "0 ");
+  EXPECT_EQ(tool({"nvram_get", "0", "k"}), "0 v w\n");
+  EXPECT_EQ(tool({"nvram_set", "second", "k", "2"}), "0 ");
+  EXPECT_EQ(tool({"nvram_get", "1", "k"}), "0 2\n");
+  for (const char* section : {"", "2", "third"})
+    EXPECT_EQ(tool({"nvram_get", section, "k"}), "2 ") << section;
+  EXPECT_EQ(tool({"nvram_get", "0"}), "2 ");
+  EXPECT_EQ(tool({"nvram_set", "0", "k"}), "2 ");
+  EXPECT_EQ(tool({"nvram_set", "third", "k", "v"}), "2 ");
   put("damaged");
-  nvram_close(0);
-  char get[] = "nvram_get", section[] = "0", key[] = "k";
-  char* words[] = {get, section, key, nullptr};
-  EXPECT_EQ(store::nvram_get_main(3, words), 1);
+  EXPECT_EQ(tool({"nvram_get", "0", "k"}), "1 ");
   std::filesystem::remove_all(directory);
-  char set[] = "nvram_set", value[] = "v";
-  char* set_words[] = {set, section, key, value, nullptr};
-  EXPECT_EQ(store::nvram_set_main(4, set_words), 1);
+  EXPECT_EQ(tool({"nvram_set", "0", "k", "v"}), "1 ");
 }
 
 }  // namespace
