@@ -163,6 +163,7 @@ Url parsed(const std::string& host) {
 void take_user(Settings& settings, const std::string& user) {
   const std::size_t colon = user.find(':');
   settings.user = user.substr(0, colon);
+  settings.password.reset();  // another user's does not go with this one
   if (colon != std::string::npos) settings.password = user.substr(colon + 1);
 }
 

@@ -348,6 +348,10 @@ def test_terminal(device):
     assert status == 0 and "\x1b[32m" in shown
     lines = [re.sub(r"\x1b\[\d*m", "", line) for line in shown.split("\r\n")[2:]]
     assert max(map(len, lines)) <= 40 and "SECURITY" in shown and "BAND" not in shown
+    listed = response("GetWirelessNetworks", "<WirelessNetworkList>" + NETWORK % ("Caf\u0100", 3) + "</WirelessNetworkList>")
+    with Server(listed) as server:
+        shown = on_terminal(["networks"], [], LANG="C", HNAP_HOST=f"127.0.0.1:{server.port}", HNAP_PASSWORD="x")[1]
+        assert r"Caf\u{0100}" in shown and shown.isascii()
     assert "\x1b" not in on_terminal(["networks"], [], NO_COLOR="1", **to(device))[1]
     status, shown = on_terminal(["networks"], [(question, "\x03", False)], **host)
     assert os.WIFSIGNALED(status) and os.WTERMSIG(status) == 2
