@@ -163,7 +163,42 @@ Url parsed(const std::string& host) {
 void take_user(Settings& settings, const std::string& user) {
   const std::size_t colon = user.find(':');
   settings.user = user.substr(0, colon);
+  settings.password.reset();  // another user's does not go with this one
   if (colon != std::string::npos) settings.password = user.substr(colon + 1);
+}
+
+// What is said of user and password, the first place that says something. The file's password is for the
+// file's host and user.
+void find_credentials(Settings& settings, const Given& given, ConfigFile& config, const std::string& host) {
+  Settings at_home;
+  if (!config["host"].empty()) set_address(at_home, config["host"]);
+  const bool right_host = at_home.url == settings.url;
+  if (right_host || config["host"].empty()) settings.user = config["user"];
+  if (const std::string user = from_environment("HNAP_USER"); !user.empty()) take_user(settings, user);
+  if (!given.user.empty()) take_user(settings, given.user);
+
+  if (!given.password_file.empty()) settings.password = secret_from_file(given.password_file);
+  if (!settings.password && std::getenv("HNAP_PASSWORD"))
+    settings.password = from_environment("HNAP_PASSWORD");
+  const auto or_admin = [](const std::string& user) { return user.empty() ? "admin" : user; };
+  const bool file_counts = right_host && or_admin(settings.user) == or_admin(config["user"]);
+  if (!settings.password && file_counts && !config["password"].empty())
+    settings.password = config["password"];
+  if (!settings.password && file_counts && !config["password_file"].empty())
+    settings.password = secret_from_file(config["password_file"]);
+  if (!settings.password) take_from_netrc(settings, part_of(parsed(host), CURLUPART_HOST));
+  settings.user = or_admin(settings.user);
+}
+
+void find_timeout(Settings& settings, const Given& given, ConfigFile& config) {
+  const std::string said = from_environment("HNAP_TIMEOUT");
+  settings.timeout_given = given.timeout || !said.empty() || !config["timeout"].empty();
+  if (given.timeout)
+    settings.timeout = timeout_of(*given.timeout, "--timeout");
+  else if (!said.empty())
+    settings.timeout = timeout_of(seconds_in(said), "HNAP_TIMEOUT");
+  else if (!config["timeout"].empty())
+    settings.timeout = timeout_of(seconds_in(config["timeout"]), "timeout in the configuration");
 }
 
 }  // namespace
@@ -181,43 +216,17 @@ void set_address(Settings& settings, const std::string& host) {
   settings.label = visible(part_of(url, CURLUPART_HOST) + (port.empty() ? "" : ":" + port));
 }
 
-Settings settle(const Given& given, bool needs_host) {
-  Settings settings;
+Settings settle(const Given& given) {
   ConfigFile config =
       given.config_file.empty() ? read_config(default_config(), false) : read_config(given.config_file, true);
   std::string host = given.host.empty() ? from_environment("HNAP_HOST") : given.host;
   if (host.empty()) host = config["host"];
-  if (host.empty() && needs_host)
+  if (host.empty())
     wrong("which device? Name it with --host, HNAP_HOST or a line \"host = ...\" in " + default_config());
-  if (!host.empty()) set_address(settings, host);
-
-  Settings at_home;
-  if (!config["host"].empty()) set_address(at_home, config["host"]);
-  const bool config_counts = at_home.url == settings.url || config["host"].empty();
-
-  if (config_counts) settings.user = config["user"];
-  if (const std::string user = from_environment("HNAP_USER"); !user.empty()) take_user(settings, user);
-  if (!given.user.empty()) take_user(settings, given.user);
-
-  if (!given.password_file.empty()) settings.password = secret_from_file(given.password_file);
-  if (!settings.password && std::getenv("HNAP_PASSWORD"))
-    settings.password = from_environment("HNAP_PASSWORD");
-  if (!settings.password && config_counts && !config["password"].empty())
-    settings.password = config["password"];
-  if (!settings.password && config_counts && !config["password_file"].empty())
-    settings.password = secret_from_file(config["password_file"]);
-  if (!settings.password && !settings.url.empty())
-    take_from_netrc(settings, part_of(parsed(host), CURLUPART_HOST));
-  if (settings.user.empty()) settings.user = "admin";
-
-  const std::string timeout = from_environment("HNAP_TIMEOUT");
-  settings.timeout_given = given.timeout || !timeout.empty() || !config["timeout"].empty();
-  if (given.timeout)
-    settings.timeout = timeout_of(*given.timeout, "--timeout");
-  else if (!timeout.empty())
-    settings.timeout = timeout_of(seconds_in(timeout), "HNAP_TIMEOUT");
-  else if (!config["timeout"].empty())
-    settings.timeout = timeout_of(seconds_in(config["timeout"]), "timeout in the configuration");
+  Settings settings;
+  set_address(settings, host);
+  find_credentials(settings, given, config, host);
+  find_timeout(settings, given, config);
   return settings;
 }
 

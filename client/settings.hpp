@@ -29,6 +29,6 @@ void set_address(Settings& settings, const std::string& host);
 /// Puts together what is said in all places; the first that says something wins: command line, environment
 /// (HNAP_HOST, HNAP_USER, HNAP_PASSWORD, HNAP_TIMEOUT), configuration file, netrc. A password of the
 /// configuration file goes to that file's host only. Throws Failure (usage).
-Settings settle(const Given& given, bool needs_host = true);
+Settings settle(const Given& given);
 
 }  // namespace hnap

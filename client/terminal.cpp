@@ -102,8 +102,9 @@ class Terminal {
 void set_locale() {
   std::setlocale(LC_CTYPE, "");
   locale_is_utf8 = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
-  // Widths are asked for in any case.
-  if (!locale_is_utf8) std::setlocale(LC_CTYPE, "C.UTF-8");
+  if (locale_is_utf8) return;
+  if (isatty(STDOUT_FILENO) || isatty(STDERR_FILENO)) show_ascii_only();
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // widths are asked for in any case
 }
 
 Style style_of(int descriptor) {

@@ -11,6 +11,8 @@
 namespace hnap {
 namespace {
 
+bool ascii_only = false;
+
 struct Character {
   char32_t code = 0;
   std::size_t bytes = 0;  // 0: the first byte begins no character
@@ -65,7 +67,8 @@ std::string shown(std::string_view text, bool keep_lines) {
     const bool stays = keep_lines && (text[0] == '\n' || text[0] == '\t');
     if (character.bytes == 0 || (is_control(character.code) && character.code < 0x80 && !stays)) {
       result += byte_code(text[0]);
-    } else if (!stays && (is_control(character.code) || is_deceptive(character.code))) {
+    } else if (!stays && (is_control(character.code) || is_deceptive(character.code) ||
+                          (ascii_only && character.code >= 0x80))) {
       result += character_code(character.code);
     } else {
       result += text.substr(0, bytes);
@@ -82,6 +85,10 @@ int columns_of(const Character& character) {
 }
 
 }  // namespace
+
+void show_ascii_only() {
+  ascii_only = true;
+}
 
 std::string visible(std::string_view text) {
   return shown(text, false);

@@ -11,6 +11,9 @@ namespace hnap {
 /// that are no UTF-8 as \xHH, direction and zero-width marks as \u{HHHH}.
 std::string visible(std::string_view text);
 
+/// From now on other characters than ASCII are shown as \u{HHHH} too, for a terminal that cannot show them.
+void show_ascii_only();
+
 /// The same for a text of several lines: line feeds and tabs stay.
 std::string visible_lines(std::string_view text);
 

@@ -84,9 +84,7 @@ void print_welcome(const Options& options, const State& state, const Port& port)
       "  radio     %s/radio/  (plain text: edit it while the device runs)\n\n"
       "Try\n"
       "  curl %s/HNAP1/\n"
-      "  curl -u admin:admin -H 'SOAPAction: \"http://purenetworks.com/HNAP1/IsDeviceReady\"' \\\n"
-      "    -d '<Envelope><Body><IsDeviceReady xmlns=\"http://purenetworks.com/HNAP1/\"/></Body></Envelope>' "
-      "%s/HNAP1/\n"
+      "  hnap --host %s --user admin:admin networks\n"
       "  %s exec%s -- ps\n\n"
       "Ctrl-C ends it.\n",
       state.scenario_name().c_str(), state.directory().c_str(), program_path().c_str(), option.c_str(),

@@ -1,12 +1,15 @@
 """hnap, the client: against the virtual extender, and against servers that answer badly."""
 
+import fcntl
 import json
 import os
 import pty
 import re
 import socket
 import stat
+import struct
 import subprocess
+import termios
 import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
@@ -255,8 +258,9 @@ EVIL = NETWORK % ("a\x1b]0;title\x07b\x9b31m\u202etxt\udcff&#27;c", "99999999999
 )
 def test_hostile_answers(reply, options, status, out, err):
     with Server(reply, **options) as server:
+        patience = "1" if "pause" in options else "20"
         code, text, errors = hnap(
-            "networks", "--timeout", "1", HNAP_HOST=f"127.0.0.1:{server.port}", HNAP_PASSWORD="x"
+            "networks", "--timeout", patience, HNAP_HOST=f"127.0.0.1:{server.port}", HNAP_PASSWORD="x"
         )
         assert code == status and re.match(out, text) and re.search(err, errors), (code, text, errors)
         assert not re.search(r"[\x00-\x09\x0b-\x1f\x7f-\x9f]", text + errors)
@@ -289,6 +293,7 @@ def test_secrets_stay_secret(device, tmp_path):
     assert status == 2 and f"chmod 600 {config}" in err
     config.chmod(0o600)
     assert hnap("networks", "--config", str(config))[0] == 0
+    assert "no password" in hnap("networks", "--config", str(config), "--user", "bob")[2]
     with Server(http(b"", "401 No")) as server:
         # The file's password is for its host only.
         assert hnap("networks", "--config", str(config), "--host", f"127.0.0.1:{server.port}")[0] == 2
@@ -307,21 +312,19 @@ def test_secrets_stay_secret(device, tmp_path):
 
 
 def test_discover(device):
-    status, out, _ = hnap("discover", "127.0.0.0/29", "127.0.0.9", "--port", str(device.port), "--json", HNAP_TIMEOUT="5")
+    status, out, _ = hnap("discover", "127.0.0.0/29", "127.0.0.9", "--port", str(device.port), "--json")
     assert status == 0
     assert [(row["host"], row["name"]) for row in json.loads(out)] == [(f"127.0.0.1:{device.port}", "Extender")]
 
 
-def on_terminal(words, answers, width=40, interrupt=False, **more):
-    """Runs the client on a terminal of its own; gives its status and everything that was shown."""
+def on_terminal(words, answers, **more):
+    """Runs the client on a terminal of its own, 40 columns wide; gives its status and everything that was shown.
+
+    An answer is what to wait for, what to type then, and whether that is echoed."""
     child, terminal = pty.fork()
     if child == 0:
         os.execve(HNAP, ["hnap", *words], environment(TERM="xterm", **more))
-    import fcntl
-    import struct
-    import termios
-
-    fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
+    fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 40, 0, 0))
     shown = b""
     while True:
         try:
@@ -348,6 +351,10 @@ def test_terminal(device):
     assert status == 0 and "\x1b[32m" in shown
     lines = [re.sub(r"\x1b\[\d*m", "", line) for line in shown.split("\r\n")[2:]]
     assert max(map(len, lines)) <= 40 and "SECURITY" in shown and "BAND" not in shown
+    listed = response("GetWirelessNetworks", "<WirelessNetworkList>" + NETWORK % ("Caf\u0100", 3) + "</WirelessNetworkList>")
+    with Server(listed) as server:
+        shown = on_terminal(["networks"], [], LANG="C", HNAP_HOST=f"127.0.0.1:{server.port}", HNAP_PASSWORD="x")[1]
+        assert r"Caf\u{0100}" in shown and shown.isascii()
     assert "\x1b" not in on_terminal(["networks"], [], NO_COLOR="1", **to(device))[1]
     status, shown = on_terminal(["networks"], [(question, "\x03", False)], **host)
     assert os.WIFSIGNALED(status) and os.WTERMSIG(status) == 2
