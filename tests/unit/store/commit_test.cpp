@@ -121,14 +121,14 @@ TEST_F(StoreCommit, FailedAtEveryCall) {
       const auto descriptors = open_descriptors();
       befall({Fault::fail, error, at});
       caller.use_store();
-      const Calls calls = recover();
-      met = calls.met;
-      const std::string& call = calls.made.back();
+      const Calls seen = recover();
+      met = seen.met;
+      const std::string& call = seen.made.back();
       SCOPED_TRACE(call + " " + std::to_string(error) + " at " + std::to_string(at));
       const bool goes_on = error == EINTR && (call == "read" || call == "write" || call == "flock");
       EXPECT_EQ(caller.failures, met && call != "close" && !goes_on ? 1 : 0);
       // Behind the rename the new file stands, though its name may not have reached the disk.
-      const bool renamed = call != "rename" && std::ranges::find(calls.made, "rename") != calls.made.end();
+      const bool renamed = call != "rename" && std::ranges::find(seen.made, "rename") != seen.made.end();
       const Values all = over(caller.stored, caller.pending);
       EXPECT_EQ(content(), text_of(renamed ? all : caller.stored));
       EXPECT_FALSE(fs::exists(left_over()));
