@@ -98,13 +98,15 @@ struct Body {
   }
 };
 
-std::size_t at_least_zero(off_t count) {
-  return count > 0 ? static_cast<std::size_t>(count) : 0;
+// 0 when negative; what is beyond every body becomes one byte too much, which 32 bits hold too.
+std::size_t size_of(off_t count) {
+  constexpr std::uint64_t kMost = std::uint64_t{kMostContent} + 1;
+  return count > 0 ? static_cast<std::size_t>(std::min(static_cast<std::uint64_t>(count), kMost)) : 0;
 }
 
 bool take_memory(const chunk& piece, std::size_t missing, Body& body, std::size_t& taken) {
   const std::string_view held = view_of_buffer(piece.mem);
-  const std::size_t offset = std::min(at_least_zero(piece.offset), held.size());
+  const std::size_t offset = std::min(size_of(piece.offset), held.size());
   taken = std::min(held.size() - offset, missing);
   if (taken == 0) return true;
   unsigned char* room = body.extend(taken);
@@ -124,7 +126,7 @@ bool take_file(Request& request, chunk& piece, Body& body, std::size_t& taken) {
       log_error_write(request.srv, kSource, __LINE__, "ss", "open failed: ", std::strerror(errno));
     }
   }
-  taken = at_least_zero(piece.file.length - piece.offset);
+  taken = size_of(piece.file.length - piece.offset);
   unsigned char* room = body.extend(taken);
   if (room && piece.file.fd >= 0) {
     const off_t start = piece.file.start + piece.offset;
@@ -156,7 +158,7 @@ void read_body(Request& request, HeapBytes& content, std::uint32_t& length) {
     std::size_t taken = 0;
     bool kept = true;
     if (piece->type == chunk::MEM_CHUNK) {
-      kept = take_memory(*piece, static_cast<std::size_t>(queue->bytes_in - count), body, taken);
+      kept = take_memory(*piece, size_of(queue->bytes_in - count), body, taken);
     } else if (piece->type == chunk::FILE_CHUNK && piece->file.mmap.start == static_cast<char*>(MAP_FAILED)) {
       kept = take_file(request, *piece, body, taken);
     }

@@ -29,7 +29,6 @@ struct ActionRow {
   bool reads = false;                  // what it can read decides what it does and answers
   bool acts_first = false;             // before it builds its reply, or whatever becomes of that
   const char* may_miss = "(nothing)";  // effects that it leaves out without memory, and answers the same
-  bool sweep = false;                  // though it is not the first
 };
 bool add_rows(const char* family, std::span<const ActionRow> rows);
 

@@ -11,7 +11,7 @@ Device* current = nullptr;
 
 [[noreturn]] void give_up(const char* why) {
   std::fprintf(stderr, "device double: %s; the last effects were:\n", why);
-  const auto& journal = current->journal;
+  const Effects& journal = current->journal;
   for (std::size_t i = journal.size() < 10 ? 0 : journal.size() - 10; i < journal.size(); ++i) {
     std::fprintf(stderr, "  %s\n", journal[i].c_str());
   }
@@ -30,10 +30,6 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-std::string_view without_suffix(std::string_view text, std::string_view suffix) {
-  return trimmed(text.ends_with(suffix) ? text.substr(0, text.size() - suffix.size()) : text);
-}
-
 }  // namespace
 
 Device& device() {
@@ -47,7 +43,6 @@ Device::Device() {
 }
 
 Device::~Device() {
-  for (Stream* open : streams_) delete open;
   current = nullptr;
 }
 
@@ -78,59 +73,37 @@ void Device::sleep(std::uint64_t microseconds) {
 Effects Device::changes(std::size_t from) const {
   Effects kept;
   for (; from < journal.size(); ++from) {
-    const std::string& line = journal[from];
-    const std::string_view kind = std::string_view{line}.substr(0, line.find(' '));
-    if (kind != "open" && kind != "pipe" && kind != "access" && kind != "ioctl" && kind != "usleep") {
-      kept.push_back(line);
-    }
+    const std::string kind = journal[from].substr(0, journal[from].find(' '));
+    const bool reads =
+        kind == "open" || kind == "pipe" || kind == "access" || kind == "ioctl" || kind == "usleep";
+    if (!reads) kept.push_back(journal[from]);
   }
   return kept;
 }
 
 std::string Device::misuse() const {
-  std::string all = misuse_;
-  for (const Stream* open : streams_) all += "still open: " + open->path + "\n";
-  for (const auto& [number, path] : numbers_) all += "still open: " + path + "\n";
+  std::string all = wrongly_closed;
+  for (const Stream& open : streams) all += "still open: " + open.path + "\n";
+  for (const auto& [number, path] : numbers) all += "still open: " + path + "\n";
   return all;
 }
 
-int Device::status_of(std::string_view command) const {
-  const auto found = statuses.find(command);
-  return found == statuses.end() ? 0 : found->second;
+Device::Stream& Device::stream(void* handle) {
+  for (Stream& open : streams) {
+    if (&open == handle) return open;
+  }
+  give_up("a stream that is not open");
 }
 
-Device::Stream* Device::open_stream(Stream stream) {
-  return streams_.emplace_back(new Stream{std::move(stream)});
-}
-
-Device::Stream* Device::stream(void* handle) {
-  const auto found = std::find(streams_.begin(), streams_.end(), handle);
-  if (found == streams_.end()) give_up("a stream that is not open");
-  return *found;
-}
-
-void Device::close_stream(void* handle, bool pipe) {
-  Stream* open = stream(handle);
-  if (open->pipe != pipe) misuse_ += "closed as what it is not: " + open->path + "\n";
-  streams_.erase(std::find(streams_.begin(), streams_.end(), open));
-  delete open;
+void Device::close_stream(Stream& stream, bool pipe) {
+  if (stream.pipe != pipe) wrongly_closed += "closed as what it is not: " + stream.path + "\n";
+  streams.remove_if([&](const Stream& open) { return &open == &stream; });
 }
 
 int Device::open_number(std::string path) {
-  const int number = numbers_.empty() ? 1000 : numbers_.rbegin()->first + 1;
-  numbers_[number] = std::move(path);
+  const int number = numbers.empty() ? 1000 : numbers.rbegin()->first + 1;
+  numbers[number] = std::move(path);
   return number;
-}
-
-const std::string* Device::path_of(int number) const {
-  const auto found = numbers_.find(number);
-  return found == numbers_.end() ? nullptr : &found->second;
-}
-
-bool Device::close_number(int number) {
-  if (numbers_.erase(number)) return true;
-  misuse_ += "closed, but not open: " + std::to_string(number) + "\n";
-  return false;
 }
 
 // A shell that knows what the module's simplest commands do; everything else prints what was scripted.
@@ -146,10 +119,8 @@ std::string Device::output_of(std::string_view command) {
     if (!take(words, "-rf ")) take(words, "-f ");
     files.erase(std::string{words});
   } else if (take(words, "nvram_set 2860 ")) {
-    const std::size_t blank = words.find(' ');
-    if (blank != std::string_view::npos) {
-      store.insert_or_assign(std::string{words.substr(0, blank)}, words.substr(blank + 1));
-    }
+    const std::size_t blank = std::min(words.find(' '), words.size() - 1);
+    store.insert_or_assign(std::string{words.substr(0, blank)}, words.substr(blank + 1));
   }
   return "";
 }
@@ -157,7 +128,8 @@ std::string Device::output_of(std::string_view command) {
 void Device::run(std::string_view command, bool cut) {
   for (std::string_view rest = command; !rest.empty();) {
     const std::size_t end = std::min(rest.find(';'), rest.size());
-    std::string_view part = without_suffix(trimmed(rest.substr(0, end)), "2>/dev/null");
+    std::string_view part = trimmed(rest.substr(0, end));
+    if (part.ends_with("2>/dev/null")) part = trimmed(part.substr(0, part.size() - 11));
     rest.remove_prefix(std::min(end + 1, rest.size()));
     const std::size_t redirection = part.rfind(" > ");
     std::string output = output_of(trimmed(part.substr(0, redirection)));

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <map>
 #include <set>
 #include <string>
@@ -36,6 +37,7 @@ class Device {
  public:
   using Step = std::function<void(Device&)>;
   using Texts = std::map<std::string, std::string, std::less<>>;
+  using Names = std::set<std::string, std::less<>>;
 
   Device();
   ~Device();
@@ -43,16 +45,15 @@ class Device {
   Device& operator=(const Device&) = delete;
 
   Texts files;    // by absolute path
-  Texts store;    // section 0 as stored: `set` reaches the module's own copy too
+  Texts store;    // section 0 as stored: `set` reaches the module's own copy, `library`, too
   Texts outputs;  // what a command prints, by the command without its redirection
   Texts eeprom;   // the driver's whole answer, by offset ("01D3"); another offset is refused
   std::map<std::string, Step, std::less<>> steps;                 // what a command does besides
+  std::map<std::string, int, std::less<>> statuses;               // how it ends, when that is not 0
   std::function<void(Device&, const std::string& path)> at_open;  // before a file is opened
-  // What cannot be opened: a path, a piped command, "socket", "store" (section 0).
-  std::set<std::string, std::less<>> broken;
-  std::set<std::string, std::less<>> full;           // paths that open, but take no bytes
-  std::set<std::string, std::less<>> full_at_close;  // and those where only closing shows it
-  std::map<std::string, int, std::less<>> statuses;  // how a command ends, when that is not 0
+  Names broken;         // what cannot be opened: a path, a piped command, "socket", "store" (section 0)
+  Names full;           // paths that open, but take no bytes
+  Names full_at_close;  // and those where only closing shows it
   std::function<bool(DriverRequest&)> driver;
   bool absent_is_empty = false;  // what the store's library answers for a key that is not there
 
@@ -60,6 +61,7 @@ class Device {
   void set(std::string_view key, std::string_view value);
   // Runs once when the clock, which only the module's sleeping moves, has reached that time.
   void at(unsigned seconds, Step step);
+  void sleep(std::uint64_t microseconds);
   unsigned seconds() const { return static_cast<unsigned>(now_ / 1000000); }
 
   // Every effect in order: "run CMD", "pipe CMD", "open PATH MODE", "write PATH TEXT" (when closed),
@@ -75,38 +77,31 @@ class Device {
   // What was closed wrongly or is still open; empty when all is well.
   std::string misuse() const;
 
-  // For the doubled functions.
+  // For the doubled functions: they note each effect, and ask whether it is the one to go wrong.
   struct Stream {
-    std::string path;
-    std::string data;
-    std::size_t at = 0;
+    std::string path, data;
     bool pipe = false, writes = false, ended = false;
+    std::size_t at = 0;
   };
-  Stream* open_stream(Stream stream);
-  Stream* stream(void* handle);
-  void close_stream(void* handle, bool pipe);
-  int open_number(std::string path);
-  const std::string* path_of(int number) const;
-  bool close_number(int number);
-  // Counts an effect; true when it is the one to go wrong.
+  void note(std::string line) { journal.push_back(std::move(line)); }
   bool goes_wrong() { return ++effects_ == fault_.at; }
   bool cuts() const { return fault_.cut; }
-  void note(std::string line) { journal.push_back(std::move(line)); }
-  int status_of(std::string_view command) const;
+  Stream& stream(void* handle);
+  void close_stream(Stream& stream, bool pipe);
+  int open_number(std::string path);
   void run(std::string_view command, bool cut);
   std::string output_of(std::string_view command);
-  void sleep(std::uint64_t microseconds);
-  Texts library;  // what the module's library has read of the store
-  Texts pending;  // and what was set since the last commit
+  std::list<Stream> streams;
+  std::map<int, std::string> numbers;  // open descriptors
+  Texts library;                       // what the module's library has read of the store
+  Texts pending;                       // and what was set since the last commit
+  std::string wrongly_closed;
 
  private:
   std::uint64_t now_ = 0;
   Fault fault_;
   unsigned effects_ = 0;
   std::multimap<std::uint64_t, Step> later_;
-  std::vector<Stream*> streams_;
-  std::map<int, std::string> numbers_;
-  std::string misuse_;
 };
 
 // The device of the test that runs; there is one at a time.

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "support/device.hpp"
+#include <algorithm>
+#include <initializer_list>
+
 #include "support/heap.hpp"
 #include "support/server.hpp"
 #include "support/setups.hpp"
@@ -19,9 +21,7 @@ class DeviceTest : public ::testing::Test {
   }
   void TearDown() override {
     server.reset(CON_STATE_CLOSE);
-    EXPECT_EQ(heap.leaks(), "");
-    EXPECT_EQ(device.misuse(), "");
-    EXPECT_EQ(server.complaints, "");
+    EXPECT_EQ(heap.leaks() + device.misuse() + server.complaints, "");
   }
 
   // The journal since the last call, and the same without the lines that only read.
@@ -38,5 +38,24 @@ class DeviceTest : public ::testing::Test {
   Server server;
   HeapWatch heap;
 };
+
+// Inputs of a function, each with its output behind it.
+void expect_each(const auto& function, const auto& input, const auto& output, const auto&... more) {
+  EXPECT_EQ(function(input), output) << ::testing::PrintToString(input);
+  if constexpr (sizeof...(more) > 0) expect_each(function, more...);
+}
+
+// For long lists.
+Effects lines(const auto&... each) {
+  return {std::string{each}...};
+}
+inline Effects operator+(Effects all, const Effects& more) {
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+inline long count(const Effects& effects, std::string_view start) {
+  return std::count_if(effects.begin(), effects.end(),
+                       [=](const std::string& line) { return line.starts_with(start); });
+}
 
 }  // namespace kd::test

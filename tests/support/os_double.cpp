@@ -8,17 +8,18 @@
 #include "platform/os.hpp"
 #include "support/device.hpp"
 
+using kd::test::device;
+
 namespace kd::os {
 namespace {
 
-using test::device;
 using Stream = test::Device::Stream;
 
 constexpr const char* kConsole = "/dev/console";
 
 // No libc stream: handing one to libc behind the port's back would crash.
-std::FILE* handle_of(Stream* stream) {
-  return static_cast<std::FILE*>(static_cast<void*>(stream));
+std::FILE* opened(Stream stream) {
+  return static_cast<std::FILE*>(static_cast<void*>(&device().streams.emplace_back(std::move(stream))));
 }
 
 // The bytes that the next read may give. A read that goes wrong ends the stream, at once or after half of
@@ -27,7 +28,6 @@ std::size_t readable(Stream& stream, std::size_t wanted, bool counts) {
   if (stream.ended) return 0;
   std::size_t left = std::min(wanted, stream.data.size() - stream.at);
   if (counts && device().goes_wrong()) {
-    stream.ended = true;
     left = device().cuts() ? left / 2 : 0;
     stream.data.resize(stream.at + left);
     stream.ended = left == 0;
@@ -35,8 +35,8 @@ std::size_t readable(Stream& stream, std::size_t wanted, bool counts) {
   return left;
 }
 
-std::string shown(std::string_view text) {
-  return text.size() <= 4200 ? std::string{text} : "(" + std::to_string(text.size()) + " bytes)";
+int status_of(const std::string& command) {
+  return device().statuses.contains(command) ? device().statuses.find(command)->second : 0;
 }
 
 }  // namespace
@@ -46,7 +46,7 @@ int system(const char* command) {
   const bool wrong = device().goes_wrong();
   if (!wrong || device().cuts()) device().run(command, wrong);
   if (wrong) return device().cuts() ? 256 : -1;
-  return device().status_of(command);
+  return status_of(command);
 }
 
 std::FILE* popen(const char* command) {
@@ -55,12 +55,12 @@ std::FILE* popen(const char* command) {
   if ((wrong && !device().cuts()) || device().broken.contains(command)) return nullptr;
   std::string output = device().output_of(command);
   if (wrong) output.resize(output.size() / 2);
-  return handle_of(device().open_stream({command, std::move(output), 0, true}));
+  return opened({command, std::move(output), true});
 }
 
 int pclose(std::FILE* pipe) {
-  const int status = device().status_of(device().stream(pipe)->path);
-  device().close_stream(pipe, true);
+  const int status = status_of(device().stream(pipe).path);
+  device().close_stream(device().stream(pipe), true);
   return status;
 }
 
@@ -69,44 +69,43 @@ std::FILE* fopen(const char* path, const char* mode) {
   if (device().at_open) device().at_open(device(), path);
   if (device().goes_wrong() || device().broken.contains(path)) return nullptr;
   const bool writes = *mode != 'r';
-  auto file = device().files.find(path);
-  if (!writes && file == device().files.end()) return nullptr;
-  Stream stream{path, *mode == 'w' || file == device().files.end() ? "" : file->second};
-  stream.writes = writes;
-  if (writes && stream.path != kConsole) device().files[path] = stream.data;
-  return handle_of(device().open_stream(std::move(stream)));
+  if (!writes && !device().files.contains(path)) return nullptr;
+  if (writes && std::strcmp(path, kConsole) != 0) device().files[path] = "";
+  return opened({path, writes ? "" : device().files[path], false, writes});
 }
 
 int fclose(std::FILE* file) {
-  Stream& stream = *device().stream(file);
+  Stream& stream = device().stream(file);
   bool failed = false;
   if (stream.path == kConsole) {
     device().note("console " + stream.data);
   } else if (stream.writes) {
-    device().note("write " + stream.path + " " + shown(stream.data));
+    const bool is_short = stream.data.size() <= 4200;
+    device().note("write " + stream.path + " " +
+                  (is_short ? stream.data : "(" + std::to_string(stream.data.size()) + " bytes)"));
     failed = device().goes_wrong() || device().full_at_close.contains(stream.path);
     if (!failed) device().files[stream.path] = stream.data;
   }
-  device().close_stream(file, false);
+  device().close_stream(stream, false);
   return failed ? EOF : 0;
 }
 
 int getc(std::FILE* file) {
-  Stream& stream = *device().stream(file);
-  const std::string_view rest = std::string_view{stream.data}.substr(stream.at);
+  Stream& stream = device().stream(file);
   const bool line_starts = stream.at == 0 || stream.data[stream.at - 1] == '\n';
-  const std::size_t line = line_starts ? std::min(rest.find('\n'), rest.size() - 1) + 1 : 1;
+  const std::size_t line =
+      line_starts ? std::min(stream.data.find('\n', stream.at), stream.data.size() - 1) + 1 - stream.at : 1;
   if (readable(stream, line, line_starts) == 0) return EOF;
   return static_cast<unsigned char>(stream.data[stream.at++]);
 }
 
 int ungetc(int byte, std::FILE* file) {
-  --device().stream(file)->at;
+  --device().stream(file).at;
   return byte;
 }
 
 std::size_t fread(void* data, std::size_t size, std::FILE* file) {
-  Stream& stream = *device().stream(file);
+  Stream& stream = device().stream(file);
   const std::size_t count = readable(stream, size, true);
   if (count) std::memcpy(data, stream.data.data() + stream.at, count);
   stream.at += count;
@@ -114,7 +113,7 @@ std::size_t fread(void* data, std::size_t size, std::FILE* file) {
 }
 
 std::size_t fwrite(const void* data, std::size_t size, std::FILE* file) {
-  Stream& stream = *device().stream(file);
+  Stream& stream = device().stream(file);
   std::size_t count = size;
   if (device().goes_wrong()) count = device().cuts() ? size / 2 : 0;
   if (stream.ended || device().full.contains(stream.path)) count = 0;
@@ -124,37 +123,29 @@ std::size_t fwrite(const void* data, std::size_t size, std::FILE* file) {
 }
 
 void rewind(std::FILE* file) {
-  device().stream(file)->at = 0;
+  device().stream(file).at = 0;
 }
 
 int access(const char* path) {
   device().note(std::string{"access "} + path);
-  if (!device().goes_wrong() && device().files.contains(path)) return 0;
-  errno = ENOENT;
-  return -1;
+  return !device().goes_wrong() && device().files.contains(path) ? 0 : -1;
 }
 
 off_t size(std::FILE* file) {
-  return device().goes_wrong() ? -1 : static_cast<off_t>(device().stream(file)->data.size());
+  return device().goes_wrong() ? -1 : static_cast<off_t>(device().stream(file).data.size());
 }
 
 int open(const char* path) {
   device().note(std::string{"open "} + path);
-  if (device().goes_wrong() || device().broken.contains(path) || !device().files.contains(path)) {
-    errno = ENOENT;
-    return -1;
-  }
-  return device().open_number(path);
+  if (!device().goes_wrong() && device().files.contains(path)) return device().open_number(path);
+  errno = ENOENT;
+  return -1;
 }
 
 ssize_t pread(int descriptor, void* data, std::size_t size, off_t offset) {
   const bool wrong = device().goes_wrong();
-  const std::string* path = device().path_of(descriptor);
-  if (!path || offset < 0 || (wrong && !device().cuts())) {
-    errno = EIO;
-    return -1;
-  }
-  const std::string& file = device().files[*path];
+  if (!device().numbers.contains(descriptor) || offset < 0 || (wrong && !device().cuts())) return -1;
+  const std::string& file = device().files[device().numbers[descriptor]];
   const std::size_t start = std::min(static_cast<std::size_t>(offset), file.size());
   const std::size_t count = std::min(wrong ? size / 2 : size, file.size() - start);
   if (count) std::memcpy(data, file.data() + start, count);
@@ -162,7 +153,9 @@ ssize_t pread(int descriptor, void* data, std::size_t size, off_t offset) {
 }
 
 int close(int descriptor) {
-  return device().close_number(descriptor) ? 0 : -1;
+  if (device().numbers.erase(descriptor)) return 0;
+  device().wrongly_closed += "closed, but not open: " + std::to_string(descriptor) + "\n";
+  return -1;
 }
 
 int socket() {
@@ -173,7 +166,7 @@ int socket() {
 namespace {
 
 // The layout of the wireless extensions' request, which plain interface requests share as far as the name.
-struct wireless_request {
+struct WirelessRequest {
   char name[16];
   void* pointer;
   std::uint16_t length;
@@ -192,13 +185,13 @@ bool answer_eeprom(const test::DriverRequest& request) {
 }  // namespace
 
 int ioctl(int descriptor, unsigned long number, void* argument) {
-  auto& wireless = *static_cast<wireless_request*>(argument);
+  auto& wireless = *static_cast<WirelessRequest*>(argument);
   const std::string_view ifname{wireless.name, strnlen(wireless.name, sizeof wireless.name)};
   char line[64];
   std::snprintf(line, sizeof line, "ioctl 0x%lx %.*s", number, static_cast<int>(ifname.size()),
                 ifname.data());
   device().note(line);
-  if (device().goes_wrong() || !device().path_of(descriptor)) return -1;
+  if (device().goes_wrong() || !device().numbers.contains(descriptor)) return -1;
   test::DriverRequest request{number, ifname, wireless.pointer, wireless.length, wireless.flags, argument};
   if (device().driver) return device().driver(request) ? 0 : -1;
   return number == 0x8BE7 && answer_eeprom(request) ? 0 : -1;
@@ -228,8 +221,6 @@ void print_error(const char* text) {
 }
 
 }  // namespace kd::os
-
-using kd::test::device;
 
 int nvram_init(int section) {
   device().note("nvram init " + std::to_string(section));

@@ -7,11 +7,19 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 
-#include "support/device.hpp"
+struct array {
+  std::deque<std::pair<std::string, data_string>> headers;
+};
 
+// What a connection holds is forgotten when it is reset.
 struct server {
-  std::vector<std::string> log;
+  kd::test::Effects log;
+  std::string reply_headers;
+  std::deque<buffer> buffers;
+  std::deque<chunk> chunks;
+  array request_headers;
 };
 
 namespace {
@@ -20,79 +28,47 @@ server the_server;
 
 // The server ends itself when memory is short, so its own allocations stay outside the watched heap. The
 // bytes of a buffer are free()'d.
-void assign(buffer& target, std::string_view text) {
+buffer& assign(buffer& target, std::string_view text) {
   std::free(target.ptr);
   target.used = text.size() + 1;
   target.size = (target.used + 15) & ~std::size_t{15};
   target.ptr = static_cast<char*>(std::aligned_alloc(16, target.size));
   std::memcpy(target.ptr, text.data(), text.size());
   target.ptr[text.size()] = '\0';
+  return target;
 }
 
 buffer* new_buffer(std::string_view text) {
-  buffer* made = buffer_init();
-  assign(*made, text);
-  return made;
-}
-
-std::string text_of(const buffer& text) {
-  return text.used ? std::string(text.ptr, text.used - 1) : std::string{};
-}
-
-void append(array*& target, std::string_view key, std::string_view value) {
-  if (!target) target = new array{new data_string*[32], 0};
-  target->data[target->used++] = new data_string{new_buffer(key), new_buffer(value)};
-}
-
-void release(array*& target) {
-  for (size_t i = 0; target && i < target->used; ++i) {
-    buffer_free(target->data[i]->key);
-    buffer_free(target->data[i]->value);
-    delete target->data[i];
-  }
-  if (target) delete[] target->data;
-  delete target;
-  target = nullptr;
+  return &assign(the_server.buffers.emplace_back(), text);
 }
 
 chunk& append(chunkqueue& queue) {
-  auto* added = new chunk{};
-  added->file.fd = -1;
-  added->file.mmap.start = static_cast<char*>(MAP_FAILED);
-  (queue.last ? queue.last->next : queue.first) = added;
-  queue.last = added;
-  return *added;
+  chunk& added = the_server.chunks.emplace_back();
+  added.file.fd = -1;
+  added.file.mmap.start = static_cast<char*>(MAP_FAILED);
+  (queue.last ? queue.last->next : queue.first) = &added;
+  queue.last = &added;
+  return added;
 }
 
-void release(chunkqueue*& queue) {
-  for (chunk* first = queue ? queue->first : nullptr; first;) {
-    if (first->mem) buffer_free(first->mem);
-    if (first->file.name) buffer_free(first->file.name);
-    delete std::exchange(first, first->next);
-  }
-  delete queue;
-  queue = nullptr;
-}
-
-// The length that the piece adds to the body.
+// Returns the length that the piece adds to the body.
 off_t append(chunkqueue& queue, const kd::test::Piece& piece) {
   chunk& added = append(queue);
   added.offset = piece.consumed;
-  const off_t length = static_cast<off_t>(piece.bytes.size());
+  off_t length = static_cast<off_t>(piece.bytes.size());
   if (piece.kind == piece.memory) {
     added.type = chunk::MEM_CHUNK;
     if (length) added.mem = new_buffer(piece.bytes);
-    return length - piece.consumed;
+  } else if (piece.kind != piece.none) {
+    added.type = chunk::FILE_CHUNK;
+    added.file.name = new_buffer(piece.name);
+    added.file.start = piece.start;
+    if (!piece.name.empty()) kd::test::device().files[piece.name] = piece.bytes;
+    if (piece.open) added.file.fd = kd::test::device().open_number(piece.name);
+    if (piece.kind == piece.mapped) added.file.mmap.start = added.file.name->ptr;
+    length = added.file.length = piece.claimed < 0 ? length - piece.start : piece.claimed;
   }
-  if (piece.kind == piece.none) return length;
-  added.type = chunk::FILE_CHUNK;
-  added.file.name = new_buffer(piece.name);
-  added.file.start = piece.start;
-  if (!piece.name.empty()) kd::test::device().files[piece.name] = piece.bytes;
-  if (piece.open) added.file.fd = kd::test::device().open_number(piece.name);
-  if (piece.kind == piece.mapped) added.file.mmap.start = added.file.name->ptr;
-  added.file.length = piece.claimed < 0 ? length - piece.start : piece.claimed;
-  return added.file.length - piece.consumed;
+  return std::max<off_t>(0, length - piece.consumed);
 }
 
 }  // namespace
@@ -102,28 +78,23 @@ extern "C" {
 buffer* buffer_init() {
   return new buffer{};
 }
-
 buffer* buffer_init_string(const char* text) {
-  return new_buffer(text);
+  return &assign(*new buffer{}, text);
 }
-
 void buffer_free(buffer* b) {
   std::free(b->ptr);
   delete b;
 }
-
 int buffer_copy_string_len(buffer* b, const char* text, size_t length) {
   assign(*b, {text, length});
   return 0;
 }
-
 data_unset* array_get_element(array* a, const char* key) {
-  for (size_t i = 0; a && i < a->used; ++i) {
-    if (strcasecmp(a->data[i]->key->ptr, key) == 0) return a->data[i];
+  for (auto& [name, value] : a->headers) {
+    if (strcasecmp(name.c_str(), key) == 0) return &value;
   }
   return nullptr;
 }
-
 buffer* chunkqueue_get_append_buffer(chunkqueue* queue) {
   chunk& added = append(*queue);
   added.type = chunk::MEM_CHUNK;
@@ -131,13 +102,11 @@ buffer* chunkqueue_get_append_buffer(chunkqueue* queue) {
   added.mem->used = 0;
   return added.mem;
 }
-
-int response_header_insert(server*, connection* con, const char* key, size_t key_length, const char* value,
+int response_header_insert(server* srv, connection*, const char* key, size_t key_length, const char* value,
                            size_t value_length) {
-  append(con->reply_headers, {key, key_length}, {value, value_length});
+  srv->reply_headers += std::string(key, key_length) + ": " + std::string(value, value_length) + "\n";
   return 0;
 }
-
 int log_error_write(server* srv, const char* file, unsigned int, const char* format, ...) {
   std::string line = std::string{file} + ": ";
   va_list values;
@@ -151,7 +120,7 @@ int log_error_write(server* srv, const char* file, unsigned int, const char* for
 
 namespace kd::test {
 
-Request soap(std::string_view action, std::string_view arguments, std::string_view action_namespace) {
+Request soap(const std::string& action, std::string_view arguments, const std::string& action_namespace) {
   Request request;
   request.headers = soap_headers(action, action_namespace);
   request.body = {{envelope(action, arguments, action_namespace)}};
@@ -186,31 +155,29 @@ void Server::reset(int state) {
   con.state = state;
   module.connection_reset(&the_server, &con, data);
   if (con.plugin_ctx[kId]) complaints += "missing cleanup in kd_hnap\n";
+  for (const buffer& held : the_server.buffers) std::free(held.ptr);
+  the_server = {.log = the_server.log};
+  con = {.state = state,
+         .keep_alive = 1,
+         .request_content_queue = &in,
+         .write_queue = &out,
+         .plugin_ctx = con.plugin_ctx};
   con.plugin_ctx[kId] = nullptr;
-  if (con.request.uri) buffer_free(con.request.uri);
-  release(con.request.headers);
-  release(con.reply_headers);
-  release(con.request_content_queue);
-  release(con.write_queue);
-  con.request = {};
-  con.mode = DIRECT;
-  con.http_status = con.file_finished = 0;
+  con.request.headers = &the_server.request_headers;
+  in = out = {};
 }
 
 handler_t Server::receive(const Request& request) {
   reset(CON_STATE_CONNECT);
   con.request.http_method = request.method;
   if (request.uri) con.request.uri = new_buffer(request.uri);
-  for (const auto& [name, value] : request.headers) append(con.request.headers, name, value);
-  con.keep_alive = 1;
-  con.write_queue = new chunkqueue{};
-  con.request_content_queue = new chunkqueue{};
-  off_t& held = con.request_content_queue->bytes_in;
-  for (const Piece& piece : request.body) {
-    held += std::max<off_t>(0, append(*con.request_content_queue, piece));
+  for (const auto& [name, value] : request.headers) {
+    con.request.headers->headers.push_back({name, {new_buffer(value)}});
   }
-  held += request.missing;
-  con.request.content_length = static_cast<size_t>(request.length.value_or(static_cast<std::uint64_t>(held)));
+  for (const Piece& piece : request.body) in.bytes_in += append(in, piece);
+  in.bytes_in += request.missing;
+  con.request.content_length =
+      static_cast<size_t>(request.length.value_or(static_cast<std::uint64_t>(in.bytes_in)));
   const handler_t handled = module.handle_uri_raw(&the_server, &con, data);
   if (handled != HANDLER_FINISHED) return handled;
   const bool own_page = !module_answers() && con.http_status >= 400;
@@ -221,7 +188,9 @@ handler_t Server::receive(const Request& request) {
 
 std::string Server::sent() const {
   std::string all;
-  for (const chunk* piece = con.write_queue->first; piece; piece = piece->next) all += text_of(*piece->mem);
+  for (const chunk* piece = out.first; piece; piece = piece->next) {
+    if (piece->mem->used) all.append(piece->mem->ptr, piece->mem->used - 1);
+  }
   if (!module_answers() && con.http_status >= 400) all += "<page of the server>";
   return all;
 }
@@ -246,9 +215,8 @@ std::string Server::answer(const Request& request) {
   return reply;
 }
 
-std::string Server::reply_header(const char* name) const {
-  const data_string* found = array_get_element(con.reply_headers, name);
-  return found ? text_of(*found->value) : "";
+std::string Server::reply_headers() const {
+  return the_server.reply_headers;
 }
 
 // A plug-in's number is none of the enumeration's values.
@@ -258,7 +226,7 @@ bool Server::module_answers() const {
   return number == kId;
 }
 
-std::vector<std::string> Server::log() const {
+Effects Server::log() const {
   return std::exchange(the_server.log, {});
 }
 

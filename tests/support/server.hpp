@@ -3,13 +3,12 @@
 #pragma once
 
 #include <optional>
-#include <string>
-#include <vector>
 
 extern "C" {
 #include "classic_host/base.h"
 }
 
+#include "support/device.hpp"
 #include "support/requests.hpp"
 
 extern "C" int mod_kd_hnap_plugin_init(plugin* p);
@@ -37,8 +36,8 @@ struct Request {
 };
 
 // A POST of the administrator's. The arguments are XML in short.
-Request soap(std::string_view action, std::string_view arguments = "",
-             std::string_view action_namespace = kCore);
+Request soap(const std::string& action, std::string_view arguments = "",
+             const std::string& action_namespace = kCore);
 Request with_header(Request request, std::string_view name, std::string_view value);
 
 class Server {
@@ -47,30 +46,28 @@ class Server {
   ~Server();  // cleans up as the server does at its end
   static constexpr unsigned kId = 3;
 
-  // Starts the connection anew and calls the module. What the client gets is then in `status` and `sent()`.
+  // Starts the connection anew and calls the module. What the client gets is then in `status` and `sent()`:
+  // the whole queue, and in DIRECT mode the server's own page behind an error.
   handler_t receive(const Request& request);
-  // The whole queue, and in DIRECT mode the server's own page behind an error.
   std::string sent() const;
   int status() const { return con.http_status; }
-  std::string reply_header(const char* name) const;
-  // The reply is out: the connection's end, or its next request.
+  std::string reply_headers() const;
+  bool module_answers() const;  // not the server itself (DIRECT)
+  // The reply is out: the connection's end, or its next request. Or: the client vanishes.
   void finish();
-  // The client vanishes, or the connection times out.
   void abort();
   void reset(int state);
-
-  // All of it: the reply of a request whose connection ends.
+  // All of it: the reply to a request whose connection ends.
   std::string answer(const Request& request);
 
-  bool module_answers() const;  // not the server itself (DIRECT)
-  std::vector<std::string> log() const;
-  // What the server finds wrong: a connection that hangs, a slot that is not given back. Empty when all is
-  // well.
+  Effects log() const;  // since the last call
+  // A connection that hangs, a slot that is not given back. Empty when all is well.
   std::string complaints;
 
   plugin module{};
   void* data = nullptr;
   connection con{};
+  chunkqueue in{}, out{};
 };
 
 }  // namespace kd::test

@@ -1,5 +1,5 @@
 /* A small double of the plug-in interface of lighttpd 1.4.29: the records and functions that the classic
- * binding uses, as far as it uses them. Plain C, because the binding includes it as C. */
+ * binding uses, as far as it uses them. */
 #ifndef CLASSIC_HOST_BASE_H
 #define CLASSIC_HOST_BASE_H
 
@@ -9,22 +9,20 @@
 #define LIGHTTPD_VERSION_ID 0x1041D
 #define SIZEOF_OFF_T 8
 #define SIZEOF_LONG __SIZEOF_LONG__
+#define PLUGIN_DATA size_t id
+
+typedef struct server server;
+typedef struct array array; /* of headers */
 
 typedef struct buffer {
   char* ptr;
-  size_t used; /* counts the terminator; 0: unset */
-  size_t size;
+  size_t used, size; /* `used` counts the terminator; 0: unset */
 } buffer;
 
 typedef struct data_string {
-  buffer *key, *value;
+  buffer* value;
 } data_string;
 typedef data_string data_unset;
-
-typedef struct array {
-  data_string** data;
-  size_t used;
-} array;
 
 typedef struct chunk {
   enum { UNUSED_CHUNK, MEM_CHUNK, FILE_CHUNK } type;
@@ -48,14 +46,8 @@ typedef struct chunkqueue {
 
 typedef enum { HTTP_METHOD_GET, HTTP_METHOD_POST, HTTP_METHOD_HEAD } http_method_t;
 typedef enum { DIRECT, EXTERNAL } connection_type;
-enum {
-  CON_STATE_CONNECT,
-  CON_STATE_REQUEST_START,
-  CON_STATE_RESPONSE_END = 8,
-  CON_STATE_ERROR,
-  CON_STATE_CLOSE
-};
 typedef enum { HANDLER_GO_ON = 1, HANDLER_FINISHED } handler_t;
+enum { CON_STATE_CONNECT, CON_STATE_REQUEST_START, CON_STATE_RESPONSE_END = 8, CON_STATE_ERROR, CON_STATE_CLOSE };
 
 typedef struct connection {
   int state, keep_alive, file_finished, http_status;
@@ -66,14 +58,9 @@ typedef struct connection {
     array* headers;
     size_t content_length;
   } request;
-  array* reply_headers;
   chunkqueue *request_content_queue, *write_queue;
   void** plugin_ctx; /* one slot for each plug-in, by its id */
 } connection;
-
-typedef struct server server;
-
-#define PLUGIN_DATA size_t id
 
 typedef struct plugin {
   size_t version;
@@ -91,12 +78,10 @@ buffer* buffer_init(void);
 buffer* buffer_init_string(const char* text);
 void buffer_free(buffer* b);
 int buffer_copy_string_len(buffer* b, const char* text, size_t length);
-/* The name in any letter case; null when there is none. */
-data_unset* array_get_element(array* a, const char* key);
-/* A new memory chunk's buffer at the queue's end. */
+data_unset* array_get_element(array* a, const char* key); /* in any letter case */
 buffer* chunkqueue_get_append_buffer(chunkqueue* queue);
-int response_header_insert(server* srv, connection* con, const char* key, size_t key_length,
-                           const char* value, size_t value_length);
+int response_header_insert(server* srv, connection* con, const char* key, size_t key_length, const char* value,
+                           size_t value_length);
 int log_error_write(server* srv, const char* file, unsigned int line, const char* format, ...);
 
 #endif

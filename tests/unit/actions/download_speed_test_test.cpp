@@ -1,49 +1,44 @@
+#include <deque>
+
 #include "support/action_rows.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::download_speed_test {
 
-using SpeedTest = DeviceTest;
+constexpr const char *kAction = "DownloadSpeedTest", *kTooLarge = "ERROR_BUFFER_TOO_LARGE";
 
-constexpr const char* kAction = "DownloadSpeedTest";
-
-ActionRow row(const char* name, const std::string& bytes, const std::string& buffer, std::string reply,
-              const char* asked_in = kCore) {
-  return {.name = name,
+ActionRow row(const std::string& bytes, const char* buffer, const char* reply, const char* asked_in = kCore) {
+  static std::deque<std::string> names;
+  return {.name = names.emplace_back(bytes + " of " + buffer).c_str(),
           .action = kAction,
           .arguments = "Bytes=" + bytes + "|BufferSize=" + buffer,
-          .reply = std::move(reply),
+          .reply = reply,
           .asked_in = asked_in,
           .reads = true};
 }
+const ActionRow kRows[] = {row("10", "1024", "OK|ByteStream=yyyyyyyyyy"),
+                           row("0", "1", "OK|ByteStream="),
+                           row("many", "1", "OK|ByteStream="),
+                           row(" +3x", "1k", "OK|ByteStream=yyy"),
+                           row("-1", "1024", "ERROR"),
+                           row("9|Bytes=", "1024", "ERROR"),
+                           row("10", "0", "ERROR"),
+                           row("10", "", "ERROR"),
+                           row("2099572", "1", kTooLarge),
+                           row("2099564", "2", kTooLarge, kExtenderA),
+                           row("2099562", "3", kTooLarge, kExtenderB),
+                           row("2147483648", "1", kTooLarge),
+                           row("99999999999999999999", "1", kTooLarge)};
+const bool kAdded = add_rows(kAction, kRows);
 
-const char* const kTooLarge = "ERROR_BUFFER_TOO_LARGE";
-const ActionRow kRows[] = {
-    row("ten", "10", "1024", "OK|ByteStream=yyyyyyyyyy"),
-    row("nothing", "0", "1", "OK|ByteStream="),
-    row("no number is 0", "many", "1", "OK|ByteStream="),
-    row("what follows the number is left out", " +3x", "1k", "OK|ByteStream=yyy"),
-    row("below 0", "-1", "1024", "ERROR"),
-    row("bytes without text, though they came before", "9|Bytes=", "1024", "ERROR"),
-    row("buffer of 0", "10", "0", "ERROR"),
-    row("buffer without text", "10", "", "ERROR"),
-    {"no buffer", kAction, "Bytes=10", "ERROR"},
-    row("one more than fits", "2099572", "1", kTooLarge),
-    row("one more than fits A", "2099564", "1", kTooLarge, kExtenderA),
-    row("one more than fits B", "2099562", "1", kTooLarge, kExtenderB),
-    row("2 to the 31st", "2147483648", "1", kTooLarge),
-    row("beyond 64 bits", "99999999999999999999", "1", kTooLarge),
-};
-const bool kAdded = add_rows("DownloadSpeedTest", kRows);
+using SpeedTest = DeviceTest;
 
 TEST_F(SpeedTest, SendsTheLargestStream) {
   const std::pair<const char*, std::size_t> rows[] = {
       {kCore, 2099571}, {kExtenderA, 2099563}, {kExtenderB, 2099561}};
-  for (const auto& [action_namespace, bytes] : rows) {
-    const std::string reply =
-        ask(soap(kAction, "BufferSize=1|Bytes=" + std::to_string(bytes), action_namespace));
+  for (const auto& [asked_in, bytes] : rows) {
+    const std::string reply = ask(soap(kAction, "BufferSize=1|Bytes=" + std::to_string(bytes), asked_in));
     EXPECT_EQ(reply.size() + 1, 2100000U);
-    EXPECT_TRUE(reply == reply_of(kAction, "OK|ByteStream=" + std::string(bytes, 'y'), action_namespace));
+    EXPECT_TRUE(reply == reply_of(kAction, "OK|ByteStream=" + std::string(bytes, 'y'), asked_in));
   }
 }
 
@@ -60,5 +55,4 @@ TEST_F(SpeedTest, TellsWhenThereIsNoMemoryForTheStream) {
   EXPECT_EQ(too_large, 1);
 }
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::download_speed_test

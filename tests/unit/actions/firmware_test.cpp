@@ -2,8 +2,7 @@
 #include "mkfirmware/image_maker.hpp"
 #include "support/action_rows.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::firmware_actions {
 
 using mkfirmware::Flaw;
 
@@ -18,71 +17,62 @@ void has_flash(Device& device) {
   };
 }
 
-const Effects kShutDown{"run killall -9 mdnspr",
-                        "run killall -9 udhcpc",
-                        "run killall -9 kd_rp_autochannel",
-                        "run killall -9 wscd; sleep 2",
-                        "run killall -9 wpsctl",
-                        "run killall -9 kd_red",
-                        "run killall -9 kd_wps_led",
-                        "run killall -9 kd_wps_auto_pin",
-                        "run rm /lib/modules/2.6.36-svn*/kernel/drivers/net/wireless/RTPCI_ap/RTPCI_ap.ko"};
-Effects after_shutdown(const Effects& rest) {
-  Effects all = kShutDown;
-  all.insert(all.end(), rest.begin(), rest.end());
-  return all;
-}
-const Effects kFlashed = after_shutdown(
-    {"write /var/hnapUploadedFirmware " + kImage, "run gpio l 6 5 5 132 0 1&", std::string{"run "} + kWriter,
-     "sleep 2", "sleep 2", "sleep 2", "run killall -9 kd_vb_upnpd", "run kd_vb_upnpd&", "sleep 1",
-     "run killall -9 kd_vb_upnpd", "kill 1 TERM"});
+const Effects kShutDown =
+    lines("run killall -9 mdnspr", "run killall -9 udhcpc", "run killall -9 kd_rp_autochannel",
+          "run killall -9 wscd; sleep 2", "run killall -9 wpsctl", "run killall -9 kd_red",
+          "run killall -9 kd_wps_led", "run killall -9 kd_wps_auto_pin",
+          "run rm /lib/modules/2.6.36-svn*/kernel/drivers/net/wireless/RTPCI_ap/RTPCI_ap.ko");
+const Effects kFlashed =
+    kShutDown + lines("write /var/hnapUploadedFirmware " + kImage, "run gpio l 6 5 5 132 0 1&",
+                      std::string{"run "} + kWriter, "sleep 2", "sleep 2", "sleep 2",
+                      "run killall -9 kd_vb_upnpd", "run kd_vb_upnpd&", "sleep 1",
+                      "run killall -9 kd_vb_upnpd", "kill 1 TERM");
 
 // The flash is written before the reply is made, and the device restarts whatever becomes of that.
-ActionRow upload(const char* name, std::string arguments, const char* reply, Effects changes,
-                 Device::Step prepare = has_flash) {
+ActionRow upload(const char* name, std::string body, bool taken = false) {
   return {.name = name,
           .action = "FirmwareUpload",
-          .arguments = std::move(arguments),
-          .reply = reply,
-          .changes = std::move(changes),
-          .prepare = std::move(prepare),
+          .arguments = std::move(body),
+          .reply = taken ? "REBOOT" : "ERROR",
+          .changes = taken ? kFlashed : kShutDown + Effects{kMarkerGone},
+          .prepare = has_flash,
           .acts_first = true};
 }
-// The server's body around what an upload holds.
+// The whole body of another request around it does not matter.
 std::string flawed(Flaw flaw, std::size_t columns = 76) {
   return mkfirmware::make_upload(kImage, columns, flaw);
 }
-
-const std::string kText = "<Base64Image>" + mkfirmware::base64(kImage, 0), kEnd = "</Base64Image>";
-const std::string kBad = mkfirmware::base64(mkfirmware::make_image("x", {"", 0x027216, Flaw::none}), 0);
-const Effects kRefused = after_shutdown({kMarkerGone});
+std::string settings(const std::string& model) {
+  return "OK|VendorName=Corvane LLC|ModelName=" + model +
+         "|FirmwareDate=2014-04-19T00:00:00|UpdateMethods{string=HNAP_UPLOAD}";
+}
+const std::string kOther = mkfirmware::make_image("x", {"", 0x027216, Flaw::none});
 const ActionRow kRows[] = {
-    upload("flashes and restarts behind the reply", kText + kEnd, "REBOOT", kFlashed),
-    upload("in lines", flawed(Flaw::none), "REBOOT", kFlashed),
-    upload("in lines of odd length", flawed(Flaw::none, 77), "REBOOT", kFlashed),
-    upload("no image", "", "ERROR", kRefused),
-    upload("no tags", flawed(Flaw::no_tags), "ERROR", kRefused),
-    upload("closing tag first", flawed(Flaw::swapped_tags), "ERROR", kRefused),
-    upload("no closing tag", kText, "ERROR", kRefused),
-    upload("closing tag cut", kText + kEnd.substr(0, 13), "ERROR", kRefused),
-    upload("nothing between them", flawed(Flaw::empty_text), "ERROR", kRefused),
-    upload("no base64", flawed(Flaw::rubbish_text), "ERROR", kRefused),
-    upload("a NUL half-way", flawed(Flaw::cut_text), "ERROR", kRefused),
-    upload("an image for another board", "<Base64Image>" + kBad + kEnd, "ERROR", kRefused),
-    upload("too large to be read", kText + kEnd, "ERROR", {kMarkerGone},
-           has_file("/tmp/request_size_too_long", "1\n")),
+    upload("in one line", flawed(Flaw::none, 0), true),
+    upload("in lines of odd length", flawed(Flaw::none, 77), true),
+    upload("no image", ""),
+    upload("no tags", flawed(Flaw::no_tags)),
+    upload("closing tag first", flawed(Flaw::swapped_tags)),
+    upload("no closing tag", flawed(Flaw::no_closing_tag)),
+    upload("nothing between them", flawed(Flaw::empty_text)),
+    upload("no base64", flawed(Flaw::rubbish_text)),
+    upload("a NUL half-way", flawed(Flaw::cut_text)),
+    upload("an image for another board", mkfirmware::make_upload(kOther, 76, Flaw::none)),
+    {"too large to be read",
+     "FirmwareUpload",
+     flawed(Flaw::none),
+     "ERROR",
+     {kMarkerGone},
+     in_turn({has_flash, has_file("/tmp/request_size_too_long", "1\n")})},
     {"first model", "GetFirmwareSettings", "",
-     "OK|VendorName=Corvane LLC|ModelName=NX220|ModelRevision=Ver 2|FirmwareVersion=3.1.07, build 2"
-     "|FirmwareDate=2014-04-19T00:00:00|UpdateMethods{string=HNAP_UPLOAD}"},
+     settings("NX220|ModelRevision=Ver 2|FirmwareVersion=3.1.07, build 2")},
     {"second model",
      "GetFirmwareSettings",
      "",
-     "OK|VendorName=Corvane LLC|ModelName=NX410W|ModelRevision=ver 1|FirmwareVersion=1.4.02, build 2"
-     "|FirmwareDate=2014-04-19T00:00:00|UpdateMethods{string=HNAP_UPLOAD}",
+     settings("NX410W|ModelRevision=ver 1|FirmwareVersion=1.4.02, build 2"),
      {},
      has_file("/var/boardid", "027215")},
 };
 const bool kAdded = add_rows("FirmwareActions", kRows);
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::firmware_actions

@@ -1,8 +1,7 @@
 // IsDeviceReady, Reboot, RestoreFactoryDefaults.
 #include "support/action_rows.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::power {
 
 const Effects kAsked = {"run ps > /var/psInfo 2>/dev/null", "run rm /var/psInfo", "kill 321 USR2", "sleep 5"};
 const ActionRow kRows[] = {
@@ -28,5 +27,4 @@ const ActionRow kRows[] = {
 };
 const bool kAdded = add_rows("Power", kRows);
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::power

@@ -5,22 +5,18 @@
 #include "mkfirmware/image_maker.hpp"
 #include "support/fixture.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::upgrade {
 
 using mkfirmware::Flaw;
 
-const std::string kData = "the data of an image";
+const std::string kData = "the data of an image", kImageFile = "/var/hnapUploadedFirmware";
 const std::string kTable = "dev:    size   erasesize  name\nmtd0: 00030000 00010000 \"Bootloader\"\n";
-const std::string kImageFile = "/var/hnapUploadedFirmware";
-const Effects kWriter = {"run gpio l 6 5 5 132 0 1&",
-                         "run /bin/mtd_write -o 0 -l 84 write /var/hnapUploadedFirmware Kernel&", "sleep 2"};
 
 std::string kernel_line(const std::string& size) {
   return "mtd1: " + size + " 00010000 \"Kernel\"\n";
 }
-std::string image_with(Flaw flaw, std::uint32_t board = 0x027215) {
-  return mkfirmware::make_image(kData, {"test", board, flaw});
+std::string image_with(Flaw flaw, std::uint32_t board = 0x027215, const std::string& data = kData) {
+  return mkfirmware::make_image(data, {"test", board, flaw});
 }
 std::span<const unsigned char> bytes_of(const std::string& text) {
   return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
@@ -32,174 +28,136 @@ class Firmware : public DeviceTest {
     device.files["/var/boardid"] = "027215\n";
     device.files["/proc/mtd"] = kTable + kernel_line("00fb0000");
   }
-  ImageFault fault_of(const std::string& image) {
-    const ImageFault fault = check_image(bytes_of(image));
-    EXPECT_EQ(kd_hnap_is_valid_firmware(bytes_of(image)), fault == ImageFault::none);
-    return fault;
+  void check(const std::string& name, const std::string& image, ImageFault fault) {
+    EXPECT_EQ(kd_hnap_is_valid_firmware(bytes_of(image)), fault == ImageFault::none) << name;
+    effects();
+    EXPECT_EQ(check_image(bytes_of(image)), fault) << name;
   }
 };
 
 // Each check alone; a check that fails keeps the later ones from looking at the device.
 TEST_F(Firmware, EachCheckHasItsCause) {
-  const Effects none, board{"open /var/boardid r"}, all{"open /var/boardid r", "open /proc/mtd r"};
-  const struct {
-    const char* name;
-    std::string image;
-    ImageFault fault;
-    Effects effects;
-  } rows[] = {
-      {"valid", image_with(Flaw::none), ImageFault::none, all},
-      {"bytes behind the data", image_with(Flaw::none) + "more", ImageFault::none, all},
-      {"nothing", "", ImageFault::size, none},
-      {"63 bytes", image_with(Flaw::short_image), ImageFault::size, none},
-      {"64 bytes of no data", mkfirmware::make_image("", {}), ImageFault::none, all},
-      {"64 bytes of missing data", image_with(Flaw::header_only), ImageFault::data_crc, board},
-      {"magic", image_with(Flaw::magic), ImageFault::magic, none},
-      {"header checksum", image_with(Flaw::header_crc), ImageFault::header_crc, none},
-      {"maker's mark", image_with(Flaw::maker_magic), ImageFault::maker_magic, none},
-      {"another board", image_with(Flaw::board), ImageFault::board, board},
-      {"data checksum", image_with(Flaw::data_crc), ImageFault::data_crc, board},
-      {"4 GB announced", image_with(Flaw::huge_data_size), ImageFault::data_crc, board},
-      {"one byte too few", image_with(Flaw::data_size), ImageFault::data_crc, board},
+  const auto check_looks = [&](const char* name, const std::string& image, ImageFault fault,
+                               std::size_t looks) {
+    check(name, image, fault);
+    EXPECT_EQ(effects().size(), looks) << name;
   };
-  for (const auto& row : rows) {
-    effects();
-    EXPECT_EQ(check_image(bytes_of(row.image)), row.fault) << row.name;
-    EXPECT_EQ(effects(), row.effects) << row.name;
-    fault_of(row.image);
-  }
+  check_looks("bytes behind the data", image_with(Flaw::none) + "more", ImageFault::none, 2);
+  check_looks("63 bytes", image_with(Flaw::short_image), ImageFault::size, 0);
+  check_looks("64 bytes of no data", image_with(Flaw::none, 0, ""), ImageFault::none, 2);
+  check_looks("64 bytes of missing data", image_with(Flaw::header_only), ImageFault::data_crc, 1);
+  check_looks("magic", image_with(Flaw::magic), ImageFault::magic, 0);
+  check_looks("header checksum", image_with(Flaw::header_crc), ImageFault::header_crc, 0);
+  check_looks("maker's mark", image_with(Flaw::maker_magic), ImageFault::maker_magic, 0);
+  check_looks("another board", image_with(Flaw::board), ImageFault::board, 1);
+  check_looks("data checksum", image_with(Flaw::data_crc), ImageFault::data_crc, 1);
+  check_looks("4 GB announced", image_with(Flaw::huge_data_size), ImageFault::data_crc, 1);
+  check_looks("one byte too few", image_with(Flaw::data_size), ImageFault::data_crc, 1);
+  // Made by another tool: what the header's checksum is taken over.
+  const char header[] =
+      "\x27\x05\x19\x56\x79\xe1\x6a\x95\xa1\xb2\xc3\xd4\x00\x00\x00\x03\x80\x00\x00\x00\x80\x00\x01\x00"
+      "\x35\x24\x41\xc2\x05\x05\x02\x03"
+      "test";
+  std::string image(header, sizeof header - 1);
+  image.resize(52);
+  check_looks("by another tool", image + "KR_F" + std::string("\0\x02\x72\x15\0\0\0\0", 8) + "abc",
+              ImageFault::none, 2);
 }
 
 TEST_F(Firmware, BoardNumbers) {
-  const struct {
-    const char* name;
-    const char* file;  // null: none
-    std::uint32_t image_board;
-    bool fits;
-  } rows[] = {
-      {"equal", "027215\n", 0x027215, true},
-      {"all 32 bits count", "027215\n", 0x01027215, false},
-      {"any board", "027215\n", 0, true},
-      {"no file", nullptr, 0x027216, true},
-      {"lower case", "ffFFff", 0x027216, true},
-      {"only six characters", "0272159", 0x027215, true},
-      {"empty file, any board", "", 0, true},
-      {"empty file", "", 0x027215, false},
-      {"not hexadecimal", "xyz\n", 0x027215, false},
-  };
-  for (const auto& row : rows) {
+  const auto check_board = [&](const char* file, std::uint32_t board, bool fits) {
     device.files.erase("/var/boardid");
-    if (row.file) device.files["/var/boardid"] = row.file;
-    EXPECT_EQ(fault_of(image_with(Flaw::none, row.image_board)),
-              row.fits ? ImageFault::none : ImageFault::board)
-        << row.name;
-  }
+    if (file) device.files["/var/boardid"] = file;
+    check(file ? file : "no file", image_with(Flaw::none, board),
+          fits ? ImageFault::none : ImageFault::board);
+  };
+  check_board("027215\n", 0x027215, true);
+  check_board("027215\n", 0x01027215, false);
+  check_board("027215\n", 0, true);
+  check_board(nullptr, 0x027216, true);
+  check_board("ffFFff", 0x027216, true);
+  check_board("0272159", 0x027215, true);
+  check_board("", 0, true);
+  check_board("", 0x027215, false);
+  check_board("xyz\n", 0x027215, false);
 }
 
 TEST_F(Firmware, PartitionMustHoldTheData) {
-  ASSERT_EQ(kData.size(), 0x14u);
-  const std::string image = image_with(Flaw::none), empty = mkfirmware::make_image("", {});
-  const std::string one = mkfirmware::make_image("1", {});
-  const struct {
-    const char* name;
-    std::string table, image;
-    bool fits;
-  } rows[] = {
-      {"exactly", kTable + kernel_line("00000014"), image, true},
-      {"one byte short", kTable + kernel_line("00000013"), image, false},
-      {"the first of two", kTable + kernel_line("00000014") + kernel_line("00000001"), image, true},
-      {"above 2 GB", kTable + kernel_line("ffffffff"), image, true},
-      {"no such partition", kTable, image, false},
-      {"no such partition, one byte", kTable, one, false},
-      {"no such partition, nothing to hold", kTable, empty, true},
-      {"name without quotes", "mtd1: 00fb0000 00010000 Kernel\n", image, false},
-      {"a column is missing", "mtd1: 00fb0000 \"Kernel\"\n", image, false},
-      {"behind a long line", "mtd0: " + std::string(511 - 6, 'f') + kernel_line("00fb0000"), image, true},
-      {"no line end", "mtd1: 14 1 \"Kernel\"", image, true},
+  const auto check_table = [&](const std::string& table, const std::string& data, bool fits) {
+    device.files["/proc/mtd"] = table;
+    check(table, image_with(Flaw::none, 0, data), fits ? ImageFault::none : ImageFault::partition);
   };
-  for (const auto& row : rows) {
-    device.files["/proc/mtd"] = row.table;
-    EXPECT_EQ(fault_of(row.image), row.fits ? ImageFault::none : ImageFault::partition) << row.name;
-  }
+  check_table(kTable + kernel_line("00000014"), kData, true);
+  check_table(kTable + kernel_line("00000013"), kData, false);
+  check_table(kTable + kernel_line("00000014") + kernel_line("00000001"), kData, true);
+  check_table(kTable + kernel_line("ffffffff"), kData, true);
+  check_table(kTable, "1", false);
+  check_table(kTable, "", true);
+  check_table("mtd1: 00fb0000 00010000 Kernel\n", kData, false);
+  check_table("mtd1: 00fb0000 \"Kernel\"\n", kData, false);
+  check_table("mtd0: " + std::string(511 - 6, 'f') + kernel_line("00fb0000"), kData, true);
+  check_table("mtd1: 14 1 \"Kernel\"", kData, true);
   device.files.erase("/proc/mtd");
-  effects();
-  EXPECT_EQ(check_image(bytes_of(one)), ImageFault::partition);
-  EXPECT_EQ(effects(), (Effects{"open /var/boardid r", "open /proc/mtd r", "print mtd support not enable?"}));
-  EXPECT_EQ(fault_of(empty), ImageFault::none);
+  check("no table", image_with(Flaw::none, 0, "1"), ImageFault::partition);
+  EXPECT_EQ(effects().back(), "print mtd support not enable?");
+  check("no table, nothing to hold", image_with(Flaw::none, 0, ""), ImageFault::none);
 }
+
+const std::string kGpio = "run gpio l 6 5 5 132 0 1&",
+                  kWriter = "run /bin/mtd_write -o 0 -l 84 write /var/hnapUploadedFirmware Kernel&";
 
 TEST_F(Firmware, ImageFileGoesWhenWritingOrFlashingFailed) {
-  const std::string image = image_with(Flaw::none), removed = "run rm " + kImageFile;
-  const struct {
-    const char* name;
-    void (*prepare)(Device& device);
-    Effects done;
-  } rows[] = {
-      {"cannot be opened", [](Device& d) { d.broken.insert(kImageFile); }, {}},
-      {"full disk", [](Device& d) { d.full.insert(kImageFile); }, {"write " + kImageFile + " ", removed}},
-      {"full disk that shows at the end",
-       [](Device& d) { d.full_at_close.insert(kImageFile); },
-       {"write " + kImageFile + " " + image, removed}},
-      {"no progress", [](Device&) {}, {"write " + kImageFile + " " + image, kWriter[0], kWriter[1]}},
-  };
-  for (const auto& row : rows) {
-    device.broken.clear();
-    device.full.clear();
-    device.full_at_close.clear();
-    row.prepare(device);
+  const std::string image = image_with(Flaw::none);
+  const auto check_failure = [&](void (*prepare)(Device&), const Effects& expected) {
+    device.broken = device.full = device.full_at_close = {};
+    prepare(device);
     effects();
-    EXPECT_EQ(kd_hnap_firmware_upgrade(bytes_of(image)), -1) << row.name;
+    EXPECT_EQ(kd_hnap_firmware_upgrade(bytes_of(image)), -1);
     Effects done = changes();
-    EXPECT_TRUE(done.empty() || done.back() == removed) << row.name;
-    done.resize(row.done.size());
-    EXPECT_EQ(done, row.done) << row.name;
-    EXPECT_FALSE(device.files.contains(kImageFile)) << row.name;
-  }
+    EXPECT_TRUE(done.empty() || done.back() == "run rm " + kImageFile);
+    done.resize(expected.size());
+    EXPECT_EQ(done, expected);
+    EXPECT_FALSE(device.files.contains(kImageFile));
+  };
+  check_failure([](Device& d) { d.broken.insert(kImageFile); }, {});
+  check_failure([](Device& d) { d.full.insert(kImageFile); }, {"write " + kImageFile + " "});
+  check_failure([](Device& d) { d.full_at_close.insert(kImageFile); },
+                {"write " + kImageFile + " " + image, "run rm " + kImageFile});
+  check_failure([](Device&) {}, {"write " + kImageFile + " " + image, kGpio, kWriter});
 }
 
-// What the writer reports, and when; its file is gone where the text is null.
-struct Report {
-  unsigned seconds;
-  const char* text;
-};
-
 TEST_F(Firmware, FollowsTheWriter) {
-  const struct {
-    const char* name;
-    std::vector<Report> reports;
-    int progress;
-    unsigned seconds;  // until it gives up or is done
-  } rows[] = {
-      {"walks to the end", {{2, "0\n"}, {4, "40\n"}, {9, "100\n"}}, 100, 12},
-      {"never starts", {}, -1, 32},
-      {"starts at the last moment", {{30, "100"}}, 100, 32},
-      {"starts a moment too late", {{32, "100"}}, -1, 32},
-      {"dies half-way", {{2, "42"}, {10, nullptr}}, -1, 40},
-      {"a pause, then one that is one too long", {{4, nullptr}, {20, "42"}, {22, nullptr}}, -1, 52},
-      {"stands at 42 for an hour", {{2, "42"}, {3600, "100"}}, 100, 3602},
-      {"more than everything", {{2, "99"}, {4, "101"}}, 101, 6},
-      {"rubbish is 0", {{2, "rubbish"}, {50, "100"}}, 100, 52},
-      {"-1 is no progress", {{2, "-1"}}, -1, 32},
-      {"only seven characters", {{2, "00001009"}}, 100, 4},
-      {"an old report counts", {{0, "100"}}, 100, 4},
-  };
-  for (const auto& row : rows) {
+  // What the writer reports, and when (its file is gone where the text is null); until it gives up or is
+  // done.
+  const auto check_reports = [&](std::vector<std::pair<unsigned, const char*>> reports, int progress,
+                                 unsigned seconds) {
     device.files.erase("/var/upgrade_progress");
     effects();
     const unsigned start = device.seconds();
-    for (const Report& report : row.reports) {
-      device.at(start + report.seconds, report.text ? has_file("/var/upgrade_progress", report.text)
-                                                    : has_no_file("/var/upgrade_progress"));
+    for (const auto& [at, text] : reports) {
+      device.at(start + at,
+                text ? has_file("/var/upgrade_progress", text) : has_no_file("/var/upgrade_progress"));
     }
     device.sleep(0);  // what is there from the start
-    EXPECT_EQ(kd_hnap_program_firmware(84), row.progress) << row.name;
-    EXPECT_EQ(device.seconds() - start, row.seconds) << row.name;
+    EXPECT_EQ(kd_hnap_program_firmware(84), progress) << seconds;
+    EXPECT_EQ(device.seconds() - start, seconds);
     Effects done = effects();
     done.resize(3);
-    EXPECT_EQ(done, kWriter);
+    EXPECT_EQ(done, (Effects{kGpio, kWriter, "sleep 2"}));
     device.sleep(std::uint64_t{5000} * 1000000);  // reports that came too late
-  }
+  };
+  check_reports({{2, "0\n"}, {4, "40\n"}, {9, "100\n"}}, 100, 12);
+  check_reports({}, -1, 32);
+  check_reports({{30, "100"}}, 100, 32);
+  check_reports({{32, "100"}}, -1, 32);
+  check_reports({{2, "42"}, {10, nullptr}}, -1, 40);
+  check_reports({{20, "42"}, {22, nullptr}}, -1, 52);  // a pause, then one that is too long
+  check_reports({{2, "42"}, {3600, "100"}}, 100, 3602);
+  check_reports({{2, "99"}, {4, "101"}}, 101, 6);
+  check_reports({{2, "rubbish"}, {50, "100"}}, 100, 52);
+  check_reports({{2, "-1"}}, -1, 32);
+  check_reports({{2, "00001009"}}, 100, 4);  // only seven characters
+  check_reports({{0, "100"}}, 100, 4);       // an old report counts
 }
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::upgrade

@@ -3,28 +3,23 @@
 #include "mkfirmware/image_maker.hpp"
 #include "support/action_rows.hpp"
 
-namespace kd::test {
-namespace {
-
-using Classic = DeviceTest;
+namespace kd::test::classic {
 
 using enum Piece::Kind;
+using Classic = DeviceTest;
 
-std::string body_of(const char* action) {
-  return envelope(action, "DeviceName=Den|AdminPassword=secret", kCore);
-}
+const std::string kReady = reply_of("IsDeviceReady", "OK");
+const Request kChoice =
+    soap("SetWirelessClientSettings",
+         "SSID=Den|NetworkType=INFRASTRUCTURE|SecurityEnabled=false|SecurityType=|Encryption=|Key=");
+
 Request post(const char* action, std::vector<Piece> body) {
   Request request = soap(action);
   request.body = std::move(body);
   return request;
 }
-Request choice() {
-  return soap("SetWirelessClientSettings",
-              "SSID=Den|NetworkType=INFRASTRUCTURE|SecurityEnabled=false|SecurityType=|Encryption=|Key=");
-}
-long count(const Effects& effects, std::string_view start) {
-  return std::count_if(effects.begin(), effects.end(),
-                       [=](const std::string& line) { return line.starts_with(start); });
+std::string body_of(const char* action) {
+  return envelope(action, "DeviceName=Den|AdminPassword=secret", kCore);
 }
 
 TEST_F(Classic, StartsAndEnds) {
@@ -42,50 +37,39 @@ TEST_F(Classic, StartsAndEnds) {
 
 // What the client gets, and whether the end of its connection is noticed exactly once.
 TEST_F(Classic, AnswersAndEnds) {
-  const std::string ready = reply_of("IsDeviceReady", "OK");
-  const Request good = soap("IsDeviceReady");
-  Request outside = good, nowhere = good, head = good;
-  outside.uri = "/";
-  nowhere.uri = nullptr;
-  head.method = HTTP_METHOD_HEAD;
-  const struct {
-    const char* name;
-    Request request;
-    int status;
-    std::string sent;
-    bool marker_goes = true;
-  } rows[] = {
-      {"answered", good, 200, ready},
-      {"fault", with_header(good, "SOAPAction", "Nothing"), 500, fault_of("Not")},
-      {"error page", post("IsDeviceReady", {{"<a></b>"}}), 500,
-       error_page_of("XML PARSE STATUS NOT OK ERROR")},
-      {"refused", with_header(good, "Authorization", "Basic ?"), 401, "<page of the server>"},
-      {"another method", head, 200, ""},
-      {"outside of HNAP, the marker stays", outside, 200, ready, false},
-      {"no URI", nowhere, 200, ready},
-      {"empty body", post("IsDeviceReady", {}), 500, error_page_of("CONTENT LEN == 0 XML PARSE ERROR")},
-  };
-  for (const bool vanishes : {false, true}) {
-    for (const auto& row : rows) {
-      SCOPED_TRACE(std::string{row.name} + (vanishes ? ", client vanished" : ", closed"));
+  const auto check = [&](const Request& request, int status, const std::string& sent,
+                         bool marker_goes = true) {
+    for (const bool vanishes : {false, true}) {
       effects();
-      EXPECT_EQ(server.receive(row.request), HANDLER_FINISHED);
-      EXPECT_EQ(server.status(), row.status);
-      EXPECT_EQ(server.sent(), row.sent);
+      EXPECT_EQ(server.receive(request), HANDLER_FINISHED);
+      EXPECT_EQ(server.status(), status);
+      EXPECT_EQ(server.sent(), sent);
       EXPECT_FALSE(server.con.keep_alive);
-      EXPECT_EQ(server.module_answers(), row.status != 401);
+      EXPECT_EQ(server.module_answers(), status != 401);
       vanishes ? server.abort() : server.finish();
       const Effects done = effects();
       EXPECT_EQ(count(done, kMarker), 1);
-      EXPECT_EQ(count(done, kMarkerGone), row.marker_goes);
+      EXPECT_EQ(count(done, kMarkerGone), marker_goes) << sent << vanishes;
     }
-  }
+  };
+  Request request = soap("IsDeviceReady");
+  check(request, 200, kReady);
+  check(with_header(request, "SOAPAction", "Nothing"), 500, fault_of("Not"));
+  check(post("IsDeviceReady", {{"<a></b>"}}), 500, error_page_of("XML PARSE STATUS NOT OK ERROR"));
+  check(post("IsDeviceReady", {}), 500, error_page_of("CONTENT LEN == 0 XML PARSE ERROR"));
+  check(with_header(request, "Authorization", "Basic ?"), 401, "<page of the server>");
+  request.uri = "/";
+  check(request, 200, kReady, false);
+  request.uri = nullptr;
+  check(request, 200, kReady);
+  request.method = HTTP_METHOD_HEAD;
+  check(request, 200, "");
 }
 
 // The wireless reload is what a connection's end is for.
 TEST_F(Classic, RunsTheDeferredActionOnce) {
   for (const bool vanishes : {false, true}) {
-    server.receive(choice());
+    server.receive(kChoice);
     effects();
     vanishes ? server.abort() : server.finish();
     EXPECT_EQ(count(effects(), "console Reload WLAN by HNAP"), 1) << vanishes;
@@ -94,7 +78,7 @@ TEST_F(Classic, RunsTheDeferredActionOnce) {
     server.finish();
     EXPECT_EQ(effects(), Effects{kMarkerGone}) << "the next connection has none";
   }
-  server.receive(choice());
+  server.receive(kChoice);
   effects();
   server.reset(server.con.state);  // the server ends
   server.abort();                  // a connection without a request
@@ -105,10 +89,6 @@ TEST_F(Classic, LeavesOtherRequestsAlone) {
   EXPECT_EQ(server.receive({.method = HTTP_METHOD_GET, .uri = "/index.html"}), HANDLER_GO_ON);
   EXPECT_TRUE(server.con.keep_alive);
   EXPECT_FALSE(server.module_answers());
-  server.finish();
-  EXPECT_EQ(effects(), Effects{});
-  // Not its own, but the connection's end would be noticed.
-  server.receive({.method = HTTP_METHOD_GET, .uri = "/index.html"});
   server.con.keep_alive = 0;
   server.finish();
   EXPECT_EQ(effects(), Effects{});
@@ -116,52 +96,46 @@ TEST_F(Classic, LeavesOtherRequestsAlone) {
 
 TEST_F(Classic, TakesFirmwareThatTheServerSpooled) {
   const std::string image = mkfirmware::make_image(std::string(100000, 'x'), {});
-  const std::string upload = mkfirmware::make_upload(image, 76, mkfirmware::Flaw::none);
+  const std::string upload = mkfirmware::make_upload(image, 76, mkfirmware::Flaw::none),
+                    rest = upload.substr(70000);
   device.files["/proc/mtd"] = "mtd1: 00fb0000 00010000 \"Kernel\"\n";
   device.files["/var/upgrade_progress"] = "100\n";
-  EXPECT_EQ(ask(post("FirmwareUpload", {{upload.substr(0, 70000), spooled, "/var/tmp/a"},
-                                        {upload.substr(70000), spooled, "/var/tmp/b"}})),
+  EXPECT_EQ(ask(post("FirmwareUpload",
+                     {{upload.substr(0, 70000), spooled, "/var/tmp/a"}, {rest, spooled, "/var/tmp/b"}})),
             reply_of("FirmwareUpload", "REBOOT"));
   EXPECT_EQ(device.files["/var/hnapUploadedFirmware"], image);
-  EXPECT_FALSE(device.files.contains("/var/tmp/a") || device.files.contains("/var/tmp/b"));
 }
 
-// However the server keeps a body, the same action runs.
+// However the server keeps a body, the same action runs, and temporary files go.
 TEST_F(Classic, ReadsBodiesInPieces) {
   const std::string whole = body_of("SetDeviceSettings"), left = whole.substr(0, 100),
                     right = whole.substr(100);
   const std::string a = "/var/tmp/upload-a", b = "/var/tmp/upload-b";
-  const struct {
-    const char* name;
-    std::vector<Piece> body;
-    std::vector<std::string> removed;
-  } rows[] = {
-      {"one piece", {{whole}}, {}},
-      {"consumed in part", {{"read before" + whole, memory, "", 11}}, {}},
-      {"two pieces", {{left}, {right}}, {}},
-      {"empty pieces", {{""}, {left}, {"consumed", memory, "", 8}, {right}}, {}},
-      {"a spooled one", {{whole, spooled, a}}, {a}},
-      {"spooled, with an offset in the file", {{"other" + whole, spooled, a, 0, 5}}, {a}},
-      {"spooled, with both offsets", {{"other" + whole, spooled, a, 2, 3}}, {a}},
-      {"spooled and open", {{whole, spooled, a, 0, 0, -1, true}}, {a}},
-      {"two spooled ones", {{left, spooled, a}, {right, spooled, b}}, {a, b}},
-      {"memory, then spooled", {{left}, {right, spooled, a}}, {a}},
+  const std::vector<Piece> bodies[] = {
+      {{whole}},
+      {{"read before" + whole, memory, "", 11}},
+      {{""}, {left}, {"consumed", memory, "", 8}, {right}},
+      {{whole, spooled, a}},
+      {{"other" + whole, spooled, a, 0, 5}},
+      {{"other" + whole, spooled, a, 2, 3}},
+      {{whole, spooled, a, 0, 0, -1, true}},
+      {{left, spooled, a}, {right, spooled, b}},
+      {{left}, {right, spooled, a}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& body : bodies) {
+    SCOPED_TRACE(&body - bodies);
     device.set("Password", "password");
     effects();
-    server.receive(post("SetDeviceSettings", row.body));
+    server.receive(post("SetDeviceSettings", body));
     EXPECT_EQ(server.sent(), reply_of("SetDeviceSettings", "OK"));
-    const chunkqueue& queue = *server.con.request_content_queue;
-    EXPECT_EQ(queue.bytes_out, queue.bytes_in);
-    for (const chunk* piece = queue.first; piece; piece = piece->next) {
-      EXPECT_EQ(piece->file.fd, -1);
-      EXPECT_TRUE(piece->type == chunk::MEM_CHUNK || piece->offset == piece->file.length);
-    }
+    EXPECT_EQ(server.in.bytes_out, server.in.bytes_in);
     Effects expected = {kMarker};
-    for (const std::string& name : row.removed) {
-      expected.insert(expected.end(), {"console rm " + name + "\n", "run rm " + name});
+    for (const chunk* piece = server.in.first; piece; piece = piece->next) {
+      EXPECT_EQ(piece->file.fd, -1);
+      if (piece->type == chunk::MEM_CHUNK) continue;
+      EXPECT_EQ(piece->offset, piece->file.length);
+      expected = expected + Effects{"console rm " + std::string{piece->file.name->ptr} + "\n",
+                                    "run rm " + std::string{piece->file.name->ptr}};
     }
     Effects done = changes();
     done.resize(expected.size());
@@ -172,45 +146,32 @@ TEST_F(Classic, ReadsBodiesInPieces) {
 
 TEST_F(Classic, AnswersBodiesThatCannotBeRead) {
   const std::string whole = body_of("IsDeviceReady"), name = "/var/tmp/upload";
-  const char *status = "XML PARSE STATUS NOT OK ERROR", *initial = "HANDLE REQUEST INITIAL ERROR";
-  const off_t size = static_cast<off_t>(whole.size());
-  constexpr off_t kHuge = off_t{3} << 30, kHuger = (off_t{1} << 32) + 300;
-  const struct {
-    const char* name;
-    std::vector<Piece> body;
-    const char* page;  // null: answered
-    bool removed = true;
-    off_t missing = 0;
-    Effects log = {};
-  } rows[] = {
-      {"short file", {{whole.substr(0, 200), spooled, name, 0, 0, size}}, status},
-      {"no file",
-       {{"", spooled, "", 0, 0, size}},
-       initial,
-       true,
-       0,
-       {"mod_kd_hnap.c: open failed: No such file or directory"}},
-      {"mapped file", {{whole, mapped, name}}, initial, false},
-      {"queue ends early", {{whole.substr(0, 150)}}, status, false, 1000},
-      {"offset behind the end", {{whole, memory, "", 5000}}, initial, false, 10},
-      {"length below the offset", {{whole, spooled, name, 9, 0, 5}, {whole}}, nullptr},
-      {"more than 2 GB", {{whole, spooled, name, 0, 0, kHuge}}, initial},
-      {"more than 4 GB", {{whole, spooled, name, 0, 0, kHuger}}, initial},
-      {"more than 2 GB in all", {{whole}, {whole, spooled, name, 0, 0, (off_t{1} << 31) - 10}}, nullptr},
-      {"pieces behind the count", {{whole}, {"<x>"}}, nullptr, false, -3},
-      {"a piece of no kind", {{"", none}, {whole}}, nullptr, false},
-      {"empty queue", {{""}}, initial, false},
-  };
-  for (const auto& row : rows) {
+  const auto check = [&](const char* what, const std::string& reply, std::vector<Piece> body, bool removed,
+                         off_t missing = 0) {
     effects();
-    Request request = post("IsDeviceReady", row.body);
-    request.missing = row.missing;
+    Request request = post("IsDeviceReady", std::move(body));
+    request.missing = missing;
     request.length = whole.size();
-    EXPECT_EQ(ask(request), row.page ? error_page_of(row.page) : reply_of("IsDeviceReady", "OK")) << row.name;
-    EXPECT_EQ(count(effects(), "console rm "), row.removed) << row.name;
-    EXPECT_EQ(server.log(), row.log) << row.name;
-  }
+    EXPECT_EQ(ask(request), reply) << what;
+    EXPECT_EQ(count(effects(), "console rm "), removed) << what;
+  };
+  const std::string status = error_page_of("XML PARSE STATUS NOT OK ERROR"),
+                    initial = error_page_of("HANDLE REQUEST INITIAL ERROR");
+  const off_t size = static_cast<off_t>(whole.size()), giga = off_t{1} << 30;
+  check("short file", status, {{whole.substr(0, 200), spooled, name, 0, 0, size}}, true);
+  check("mapped file", initial, {{whole, mapped, name}}, false);
+  check("queue ends early", status, {{whole.substr(0, 150)}}, false, 1000);
+  check("offset behind the end", initial, {{whole, memory, "", 5000}}, false, 10);
+  check("length below the offset", kReady, {{whole, spooled, name, 9, 0, 5}, {whole}}, true);
+  check("more than 2 GB", initial, {{whole, spooled, name, 0, 0, 3 * giga}}, true);
+  check("more than 4 GB", initial, {{whole, spooled, name, 0, 0, 4 * giga + 300}}, true);
+  check("more than 2 GB in all", kReady, {{whole}, {whole, spooled, name, 0, 0, 2 * giga - 10}}, true);
+  check("pieces behind the count", kReady, {{whole}, {"<x>"}}, false, -3);
+  check("a piece of no kind", kReady, {{"", none}, {whole}}, false);
+  check("empty queue", initial, {{""}}, false);
+  EXPECT_EQ(server.log(), Effects{});
+  check("no file", initial, {{"", spooled, "", 0, 0, size}}, true);
+  EXPECT_EQ(server.log(), Effects{"mod_kd_hnap.c: open failed: No such file or directory"});
 }
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::classic

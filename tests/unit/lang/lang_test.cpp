@@ -2,11 +2,16 @@
 
 #include "support/fixture.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::lang {
 
-constexpr const char* kFile = "/web/lang/STRINGS_EN.txt";
-constexpr const char* kUnknown = "(none)";
+constexpr const char *kFile = "/web/lang/STRINGS_EN.txt", *kUnknown = "(none)";
+
+std::string translation(const std::string& tag) {
+  const char* text = kUnknown;
+  const int found = lang_get(tag.c_str(), &text);
+  EXPECT_EQ(found, text == kUnknown ? 0 : 1);
+  return text;
+}
 
 class Lang : public DeviceTest {
  protected:
@@ -14,7 +19,6 @@ class Lang : public DeviceTest {
     lang_free();
     DeviceTest::TearDown();
   }
-
   int load(const std::string& strings) {
     device.set("Language", "EN");
     device.files[kFile] = strings;
@@ -22,77 +26,49 @@ class Lang : public DeviceTest {
     effects();
     return lang_init();
   }
-
   // What lang_init said besides its first and its last line.
-  Effects complaints() {
-    Effects said;
+  std::string complaints() {
+    std::string said;
     for (const std::string& line : changes()) {
-      if (line.starts_with("console lang_init: ") || line.starts_with("console  "))
-        said.push_back(line.substr(8));
+      if (line.starts_with("console lang_init: ") || line.starts_with("console  ")) said += line.substr(8);
     }
-    if (!said.empty() &&
-        said.back() == "lang_init: Initial multi-language success! Current language is EN.\n") {
-      said.pop_back();
-    }
-    return said;
+    const std::string last = "lang_init: Initial multi-language success! Current language is EN.\n";
+    return said.ends_with(last) ? said.substr(0, said.size() - last.size()) : said;
   }
 };
 
-std::string translation(const char* tag) {
-  const char* text = kUnknown;
-  const int found = lang_get(tag, &text);
-  EXPECT_EQ(found, text == kUnknown ? 0 : 1);
-  return text;
-}
-
 // One line of the file was rejected, or is not there any more.
-Effects lost(const std::string& why, int lines) {
-  Effects all = {
-      "lang_init: Please check mem content and original string file, that seems lose some row content!\n",
-      "           The file row counter is " + std::to_string(lines) + " and memory content counter is " +
-          std::to_string(lines - 1) + ".\n"};
-  if (!why.empty()) all.insert(all.begin(), "lang_init: " + why + "\n");
-  return all;
+std::string lost(const std::string& why, int lines) {
+  return (why.empty() ? why : "lang_init: " + why + "\n") +
+         "lang_init: Please check mem content and original string file, that seems lose some row content!\n"
+         "           The file row counter is " +
+         std::to_string(lines) + " and memory content counter is " + std::to_string(lines - 1) + ".\n";
 }
 
 TEST_F(Lang, LinesOfTheFile) {
-  const std::string tag31(31, 't'), tag32(32, 't'), text4091(4091, 'x');
-  const struct {
-    const char* name;
-    std::string file;
-    std::string tag, translated;
-    Effects complaints;
-  } rows[] = {
-      {"tag and translation", "Save,Enregistrer\n", "Save", "Enregistrer", {}},
-      {"further commas", "Title,A,B\n", "Title", "A,B", {}},
-      {"the first of two", "A,1\nA,2\n", "A", "1", {}},
-      {"letter case counts", "A,1\n", "a", kUnknown, {}},
-      {"no line end", "A,1\nB,2", "B", "2", {}},
-      {"CR LF", "A,1\r\nB,2\r\n", "A", "1", {}},
-      {"cut at a lone CR", "A,1\r2\n", "A", "1", {}},
-      {"tag of 31", tag31 + ",1\n", tag31, "1", {}},
-      {"tag of 32", tag32 + ",1\nA,2\n", tag32, kUnknown, lost("Tag '" + tag32 + "' too long! Skip it!", 2)},
-      {"no translation",
-       "Empty,\r\nA,1\n",
-       "Empty",
-       kUnknown,
-       {"lang_init: Tag 'Empty' does not found translate string.\n"}},
-      {"no comma", "Save\nA,1\n", "A", "1", lost("Division fail! Skip line 'Save'.", 2)},
-      {"blank line", "\nA,1\n", "A", "1", lost("Division fail! Skip line ''.", 2)},
-      {"empty tag finds what a skipped line left", "A,1\nSave\n", "", "1",
-       lost("Division fail! Skip line 'Save'.", 2)},
-      {"longest line", "A12," + text4091 + "\nB,2\n", "A12", text4091,
-       lost("Division fail! Skip line ''.", 3)},
-      {"line of 5000", "A," + std::string(4998, 'x') + "\nB,2\n", "B", "2",
-       lost("Division fail! Skip line '" + std::string(905, 'x') + "'.", 3)},
-      {"NUL in a line", std::string("A\0,1\nB,2\n", 9), "B", "2", lost("Division fail! Skip line 'A'.", 2)},
-      {"empty file", "", "", kUnknown, {}},
+  const auto check = [&](const std::string& file, const std::string& tag, const std::string& translated,
+                         const std::string& complaint = "") {
+    EXPECT_EQ(load(file), 1) << file;
+    EXPECT_EQ(complaints(), complaint) << file;
+    EXPECT_EQ(translation(tag), translated) << file;
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(load(row.file), 1) << row.name;
-    EXPECT_EQ(complaints(), row.complaints) << row.name;
-    EXPECT_EQ(translation(row.tag.c_str()), row.translated) << row.name;
-  }
+  const std::string tag31(31, 't'), tag32(32, 't'), text4091(4091, 'x');
+  check("Save,Enregistrer,B\n", "Save", "Enregistrer,B");
+  check("A,1\nA,2\n", "A", "1");
+  check("A,1\n", "a", kUnknown);
+  check("A,1\r\nB,2", "B", "2");
+  check("A,1\r2\n", "A", "1");
+  check(tag31 + ",1\n", tag31, "1");
+  check(tag32 + ",1\nA,2\n", tag32, kUnknown, lost("Tag '" + tag32 + "' too long! Skip it!", 2));
+  check("No,\r\nA,1\n", "No", kUnknown, "lang_init: Tag 'No' does not found translate string.\n");
+  check("Save\nA,1\n", "A", "1", lost("Division fail! Skip line 'Save'.", 2));
+  check("\nA,1\n", "A", "1", lost("Division fail! Skip line ''.", 2));
+  check("A,1\nSave\n", "", "1", lost("Division fail! Skip line 'Save'.", 2));
+  check("A12," + text4091 + "\nB,2\n", "A12", text4091, lost("Division fail! Skip line ''.", 3));
+  check("A," + std::string(4998, 'x') + "\nB,2\n", "B", "2",
+        lost("Division fail! Skip line '" + std::string(905, 'x') + "'.", 3));
+  check(std::string("A\0,1\nB,2\n", 9), "B", "2", lost("Division fail! Skip line 'A'.", 2));
+  check("", "", kUnknown);
 }
 
 TEST_F(Lang, LoadingAndFreeingAreReported) {
@@ -101,26 +77,24 @@ TEST_F(Lang, LoadingAndFreeingAreReported) {
   EXPECT_EQ(lang_get(nullptr, &text) + lang_get("A", nullptr), 0);
   effects();
   EXPECT_EQ(lang_init(), 1);
-  EXPECT_EQ(changes(),
-            (Effects{"console lang_free: Start to release multi-lang mapping.\n",
-                     "console lang_free: End of release multi-lang mapping.\n",
-                     "console lang_init: Initial multi-language success! Current language is EN.\n"}));
   lang_free();
-  effects();
   lang_free();
-  EXPECT_EQ(changes(), Effects{"console lang_free: Don't need release multi-lang mapping again.\n"});
+  const std::string done = "console lang_free: End of release multi-lang mapping.\n",
+                    begun = "console lang_free: Start to release multi-lang mapping.\n";
+  EXPECT_EQ(
+      changes(),
+      (Effects{begun, done, "console lang_init: Initial multi-language success! Current language is EN.\n",
+               begun, done, "console lang_free: Don't need release multi-lang mapping again.\n"}));
   EXPECT_EQ(translation("A"), kUnknown);
 }
 
 TEST_F(Lang, LanguageWithoutFileLeavesNoTable) {
-  const std::pair<std::string, std::string> rows[] = {
-      {"XX", "XX"}, {"", ""}, {std::string(32, 'c'), std::string(31, 'c')}};
-  for (const auto& [code, name] : rows) {
+  for (const std::string& code : {std::string{"XX"}, std::string{}, std::string(32, 'c')}) {
     load("A,1\n");
     device.set("Language", code);
     effects();
     EXPECT_EQ(lang_init(), 0) << code;
-    EXPECT_EQ(complaints(), Effects{"lang_init: File /web/lang/STRINGS_" + name + ".txt open fail!\n"});
+    EXPECT_EQ(complaints(), "lang_init: File /web/lang/STRINGS_" + code.substr(0, 31) + ".txt open fail!\n");
     EXPECT_EQ(translation("A"), kUnknown) << code;
   }
 }
@@ -133,44 +107,32 @@ TEST_F(Lang, WithoutMemoryThereIsNoTable) {
     heap.fail({at});
     EXPECT_EQ(lang_init(), 0);
     heap.fail({});
-    EXPECT_EQ(complaints(), Effects{"lang_init: Error!! Allocate memory to multi-lang fail!\n"});
-    EXPECT_EQ(translation("A"), kUnknown);
-    EXPECT_EQ(heap.leaks(), "");
+    EXPECT_EQ(complaints(), "lang_init: Error!! Allocate memory to multi-lang fail!\n");
+    EXPECT_EQ(translation("A") + heap.leaks(), kUnknown);
   }
 }
 
 // It is opened to be measured and to be read. A line that no longer fits is left out.
 TEST_F(Lang, FileThatGrowsWhileItIsRead) {
-  const std::string before = "A,1\nB,2\n";
-  const struct {
-    const char* name;
-    std::string after, tag, translated;
-    Effects complaints;
-  } rows[] = {
-      {"more lines", before + "C,3\n", "C", kUnknown, {}},
-      {"a line of just its room",
-       "A,123456\nB,\n",
-       "A",
-       "123456",
-       {"lang_init: Tag 'B' does not found translate string.\n"}},
-      {"a longer one", "A,12345678\nB,2\n", "A", kUnknown, lost("", 2)},
-      {"what is behind it is read", "A,12345678\nB,2\n", "B", "2", lost("", 2)},
-      {"one more than its room", "A,12345\nB,22\n", "B", kUnknown, lost("", 2)},
-  };
-  for (const auto& row : rows) {
+  const auto check = [&](const char* after, const char* tag, const char* translated,
+                         const std::string& complaint) {
     load("");
-    device.files[kFile] = before;
+    device.files[kFile] = "A,1\nB,2\n";
     effects();
     int opened = 0;
     device.at_open = [&](Device& d, const std::string& path) {
-      if (path == kFile && ++opened == 2) d.files[kFile] = row.after;
+      if (path == kFile && ++opened == 2) d.files[kFile] = after;
     };
     lang_init();
-    EXPECT_EQ(complaints(), row.complaints) << row.name;
-    EXPECT_EQ(translation(row.tag.c_str()), row.translated) << row.name;
+    EXPECT_EQ(complaints(), complaint) << after;
+    EXPECT_EQ(translation(tag), translated) << after;
     device.at_open = nullptr;
-  }
+  };
+  check("A,1\nB,2\nC,3\n", "C", kUnknown, "");
+  check("A,123456\nB,\n", "A", "123456", "lang_init: Tag 'B' does not found translate string.\n");
+  check("A,12345678\nB,2\n", "A", kUnknown, lost("", 2));
+  check("A,12345678\nB,2\n", "B", "2", lost("", 2));
+  check("A,12345\nB,22\n", "B", kUnknown, lost("", 2));
 }
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::lang

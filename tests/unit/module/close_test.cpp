@@ -3,8 +3,7 @@
 #include "support/action_rows.hpp"
 #include "support/radio_reports.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::close {
 
 using Close = DeviceTest;
 
@@ -54,46 +53,25 @@ TEST_F(Close, ReloadsTheRadioInOrder) {
     const auto number = between(line, "hnap_connection_close_callback, ", ", Turn off");
     if (number) line.erase(line.find(*number), number->size());
   }
-  const Effects expected = {
-      kKill,
-      "run echo reload > /tmp/WLAN_reload",
-      "run kill -9 `cat /var/run/kd_rp_autochannel.pid`",
-      "run rm /var/run/kd_rp_autochannel.pid",
-      "run killall -9 kd_vb_upnpd",
-      "sleep 1",
-      "run iwpriv ra0 get_site_survey > /tmp/scanList.txt",
-      "open /tmp/scanList.txt r",
-      "run iwpriv ra0 set HtExtcha=1",
-      "nvram set HT_EXTCHA=1",
-      "run echo 1 > /tmp/targetApFound",
-      "nvram set Channel=6",
-      "nvram set ApCliBssid=02:00:00:00:00:01",
-      "console Configure Channel to 6 and ApCliBssid to 02:00:00:00:00:01\n",
-      "run rm -rf /tmp/scanList.txt",
+  const Effects expected = lines(
+      kKill, "run echo reload > /tmp/WLAN_reload", "run kill -9 `cat /var/run/kd_rp_autochannel.pid`",
+      "run rm /var/run/kd_rp_autochannel.pid", "run killall -9 kd_vb_upnpd", "sleep 1",
+      "run iwpriv ra0 get_site_survey > /tmp/scanList.txt", "open /tmp/scanList.txt r",
+      "run iwpriv ra0 set HtExtcha=1", "nvram set HT_EXTCHA=1", "run echo 1 > /tmp/targetApFound",
+      "nvram set Channel=6", "nvram set ApCliBssid=02:00:00:00:00:01",
+      "console Configure Channel to 6 and ApCliBssid to 02:00:00:00:00:01\n", "run rm -rf /tmp/scanList.txt",
       "console hnap_connection_close_callback, , Turn off wireless radio...\n",
-      "run iwpriv ra0 set RadioOn=0",
-      "run nvram_set 2860 LastSetWirelessClientResult 0",
-      "sleep 1",
-      "nvram commit 0",
-      "access /tmp/SetWirelessClientSettings",
-      "run echo 1 > /tmp/SetWirelessClientSettings",
-      "console Reload WLAN by HNAP\n",
-      "run ifconfig ra0 down",
-      "run ifconfig apcli0 down",
-      "run ralink_init make_wireless_config rt2860",
-      "run ifconfig apcli0 up",
-      "run ifconfig ra0 up",
-      "run kd_rp_autochannel 30 30&",
-      "run kd_wps_led&",
+      "run iwpriv ra0 set RadioOn=0", "run nvram_set 2860 LastSetWirelessClientResult 0", "sleep 1",
+      "nvram commit 0", "access /tmp/SetWirelessClientSettings",
+      "run echo 1 > /tmp/SetWirelessClientSettings", "console Reload WLAN by HNAP\n", "run ifconfig ra0 down",
+      "run ifconfig apcli0 down", "run ralink_init make_wireless_config rt2860", "run ifconfig apcli0 up",
+      "run ifconfig ra0 up", "run kd_rp_autochannel 30 30&", "run kd_wps_led&",
       "run echo $(ps |grep -i kd_wps_led | grep -iv grep | awk '{print $1}') > /var/run/kd_wps_led.pid",
-      "run kelda_nmbd.sh",
-      "run kd_wps_auto_pin&",
+      "run kelda_nmbd.sh", "run kd_wps_auto_pin&",
       "run echo $(ps |grep -i kd_wps_auto_pin | grep -iv grep | awk '{print $1}') > "
       "/var/run/kd_wps_auto_pin.pid",
       "run gpio l 31 4000 0 1 0 4000;rm -rf /var/wps_led_previous_off;echo 1 > /var/wps_led_previous_on",
-      "console iwpriv ra0 set WscConfMode=7\n",
-      "run iwpriv ra0 set WscConfMode=7",
-      kMarkerGone};
+      "console iwpriv ra0 set WscConfMode=7\n", "run iwpriv ra0 set WscConfMode=7", kMarkerGone);
   EXPECT_EQ(all, expected);
   EXPECT_EQ(device.store["ApCliSsid"], "Den");
   EXPECT_EQ(device.store["ApCliBssid"], "02:00:00:00:00:01");
@@ -110,5 +88,4 @@ TEST_F(Close, CountsReloadsUpToTwoAndSetsNoPinMode) {
   }
 }
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::close

@@ -7,47 +7,41 @@
 #include "platform/radio.hpp"
 #include "support/fixture.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::nvram_config {
 
 using Config = DeviceTest;
 
 TEST_F(Config, BoundsTheValuesThatItReads) {
-  const struct {
-    const char* name;
-    std::optional<std::string> stored;
-    std::string read;
-    std::size_t given_up;
-  } rows[] = {
-      {"value", "abc", "abc", 0},
-      {"absent", std::nullopt, "", 0},
-      {"1023 characters", std::string(1023, 'v'), std::string(1023, 'v'), 0},
-      {"1024 characters leave what was there", std::string(1024, 'v'), "before", 1},
-  };
-  for (const auto& row : rows) {
+  const std::string longest(1023, 'v');
+  // A longer one leaves what was there.
+  const std::tuple<std::string, std::string, unsigned> rows[] = {
+      {"abc", "abc", 0}, {"", "", 0}, {longest, longest, 0}, {longest + "v", "before", 1}};
+  for (const auto& [stored, read, given_up] : rows) {
     device.library.erase("Key");
-    if (row.stored) device.set("Key", *row.stored);
+    if (!stored.empty()) device.set("Key", stored);
     ConfigValue value = "before", cleared = "";
-    row.read.copy(cleared, sizeof cleared);
+    read.copy(cleared, sizeof cleared);
     kd_get_nvram_config("Key", value);
-    EXPECT_EQ(std::memcmp(value, cleared, sizeof value), 0) << row.name;
-    EXPECT_EQ(heap.given_up(), row.given_up) << row.name;
+    EXPECT_EQ(std::memcmp(value, cleared, sizeof value), 0) << read;
+    EXPECT_EQ(heap.given_up(), given_up) << read;
   }
-  const std::pair<std::string, int> numbers[] = {{" 12th", 12}, {"", 0}, {"1" + std::string(1024, '0'), 0}};
-  for (const auto& [text, number] : numbers) {
-    device.set("Number", text);
-    EXPECT_EQ(nvram_number("Number"), number);
-  }
+  expect_each(
+      [&](const std::string& text) {
+        device.set("Number", text);
+        return nvram_number("Number");
+      },
+      " 12th", 12, "", 0, "1" + longest + "0", 0);
 }
 
 TEST_F(Config, SetsOnlyNameAndPassword) {
+  std::string readable;
   for (const unsigned index : {0U, 1U, 2U, 3U, 9U, 16U, 17U, 18U, 19U, 4000000000U}) {
     EXPECT_EQ(kd_hnap_set_config(ConfigIndex{index}, "x"), 0);
     ConfigValue value = "untouched";
     EXPECT_EQ(kd_hnap_get_config(ConfigIndex{index}, value), index == 0 ? 3 : 0);
-    const bool has_value = index == 1 || index == 3 || index == 9 || index == 16;
-    EXPECT_EQ(std::strcmp(value, "untouched") != 0, has_value) << index;
+    if (std::string_view{value} != "untouched") readable += std::to_string(index) + " ";
   }
+  EXPECT_EQ(readable, "1 3 9 16 ");
   EXPECT_EQ(effects(), (Effects{"nvram set HostName=x", "nvram set Password=x"}));
   EXPECT_EQ(kd_set_nvram_config("HostName", nullptr), 0);
   EXPECT_EQ(device.store["HostName"], "Attic") << "not committed yet";
@@ -59,38 +53,34 @@ TEST_F(Config, SetsOnlyNameAndPassword) {
   EXPECT_EQ(kd_hnap_commit_config(), -1);
 }
 
-TEST_F(Config, ReadsWordsOfTheEeprom) {
-  const std::pair<std::string, int> rows[] = {
-      {"\n[0x01D3]:0x7F41 ", 0x7F41},
-      {"\n[0x01D3]:", 0},
-      {"", 0},
-      {std::string(4095, 'x'), 0},
-      {"\n[0x01D3]:0x" + std::string(4082, '0') + "41", 4},  // without a terminator the last byte is lost
-  };
-  for (const auto& [answer, word] : rows) {
-    device.eeprom["01D3"] = answer;
-    EXPECT_EQ(getEEPROM("01D3"), word) << answer.substr(0, 40);
-  }
+using Driver = DeviceTest;
+
+TEST_F(Driver, ReadsWordsOfTheEeprom) {
+  // Without a terminator the last byte is lost.
+  expect_each(
+      [&](const std::string& answer) {
+        device.eeprom["01D3"] = answer;
+        return getEEPROM("01D3");
+      },
+      "\n[0x01D3]:0x7F41 ", 0x7F41, "\n[0x01D3]:", 0, "", 0, std::string(4095, 'x'), 0,
+      "\n[0x01D3]:0x" + std::string(4082, '0') + "41", 4);
   effects();
   EXPECT_EQ(getEEPROM("01D4"), 0);
-  EXPECT_EQ(effects(), (Effects{"ioctl 0x8be7 ra0", "print \nrtuser::error::get eeprom\n"}));
   EXPECT_EQ(kd_get_eeprom("01D4", "an interface too long"), 0);
-  EXPECT_EQ(effects(), (Effects{"ioctl 0x8be7 an interface to"}));
   device.broken.insert("socket");
   EXPECT_EQ(getEEPROM("01D3"), -1);
-  EXPECT_EQ(effects(), (Effects{"print \nrtuser::error::Open socket error!\n"}));
   EXPECT_EQ(kd_get_eeprom("01D3", "ra0"), -1);
-  EXPECT_EQ(effects(), Effects{});
+  EXPECT_EQ(effects(),
+            (Effects{"ioctl 0x8be7 ra0", "print \nrtuser::error::get eeprom\n",
+                     "ioctl 0x8be7 an interface to", "print \nrtuser::error::Open socket error!\n"}));
 }
 
-TEST_F(Config, ReadsTheLinkStateOfTheDriver) {
+TEST_F(Driver, TellsTheLinkState) {
   device.driver = [](DriverRequest& request) {
-    if (request.number != 0x8BE1 || request.flags != 0x060B || request.length != 4 || request.ifname != "ra0") {
-      return false;
-    }
+    const bool asked = request.number == 0x8BE1 && request.flags == 0x060B && request.length == 4;
     const std::uint32_t status = 0x80000022;
-    std::memcpy(request.data, &status, sizeof status);
-    return true;
+    if (asked) std::memcpy(request.data, &status, sizeof status);
+    return asked && request.ifname == "ra0";
   };
   EXPECT_EQ(RP_getRPStatus("ra0"), 0x80000022U);
   EXPECT_EQ(RP_getRPStatus("ra1"), 0U);
@@ -98,5 +88,4 @@ TEST_F(Config, ReadsTheLinkStateOfTheDriver) {
   EXPECT_EQ(RP_getRPStatus("ra0"), 0U);
 }
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::nvram_config

@@ -2,8 +2,7 @@
 
 #include "support/fixture.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::process {
 
 using Process = DeviceTest;
 
@@ -11,40 +10,30 @@ std::string line(int pid, const std::string& user, const std::string& command) {
   return std::to_string(pid) + " " + user + " 900 S " + command + "\n";
 }
 
-TEST_F(Process, FindsTheFirstProcessByPartOfItsCommand) {
+TEST_F(Process, IsTheFirstWithThePartInItsCommand) {
   const std::string header = "  PID USER       VSZ STAT COMMAND\n", long_word(400, 'u'),
                     wscd = line(7, "root", "wscd");
-  const struct {
-    const char* name;
-    std::string list;
-    int pid;
-  } rows[] = {
-      {"with header", header + line(1, "root", "init") + wscd, 7},
-      {"without header", wscd + line(1, "root", "init"), 7},
-      {"first of two", header + line(5, "root", "/usr/sbin/wscd2") + wscd, 5},
-      {"only the first word counts", header + line(5, "root", "sh -c wscd") + wscd, 7},
-      {"line longer than its buffer", header + line(5, long_word, "wscd") + wscd, 7},
-      {"what is cut off is no line", header + "5 " + std::string(253, 'u') + wscd, 0},
-      {"header longer than its buffer", " PID " + long_word + "\n" + wscd, 7},
-      {"name behind 63 characters", header + line(7, "root", std::string(60, '/') + "wscd"), 0},
-      {"name within 63 characters", header + line(7, "root", std::string(59, '/') + "wscd"), 7},
-      {"four fields", header + "7 root 900 wscd\n", 0},
-      {"empty line ends nothing", header + "\n" + wscd, 7},
-      {"NUL bytes", header + std::string("7 \0 root", 8) + "\n" + line(8, "root", "wscd"), 8},
-      {"nobody", header + line(1, "root", "init"), 0},
+  const auto check = [&](const char* name, const std::string& list, int pid) {
+    device.outputs["ps"] = list;
+    EXPECT_EQ(kd_get_process_pid("wscd"), pid) << name;
+    EXPECT_FALSE(device.files.contains("/var/psInfo")) << name;
   };
-  for (const auto& row : rows) {
-    device.outputs["ps"] = row.list;
-    EXPECT_EQ(kd_get_process_pid("wscd"), row.pid) << row.name;
-    EXPECT_FALSE(device.files.contains("/var/psInfo")) << row.name;
-  }
+  check("without header", wscd + line(1, "root", "init"), 7);
+  check("first of two", header + line(5, "root", "/usr/sbin/wscd2") + wscd, 5);
+  check("only the first word counts", header + line(5, "root", "sh -c wscd") + wscd, 7);
+  check("line longer than its buffer", header + line(5, long_word, "wscd") + wscd, 7);
+  check("what is cut off is no line", header + "5 " + std::string(253, 'u') + wscd, 0);
+  check("header longer than its buffer", " PID " + long_word + "\n" + wscd, 7);
+  check("name behind 63 characters", header + line(7, "root", std::string(60, '/') + "wscd"), 0);
+  check("name within 63 characters", header + line(7, "root", std::string(59, '/') + "wscd"), 7);
+  check("four fields", header + "7 root 900 wscd\n", 0);
+  check("empty line ends nothing", header + "\n" + wscd, 7);
+  check("NUL bytes", header + std::string("7 \0 root", 8) + "\n" + line(8, "root", "wscd"), 8);
   effects();
   EXPECT_EQ(kd_get_process_pid(nullptr) + kd_get_process_pid(""), 0);
-  EXPECT_EQ(effects(), Effects{});
   device.broken.insert("/var/psInfo");
   EXPECT_EQ(kd_get_process_pid("wscd"), -1) << "an unreadable list is not no process";
   EXPECT_EQ(effects(), (Effects{"run ps > /var/psInfo 2>/dev/null", "open /var/psInfo r"}));
 }
 
-}  // namespace
-}  // namespace kd::test
+}  // namespace kd::test::process
