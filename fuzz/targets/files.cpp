@@ -1,10 +1,14 @@
 // The device's own files, as a crash or another program may leave them, and the virtual extender's, as a
 // person in the middle of an edit does.
+#include "common/faults.hpp"
 #include "harness.hpp"
 #include "lang/lang.hpp"
+#include "launcher/exchange.hpp"
 #include "module/mod_kd_hnap.hpp"
 #include "radio/association.hpp"
+#include "radio/formats.hpp"
 #include "radio/reports.hpp"
+#include "radio/scenes.hpp"
 #include "section_text.hpp"
 #include "targets.hpp"
 
@@ -45,12 +49,21 @@ void store_file(std::string_view input) {
 }
 
 void radio_files(std::string_view input) {
-  for (const Record& record : parse_records(input)) {
+  for_each_line(input, [](std::string_view text) {
+    Record record;
+    if (!read_record(text, record).empty()) return;
     const std::string line = format_record(record);
-    const Record same = parse_record(line);
-    demand(!contains(line, "\n") && same.fields() == record.fields(), "a record survives", line);
+    Record same;
+    demand(!contains(line, "\n") && read_record(line, same).empty() && same.fields() == record.fields(),
+           "a record survives", line);
+  });
+  for (const char* file : {"neighbours", "clients", "stations", "link", "eeprom", "faults"}) {
+    radio::check_file(file, input);
   }
-  const std::vector<radio::Network> networks = radio::parse_networks(input);
+  std::vector<radio::Network> networks = radio::parse_networks(input);
+  radio::apply_scenes(parse_faults(input), networks);
+  read_request(input);
+  read_reply(input);
   const radio::Link link = radio::parse_link(input);
   const std::string again = radio::format_link(radio::parse_link(radio::format_link(link)));
   demand(again == radio::format_link(link), "a link survives", again);

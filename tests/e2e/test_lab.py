@@ -391,21 +391,3 @@ def test_a_fleet_comes_and_goes(tmp_path):
             assert not is_alive(s["launcher"])
             with pytest.raises(requests.ConnectionError):
                 requests.get(s["url"], timeout=5)
-
-
-def test_the_extender_itself_under_the_sanitizers(tmp_path, monkeypatch):
-    """The build with the address sanitizer boots the module of the other build."""
-    program = os.environ.get("KD_SANITIZED_EXTENDER")
-    if not program:
-        pytest.skip("KD_SANITIZED_EXTENDER names no extender with the sanitizers")
-    monkeypatch.setattr("virtual_extender.EXTENDER", program)
-    device = boot(tmp_path)
-    for words in ["radio list", "radio add ssid=A", "radio add ssid=B rssi=x", "fault add late ms=1", "fault add cut at=in",
-                  "fault list", "fault clear", "log", "status --json"]:
-        device.command(words.split(" "), check=False)
-    for action in ["GetWirelessNetworks", "GetConnectedDevices", "GetWirelessClientConnectionInfo", "Reboot"]:
-        assert device.post(action).ok
-    assert wait_until(lambda: device.boots() == 2, 30)
-    device.process.send_signal(2)
-    assert device.process.wait(timeout=20) == 0
-    assert "Sanitizer" not in device.console() + device.process.stdout.read() and "runtime error" not in device.console()
