@@ -1,6 +1,6 @@
-// The allocations of the module, of expat on its behalf (module_heap.cpp) and of the store's library:
-// counted, made to fail, and checked for leaks. The linker puts these functions before libc's (--wrap in
-// tests/CMakeLists.txt); the tests' own containers use operator new and stay outside.
+// The allocations of the module and of expat on its behalf: counted, made to fail, and checked for leaks. The
+// linker puts the functions of heap.cpp before libc's (--wrap in tests/CMakeLists.txt); the tests' own
+// containers use operator new and stay outside. Each piece of an arena counts as an allocation.
 #pragma once
 
 #include <cstddef>
@@ -26,15 +26,9 @@ class HeapWatch {
   void fail(HeapFault fault, std::function<void()> met = nullptr);
   bool fault_met() const;
   // Blocks that were allocated under this watch and are neither freed nor given up deliberately; empty when
-  // there is none.
+  // there is none. And those that were given up and are still there.
   std::string leaks() const;
-  // Blocks that were given up deliberately and are still there.
   std::size_t given_up() const;
 };
-
-// For the wrapped functions: whether the next allocation, which this counts, is to fail; and that a block is
-// given up deliberately.
-bool refuses();
-void give_up(void* memory);
 
 }  // namespace kd::test

@@ -156,12 +156,16 @@ void Server::reset(int state) {
   module.connection_reset(&the_server, &con, data);
   if (con.plugin_ctx[kId]) complaints += "missing cleanup in kd_hnap\n";
   for (const buffer& held : the_server.buffers) std::free(held.ptr);
-  the_server = {.log = the_server.log};
-  con = {.state = state,
-         .keep_alive = 1,
-         .request_content_queue = &in,
-         .write_queue = &out,
-         .plugin_ctx = con.plugin_ctx};
+  Effects log = std::move(the_server.log);
+  the_server = {};
+  the_server.log = std::move(log);
+  void** const slots = con.plugin_ctx;
+  con = {};
+  con.state = state;
+  con.keep_alive = 1;
+  con.request_content_queue = &in;
+  con.write_queue = &out;
+  con.plugin_ctx = slots;
   con.plugin_ctx[kId] = nullptr;
   con.request.headers = &the_server.request_headers;
   in = out = {};

@@ -87,7 +87,9 @@ TEST_F(Target, IsPinned) {
 }
 
 TEST_F(Target, LeavesTheSecurityOfAnUnknownType) {
-  repeater_settings settings{.security_enabled = 1, .security_type = "WPA9"};
+  repeater_settings settings{};
+  settings.security_enabled = 1;
+  copy_text(settings.security_type, "WPA9");
   kd_hnap_set_repeater_settings(settings);
   const Effects done = changes();
   EXPECT_EQ(Effects(done.end() - 5, done.end()),

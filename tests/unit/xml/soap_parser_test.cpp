@@ -75,7 +75,7 @@ TEST_F(Parser, KeepsTokensOpenOverManyPasses) {
     std::string text = start;
     while (text.size() < 3 * kPass + 10) text += rest;
     for (std::size_t passes = 1; passes <= 3; ++passes) {
-      for (const std::size_t more : {0, 1, 2, 3, 4, 5, 12}) {
+      for (const std::size_t more : {0U, 1U, 2U, 3U, 4U, 5U, 12U}) {
         const std::string body = text.substr(0, passes * kPass + more - 3);
         ASSERT_EQ(parsed_at_once(body), fed_pass_by_pass(body)) << start << "|" << rest << " " << body.size();
       }
