@@ -94,14 +94,14 @@ TEST(ExtenderTexts, RequestsAreToldWithoutTheirSecrets) {
       {"nothing", "", "SetX"},
   };
   for (const Exchange& row : rows) {
-    const RequestText request = read_request(head + std::string(row.request));
+    const SeenRequest request = read_request(head + std::string(row.request));
     std::string told = request.action;
     for (const auto& [name, value] : request.arguments) told += " " + name + "=" + value;
     EXPECT_EQ(told, row.told) << row.name;
   }
   EXPECT_EQ(read_request("GET /a b HTTP/1.0\n\n").path, "/a");
   EXPECT_EQ(read_request("").action, "");
-  const ReplyText reply = read_reply("HTTP/1.1 200 OK\r\n\r\n<X><SetXResult>ERROR</SetXResult>");
+  const SeenReply reply = read_reply("HTTP/1.1 200 OK\r\n\r\n<X><SetXResult>ERROR</SetXResult>");
   EXPECT_EQ(reply.result + std::to_string(reply.status), "ERROR200");
   EXPECT_EQ(read_reply("HTTP/1.1 401").status, 401);
 }
