@@ -86,7 +86,7 @@ std::string shown(std::string_view name, std::string_view value) {
   return unescaped(value);
 }
 
-void read_body(std::string_view body, RequestText& request) {
+void read_body(std::string_view body, SeenRequest& request) {
   Tags tags(body);
   Tags::Tag tag;
   bool in_body = false;
@@ -152,8 +152,8 @@ std::string_view header_value(std::string_view head, std::string_view name) {
   return {};
 }
 
-RequestText read_request(std::string_view bytes) {
-  RequestText request;
+SeenRequest read_request(std::string_view bytes) {
+  SeenRequest request;
   const std::string_view line = bytes.substr(0, bytes.find_first_of("\r\n"));
   const std::size_t blank = std::min(line.find(' '), line.size());
   request.method = line.substr(0, blank);
@@ -168,8 +168,8 @@ RequestText read_request(std::string_view bytes) {
   return request;
 }
 
-ReplyText read_reply(std::string_view bytes) {
-  ReplyText reply;
+SeenReply read_reply(std::string_view bytes) {
+  SeenReply reply;
   const std::size_t blank = bytes.find(' ');
   if (bytes.substr(0, 5) == "HTTP/" && blank != std::string_view::npos) {
     reply.status = std::atoi(std::string(bytes.substr(blank + 1, 3)).c_str());

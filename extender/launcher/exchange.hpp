@@ -9,7 +9,7 @@
 
 namespace kd {
 
-struct RequestText {
+struct SeenRequest {
   std::string method;
   std::string path;
   std::string action;  // the last part of its SOAPAction, else the body's element; empty: none
@@ -17,13 +17,13 @@ struct RequestText {
 };
 
 // `bytes` may end early: then the last argument ends in "...".
-RequestText read_request(std::string_view bytes);
+SeenRequest read_request(std::string_view bytes);
 
-struct ReplyText {
+struct SeenReply {
   int status = 0;
   std::string result;  // of the first element whose name ends with "Result"; empty: none
 };
-ReplyText read_reply(std::string_view bytes);
+SeenReply read_reply(std::string_view bytes);
 
 // The value of a header; empty when it is not there.
 std::string_view header_value(std::string_view head, std::string_view name);

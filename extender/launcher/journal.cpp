@@ -180,8 +180,8 @@ void Journal::finish_request(unsigned number) {
   const auto known = connection.is_own ? introduced_.find(port_of(connection.client)) : introduced_.end();
   // The launcher's own first look at the device is nobody's request.
   if (connection.is_own && known == introduced_.end()) return;
-  const RequestText request = read_request(connection.request);
-  const ReplyText reply = read_reply(connection.reply);
+  const SeenRequest request = read_request(connection.request);
+  const SeenReply reply = read_reply(connection.reply);
   Json line = {{"time", time_text(connection.began)},
                {"type", "request"},
                {"id", ++last_request_},
