@@ -101,7 +101,8 @@ class Slow:
         self.image = self.folder / "image"
         maker = [BUILD / "bin" / "mkfirmware", "--name", "demo", "--output", self.image, BUILD / "bin" / "mkfirmware"]
         subprocess.run(maker, check=True)
-        (self.folder / "settings").write_text("upgrade_time=100\nfactory_pause=5500\n")
+        self.scenario = tmp_path_factory.mktemp("quick")
+        (self.scenario / "settings").write_text("upgrade_time=100\nfactory_pause=5500\n")
         self.devices = []
         self.pool = ThreadPoolExecutor(8)
         self.done = {
@@ -123,7 +124,7 @@ class Slow:
 
     def play(self, name, rows):
         (self.folder / name).mkdir()
-        device = boot(self.folder / name, "--scenario", str(self.folder))
+        device = boot(self.folder / name, "--scenario", str(self.scenario))
         self.devices.append(device)
         return device, [hnap(*words, **to(device)) for words in rows]
 
