@@ -112,6 +112,7 @@ struct Kept {
     device.pending.clear();
     device.driver = answer_driver;
     device.journal.clear();
+    device.restart_clock();  // a thousand short waits are no endless one
   }
 };
 
