@@ -125,6 +125,7 @@ void Journal::write(const Json& line) {
 }
 
 void Journal::note(const std::string& event, const std::string& detail) {
+  if (!has_served_) flush_effects(0);
   write({{"time", time_text(microseconds_now())}, {"type", "device"}, {"event", event}, {"detail", detail}});
 }
 

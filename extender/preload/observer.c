@@ -80,6 +80,7 @@ void observe_accept(int fd, const struct sockaddr* address, int is_proxied) {
   char text[INET6_ADDRSTRLEN + 16];
   unsigned port = 0;
   if (observer < 0 || fd >= kMostConnections) return;
+  if (last_number == 0) observe_flush(); /* the start is told before anybody has an answer */
   if (address != NULL && address->sa_family == AF_INET) {
     struct sockaddr_in in;
     memcpy(&in, address, sizeof in);
