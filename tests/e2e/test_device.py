@@ -6,7 +6,7 @@ import time
 import pytest
 import requests
 
-from virtual_extender import SERVER, BUILD, HNAP1, value, wait_until
+from virtual_extender import BUILD, HNAP1, SERVER, value, wait_until
 
 MAKER = BUILD / "bin" / "mkfirmware"
 
