@@ -70,9 +70,16 @@ elseif(LIGHTTPD_VERSION VERSION_GREATER_EQUAL 1.4.61)
   endif()
   string(REGEX REPLACE "^1\\.4\\." "" patch "${LIGHTTPD_VERSION}")
   math(EXPR version_id "0x10400 + ${patch}" OUTPUT_FORMAT HEXADECIMAL)
+  # A server that was built by its CMake files may give itself another number.
+  if(EXISTS "${LIGHTTPD_SOURCE_DIR}/config.h")
+    file(STRINGS "${LIGHTTPD_SOURCE_DIR}/config.h" own_id REGEX "^#define +LIGHTTPD_VERSION_ID ")
+    if(own_id MATCHES "LIGHTTPD_VERSION_ID +(0x[0-9a-fA-F]+|[0-9]+)")
+      set(version_id "${CMAKE_MATCH_1}")
+    endif()
+  endif()
   # These give the layout of a full configure run. The last two matter on 32-bit systems.
   target_compile_definitions(lighttpd_headers INTERFACE
-    LIGHTTPD_VERSION_ID=${version_id} HAVE_STDINT_H=1 HAVE_SOCKLEN_T=1 HAVE_LOCALTIME_R=1 HAVE_GMTIME_R=1
+    LIGHTTPD_VERSION_ID=${version_id} KD_LIGHTTPD_PATCH=${patch} HAVE_STDINT_H=1 HAVE_SOCKLEN_T=1 HAVE_LOCALTIME_R=1 HAVE_GMTIME_R=1
     HAVE_TIMEGM=1 HAVE_MMAP=1 HAVE_IPV6=1 HAVE_SYS_UN_H=1)
   if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     target_compile_definitions(lighttpd_headers INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)

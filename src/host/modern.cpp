@@ -147,7 +147,7 @@ namespace {
 
 // The field that names a request's handler holds the plug-in until 1.4.82, its data from 1.4.83 on.
 void set_handler(request_st* r, plugin_data& self) {
-#if LIGHTTPD_VERSION_ID < 0x10453
+#if KD_LIGHTTPD_PATCH < 83
   r->handler_module = self.self;
 #else
   r->handler_module = reinterpret_cast<plugin_data_base*>(&self);
