@@ -8,9 +8,9 @@
 #include <new>
 #include <string>
 
-#include "http.hpp"
-
 namespace hnap {
+
+struct HttpRequest;
 
 class CurlHandle {
  public:

@@ -8,6 +8,7 @@
 #include "commands/commands.hpp"
 #include "curl_handle.hpp"
 #include "failure.hpp"
+#include "http.hpp"
 #include "table.hpp"
 #include "text.hpp"
 

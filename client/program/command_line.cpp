@@ -1,5 +1,5 @@
 // Every command and option with its help; the one file that knows CLI11, which is slow to compile.
-#include "command_line.hpp"
+#include "program/command_line.hpp"
 
 #include <CLI/CLI.hpp>
 #include <functional>

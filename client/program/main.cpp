@@ -6,7 +6,7 @@
 #include <cstring>
 #include <exception>
 
-#include "command_line.hpp"
+#include "program/command_line.hpp"
 #include "failure.hpp"
 #include "terminal.hpp"
 
