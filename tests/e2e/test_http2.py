@@ -89,4 +89,4 @@ def test_deferred_action_waits_for_the_end(http2_device, signal_name):
     assert wait_until(lambda: device.reloads() == 1)
     assert wait_until(lambda: value(device.post("GetLastSetWirelessClientSettingsResult"), "Result") == "SUCCESS")
     assert device.reloads() == 1
-    assert not device.exists("/tmp/postponeSiteSurvey")
+    assert wait_until(lambda: not device.exists("/tmp/postponeSiteSurvey"))
