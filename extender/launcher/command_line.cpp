@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
@@ -112,7 +113,10 @@ std::string scenario_help() {
 std::string sentence(const CLI::ParseError& error, const std::vector<std::string>& unknown) {
   std::string text = error.what();
   const std::string name = error.get_name();
-  if (name == "ArgumentMismatch") text = text.substr(0, text.find(':')) + " needs a value";
+  if (name == "ArgumentMismatch") {
+    text.resize(std::min(text.find(':'), text.size()));
+    text += " needs a value";
+  }
   if (text.rfind("The following argument", 0) == 0) {
     text = "\"" + text.substr(text.rfind(": ") + 2) + "\" is no command or option here";
   }

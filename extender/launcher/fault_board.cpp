@@ -19,9 +19,8 @@ std::uint32_t percent(std::minstd_rand& lots) {
 }  // namespace
 
 FaultBoard::FaultBoard(const std::string& state, EventLoop& loop)
-    : path_(state + "/radio/faults"), loop_(loop) {
+    : path_(state + "/radio/faults"), loop_(loop), watch_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   // Where the kernel has no watches left, faults change with the next boot.
-  watch_ = Fd(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
   if (watch_ && ::inotify_add_watch(watch_.get(), (state + "/radio").c_str(),
                                     IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE) >= 0) {
     loop_.watch(watch_.get(), POLLIN, [this](short) {

@@ -290,8 +290,8 @@ Proxy::Proxy(EventLoop& loop, FaultBoard& faults, Journal& journal, std::vector<
       faults_(faults),
       journal_(journal),
       listeners_(std::move(listeners)),
-      device_port_(device_port) {
-  switch_ = Fd(::memfd_create("switch", MFD_CLOEXEC));
+      device_port_(device_port),
+      switch_(::memfd_create("switch", MFD_CLOEXEC)) {
   void* page = MAP_FAILED;
   if (switch_ && ::ftruncate(switch_.get(), 1) == 0) {
     page = ::mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED, switch_.get(), 0);

@@ -44,11 +44,7 @@ const char* language_of_locale(const char* locale) {
 
 // Stores a language code without committing it; "EN" in place of an unknown one.
 int kd_hnap_set_language(const char* code) {
-  if (!locale_of_language(code)) {
-    KD_LOG_MODULE("Unknow Language %s. set to default language EN !!!", code ? code : "");
-    code = kLocales[0].language;
-  }
-  return kd_set_nvram_config("Language", code);
+  return kd_set_nvram_config("Language", locale_of_language(code) ? code : kLocales[0].language);
 }
 
 // Loads the strings of the stored language; non-zero on success.
@@ -76,12 +72,6 @@ const char* unsupported(const hnap_request& request, const Settings& wanted) {
     return "ERROR_TIMEZONE_NOT_SUPPORTED";  // there is no code of its own
   }
   return nullptr;
-}
-
-void report_unknown(const char* name) {
-  os::print("ERROR: Unknow TAG = ");
-  os::print(name);
-  os::print("\n");
 }
 
 void use_language(const char* code) {
@@ -127,7 +117,9 @@ ReplyText set_device_settings_2(hnap_request& request, const xml_element* action
                           {"SSL", accept_text, &wanted.ssl}};
   const ArgumentFault fault = read_arguments(action, arguments);
   if (fault) {
-    if (fault.unknown_name) report_unknown(fault.unknown_name);
+    if (fault.unknown_name) {
+      for (const char* part : {"ERROR: Unknow TAG = ", fault.unknown_name, "\n"}) os::print(part);
+    }
     return reply.error(fault.text);
   }
   if (const char* error = unsupported(request, wanted)) return reply.error(error);

@@ -53,16 +53,12 @@ ImageFault check_partition(std::uint32_t data_size) {
   return ImageFault::partition;
 }
 
-void remove_image_file() {
-  os::system("rm /var/hnapUploadedFirmware");
-}
-
 bool write_image_file(std::span<const unsigned char> image) {
   os::File file{os::fopen(kUploadedImagePath, "w+")};
   if (!file) return false;
   const std::string_view bytes{reinterpret_cast<const char*>(image.data()), image.size()};
   if (write_and_close(std::move(file), {bytes})) return true;
-  remove_image_file();
+  os::system("rm /var/hnapUploadedFirmware");
   return false;
 }
 
@@ -97,7 +93,7 @@ int follow_writer() {
 int kd_hnap_firmware_upgrade(std::span<const unsigned char> image) {
   if (!kd_hnap_is_valid_firmware(image) || !write_image_file(image)) return -1;
   if (kd_hnap_program_firmware(image.size()) >= 100) return 0;
-  remove_image_file();
+  os::system("rm /var/hnapUploadedFirmware");
   return -1;
 }
 

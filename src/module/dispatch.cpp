@@ -103,10 +103,7 @@ void kd_hnap_POST_handler(port::Request& server_request, hnap_request& request) 
   const bool readable = outcome.readable;
   send(server_request, request, std::move(outcome));
   // An unreadable request does not repeat a restart that is on its way.
-  if (readable && request.module.hnap_reboot_flag) {
-    KD_LOG_MODULE("Reboot by HNAP !!!");
-    restart_device();
-  }
+  if (readable && request.module.hnap_reboot_flag) restart_device();
 }
 
 void kd_hnap_GET_handler(port::Request& server_request, hnap_request& request) {

@@ -12,8 +12,7 @@
 namespace kd {
 
 void restart_device() {
-  os::system("killall -9 kd_vb_upnpd");
-  os::system("kd_vb_upnpd&");
+  os::run_all({"killall -9 kd_vb_upnpd", "kd_vb_upnpd&"});
   os::sleep(1);
   os::system("killall -9 kd_vb_upnpd");
   os::kill(1, SIGTERM);

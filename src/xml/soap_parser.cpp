@@ -7,6 +7,7 @@
 
 // Newer releases of expat put off the parsing of what follows a cut token; the parser is never told that the
 // body is over, so that would lose its end. Older ones lack the switch, and do not need it.
+// NOLINTNEXTLINE(readability-redundant-declaration)
 extern "C" __attribute__((weak)) XML_Bool XML_SetReparseDeferralEnabled(XML_Parser parser, XML_Bool enabled);
 
 namespace kd {
