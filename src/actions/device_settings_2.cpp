@@ -77,7 +77,7 @@ const char* unsupported(const hnap_request& request, const Settings& wanted) {
 void use_language(const char* code) {
   kd_hnap_set_language(code);
   kd_hnap_commit_config();
-  const bool loaded = kd_hnap_init_language() != 0;
+  [[maybe_unused]] const bool loaded = kd_hnap_init_language() != 0;
   KD_LOG_MODULE("%s", loaded ? "management: multi-lang init success." : "management: multi-lang init fail.");
 }
 
