@@ -144,6 +144,7 @@ const ActionRow kRows[] = {
     row("list that cannot be opened", in_turn({lists(""), cannot_open(kListFile)}), kNobody, said({})),
     row("no pid file", has_file(kListFile, line("tv")), kNobody, {}),
     row("pid below 0", in_turn({lists(""), has_file(kPidFile, "-1\n")}), kNobody, {"sleep 2"}),
+    row("no number", in_turn({lists(""), has_file(kPidFile, "rubbish")}), kNobody, {"sleep 2"}),
     row("the list comes late",
         in_turn({has_file(kPidFile, "77\n"), [](Device& d) { d.at(3, has_file(kListFile, "")); }}), kNobody,
         said({}) + said({})),
