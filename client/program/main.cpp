@@ -6,8 +6,8 @@
 #include <cstring>
 #include <exception>
 
-#include "program/command_line.hpp"
 #include "failure.hpp"
+#include "program/command_line.hpp"
 #include "terminal.hpp"
 
 namespace {

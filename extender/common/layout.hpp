@@ -13,7 +13,7 @@ constexpr const char* kHomeScenario = "/opt/scenario.home";  // what a scenario 
 constexpr const char* kFlash = "/etc/nvram";                 // the configuration store, kept over boots
 constexpr const char* kRadio = "/var/radio";                 // the surroundings, edited by people and tests
 constexpr const char* kWeb = "/web";
-constexpr const char* kPagesConfig = "/opt/pages.conf";  // how the server gives out the pages below it
+constexpr const char* kPagesConfig = "/opt/pages.conf";        // how the server gives out the pages below it
 constexpr const char* kMoreServerConfig = "/opt/server.conf";  // behind the web server's own, if there is one
 
 // Made at each boot.
