@@ -116,10 +116,10 @@ def firmware_upload(device):
     report("FirmwareUpload: the server's peak memory above idle", (peak - idle) * 1024 / len(body), 1.25, "bodies")
 
 
-def idle_resident_kb(*options):
+def idle_resident_kb(**options):
     """Of a server that has answered one request for a static page."""
     with tempfile.TemporaryDirectory() as state:
-        device = Device(pathlib.Path(state), *options)
+        device = Device(pathlib.Path(state), **options)
         try:
             device.get("/")
             time.sleep(1)
@@ -130,7 +130,7 @@ def idle_resident_kb(*options):
 
 def main():
     report("Idle server: resident size over that without the module",
-           idle_resident_kb() / idle_resident_kb("--module", "none"), 1.15)
+           idle_resident_kb() / idle_resident_kb(module="none"), 1.15)
     time.sleep(1)  # the kernel is still taking the last sandbox apart, and a new one would wait for that
     with tempfile.TemporaryDirectory() as state:
         started = time.perf_counter()
