@@ -10,15 +10,9 @@ TEST(Text, ReadsNumbersLeniently) {
   const char* null = nullptr;
   EXPECT_EQ(text_to_int(null), 0);
   expect_each([](const char* text) { return text_to_int(text); }, "", 0, " \t\n\v\f\r12x", 12, "+7", 7, "-7",
-              -7, "- 7", 0, "+-3", 0, "0x10", 0, "007", 7,
-              "\x0e"
-              "5",
-              0,
-              "\x08"
-              "5",
-              0, "9:", 9, "9/", 9, "2147483647", INT_MAX, "2147483648", INT_MAX, "-2147483648", INT_MIN,
-              "-2147483649", INT_MIN, "99999999999999999999999", INT_MAX, "-99999999999999999999999",
-              INT_MIN);
+              -7, "- 7", 0, "+-3", 0, "0x10", 0, "007", 7, "\0165", 0, "\0105", 0, "9:", 9, "9/", 9,
+              "2147483647", INT_MAX, "2147483648", INT_MAX, "-2147483648", INT_MIN, "-2147483649", INT_MIN,
+              "99999999999999999999999", INT_MAX, "-99999999999999999999999", INT_MIN);
   expect_each(hex_to_uint, "", 0, " 0XfF", 255, "0x", 0, "1g", 1, "x1", 0, "09afAF", 0x09AFAF, "1:", 1, "1/",
               1, "1`", 1, "1@", 1, "1G", 1, "FFFFFFFF", UINT_MAX, "100000000", UINT_MAX);
 }

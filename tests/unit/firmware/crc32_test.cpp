@@ -11,21 +11,13 @@ std::uint32_t crc_of(std::string_view text, std::uint32_t previous = 0) {
   return crc32(previous, reinterpret_cast<const unsigned char*>(text.data()), text.size());
 }
 
-TEST(Crc32, KnownValues) {
-  EXPECT_EQ(crc_of(""), 0U);
+// As another library computes it.
+TEST(Crc32, IsTheSameHoweverTheBytesAreCut) {
   EXPECT_EQ(crc_of("123456789"), 0xCBF43926);
-}
-
-TEST(Crc32, CutAnywhere) {
   std::string bytes;
-  std::uint32_t expected = ~0U;
-  for (unsigned i = 0; i < 300; ++i) {
-    bytes += static_cast<char>(i * 167);
-    expected ^= i * 167 & 0xFF;
-    for (int bit = 0; bit < 8; ++bit) expected = expected & 1 ? expected >> 1 ^ 0xEDB88320 : expected >> 1;
-  }
+  for (unsigned i = 0; i < 300; ++i) bytes += static_cast<char>(i * 167);
   for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-    EXPECT_EQ(crc_of(bytes.substr(cut), crc_of(bytes.substr(0, cut))), ~expected) << cut;
+    EXPECT_EQ(crc_of(bytes.substr(cut), crc_of(bytes.substr(0, cut))), 0x628945EC) << cut;
   }
 }
 

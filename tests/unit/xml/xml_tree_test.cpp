@@ -47,10 +47,10 @@ TEST_F(Tree, SerializesWhatWasPushed) {
 TEST_F(Tree, IgnoresNull) {
   const TreePtr tree{new_xml_tree()};
   xml_tree* t = tree.get();
-  EXPECT_FALSE(push_xml_tree(t, nullptr) || push_xml_tree(nullptr, nullptr) || push_pop_xml_tree(t, nullptr));
-  EXPECT_FALSE(add_xml_element_attr(nullptr, nullptr) || new_attribute(t, "a", nullptr) ||
-               new_attribute(t, nullptr, "a") || new_xml_element(nullptr, "a") ||
-               new_xml_leaf(nullptr, "a", "") || pop_xml_tree(nullptr));
+  EXPECT_FALSE(push_xml_tree(t, nullptr) || push_xml_tree(nullptr, nullptr) ||
+               push_pop_xml_tree(t, nullptr) || add_xml_element_attr(nullptr, nullptr) ||
+               new_attribute(t, "a", nullptr) || new_attribute(t, nullptr, "a") ||
+               new_xml_element(nullptr, "a") || new_xml_leaf(nullptr, "a", "") || pop_xml_tree(nullptr));
   add_text_xml_tree(t, nullptr, 4);
   setn_xml_element_text(nullptr, "x", 1);
   deep_free_xml_tree(nullptr);
