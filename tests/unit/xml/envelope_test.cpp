@@ -22,10 +22,4 @@ TEST_F(Replies, CarryTheNamespaceOfTheRequest) {
   }
 }
 
-TEST_F(Replies, AreFixedForErrors) {
-  EXPECT_EQ(make_error_page("NEW XML TREE ERROR").view(), error_page_of("NEW XML TREE ERROR"));
-  EXPECT_EQ(make_error_page(std::string(1000, 'x').c_str()).view().size(), 511U);
-  EXPECT_EQ(soap_fault(nullptr)[1], "");
-}
-
 }  // namespace kd::test::envelope_
