@@ -1,10 +1,13 @@
 // A program of its own for each target: KD_FUZZ_TARGET is its name.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
 #include "targets.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  kd::fuzz::KD_FUZZ_TARGET({reinterpret_cast<const char*>(data), size});
+  static const auto target =
+      std::ranges::find(kd::fuzz::targets(), std::string_view{KD_FUZZ_TARGET}, &kd::fuzz::Target::name);
+  kd::fuzz::run(*target, {reinterpret_cast<const char*>(data), size});
   return 0;
 }

@@ -1,6 +1,6 @@
-// The system as the store sees it: one of its calls fails, takes half of what it should, or is its process's
-// last. The linker puts these functions before libc's (--wrap in CMakeLists.txt), so one source file includes
-// this.
+// The system as the store sees it: one of its calls fails, or is its process's last, and each write takes
+// only a part of what it should. The linker puts these functions before libc's (--wrap in CMakeLists.txt), so
+// one source file includes this.
 #pragma once
 
 #include <fcntl.h>
@@ -8,8 +8,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,54 +20,42 @@ namespace kd::test {
 namespace {
 
 struct Fault {
-  enum Kind { fail, cut, kill } kind = fail;
-  int error = 0;  // errno of a failure; a cut write takes half, and the next one fails with it, or kills if 0
-  int at = -1;  // which call, from 0: to fail, of all; to cut, of the writes; to kill, of all but allocations
+  int at = -1;                 // which call, from 0; none
+  int error = 0;               // the errno that it fails with; 0: the process ends there (at no allocation)
+  std::string_view name = {};  // the only calls that count
 };
 
-// What was called until the fault was met: names, "close written" for a file that was open for writing.
-struct Calls {
-  std::vector<std::string> made;
-  bool met = false;
-};
-bool armed = false;
+bool armed = false, met = false;
 Fault fault;
 int counted = 0;
-Calls calls;
+// What was called until the fault was met: "close written" for a file that was open for writing.
+std::vector<std::string> made;
 
 constexpr int kKilled = 99;
-enum Order { go_on, refuse, half };
 
-Order next(std::string_view name) {
-  if (!armed) return go_on;
-  if (!calls.met) calls.made.emplace_back(name);
+bool fails(std::string_view name) {
+  if (!armed) return false;
+  if (!met) made.emplace_back(name);
   const bool is_memory = name == "malloc" || name == "realloc" || name == "strdup";
-  const bool counts = fault.kind == Fault::cut ? name == "write" : fault.kind == Fault::fail || !is_memory;
-  const int behind = (counts ? counted++ : -2) - fault.at;
-  const bool second_half = fault.kind == Fault::cut && behind == 1;
-  if (fault.at < 0 || (behind != 0 && !second_half)) return go_on;
-  calls.met = true;
-  if (fault.kind == Fault::kill || (second_half && fault.error == 0)) ::_exit(kKilled);
+  const bool counts = fault.name.empty() ? fault.error != 0 || !is_memory : fault.name == name;
+  if (!counts || counted++ != fault.at) return false;
+  met = true;
+  if (fault.error == 0) ::_exit(kKilled);
   errno = fault.error;
-  return fault.kind == Fault::cut && !second_half ? half : refuse;
+  return true;
 }
 
-// Lets the calls from here on meet the fault.
+// Lets the calls meet the fault until `armed` is false.
 void befall(Fault new_fault) {
   fault = new_fault;
   counted = 0;
-  calls = {};
+  made.clear();
+  met = false;
   armed = true;
 }
 
-// Ends that.
-Calls recover() {
-  armed = false;
-  return calls;
-}
-
 // Runs `work` in a child process under a fault: what it returns, or kKilled.
-int in_child(int (*work)(), Fault fault_there = {}) {
+int in_child(const auto& work, Fault fault_there = {}) {
   const pid_t pid = ::fork();
   if (pid == 0) {
     befall(fault_there);
@@ -79,21 +69,24 @@ int in_child(int (*work)(), Fault fault_there = {}) {
 
 extern "C" {
 
-#define WRAP(type, failure, name, parameters, arguments)             \
-  type __real_##name parameters;                                     \
-  type __wrap_##name parameters {                                    \
-    return next(#name) == go_on ? __real_##name arguments : failure; \
+#define WRAP(type, failure, name, parameters, arguments)     \
+  type __real_##name parameters;                             \
+  type __wrap_##name parameters {                            \
+    return fails(#name) ? failure : __real_##name arguments; \
   }
 WRAP(void*, nullptr, malloc, (std::size_t size), (size))
 WRAP(void*, nullptr, realloc, (void* block, std::size_t size), (block, size))
 WRAP(char*, nullptr, strdup, (const char* text), (text))
 WRAP(ssize_t, -1, read, (int fd, void* data, std::size_t size), (fd, data, size))
+WRAP(ssize_t, -1, write, (int fd, const void* data, std::size_t size),
+     (fd, data, std::min<std::size_t>(size, 500)))
 WRAP(int, -1, fsync, (int fd), (fd))
 WRAP(int, -1, flock, (int fd, int operation), (fd, operation))
 WRAP(int, -1, rename, (const char* from, const char* to), (from, to))
 WRAP(int, -1, unlink, (const char* path), (path))
 WRAP(int, -1, fchown, (int fd, uid_t user, gid_t group), (fd, user, group))
 WRAP(int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
+WRAP(int, EOF, fflush, (FILE * file), (file))
 #ifdef __LP64__
 WRAP(int, -1, fstat64, (int fd, struct stat* status), (fd, status))
 WRAP(int, -1, stat64, (const char* path, struct stat* status), (path, status))
@@ -106,24 +99,17 @@ int __wrap_open64(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const auto mode = flags & O_CREAT ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  return next("open") == go_on ? __real_open64(path, flags, mode) : -1;
-}
-
-ssize_t __real_write(int fd, const void* data, std::size_t size);
-ssize_t __wrap_write(int fd, const void* data, std::size_t size) {
-  const Order order = next("write");
-  return order == refuse ? -1 : __real_write(fd, data, order == half ? size / 2 : size);
+  return fails("open") ? -1 : __real_open64(path, flags, mode);
 }
 
 // A failing close has closed all the same.
 int __real_close(int fd);
 int __wrap_close(int fd) {
-  const bool written = armed && (::fcntl(fd, F_GETFL) & O_ACCMODE) == O_WRONLY;
-  const bool fails = next(written ? "close written" : "close") != go_on;
+  const bool failing = fails((::fcntl(fd, F_GETFL) & O_ACCMODE) == O_WRONLY ? "close written" : "close");
   const int error = errno;
   const int result = __real_close(fd);
-  if (fails) errno = error;
-  return fails ? -1 : result;
+  if (failing) errno = error;
+  return failing ? -1 : result;
 }
 
 }  // extern "C"
