@@ -76,11 +76,10 @@ Extender::Extender() {
   device.driver = answer_driver;
   test::prepare_extender(device);
   test::has_stored({{"Language", "EN"}, {"ApCliSsid", "Home"}, {"HNAPConfiguredBand", "2.4"}})(device);
-  server_.emplace();
 }
 
 Extender::~Extender() {
-  const std::string complaints = server_->complaints;
+  const std::string complaints = server_ ? server_->complaints : "";
   server_.reset();
   lang_free();
   demand(complaints.empty(), "every connection ends well", complaints);
@@ -93,6 +92,7 @@ Extender::~Extender() {
 }
 
 std::string Extender::serve(const test::Request& request) {
+  if (!server_) server_.emplace();
   demand(server_->receive(request) == HANDLER_FINISHED, "the request is the module's");
   std::string reply = server_->sent();
   demand(is_complete(reply, server_->status()), "the answer is complete", reply);

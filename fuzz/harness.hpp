@@ -32,7 +32,7 @@ class Extender {
   test::Device device;
 
  private:
-  std::optional<test::Server> server_;
+  std::optional<test::Server> server_;  // from the first request on
 };
 
 }  // namespace kd::fuzz

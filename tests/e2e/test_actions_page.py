@@ -1,17 +1,13 @@
 """docs/actions.md: every example on the page is exchanged again, and the answer must be the one that stands there."""
 
-import os
-import pathlib
 import re
 from concurrent.futures import ThreadPoolExecutor
 
 import pytest
 
-from conftest import boot
-from virtual_extender import HNAP1, MODULE, REPOSITORY, SERVER, wait_until
+from virtual_extender import HNAP1, MODULE, REPOSITORY, SERVER, VENDOR, Device, wait_until
 
-PAGE = REPOSITORY / "docs" / "actions.md"
-VENDOR = pathlib.Path(os.environ.get("KD_VENDOR_DIR", REPOSITORY / "build" / "vendor")) / "lib" / "mod_kd_hnap.so"
+PAGE = (REPOSITORY / "docs" / "actions.md").read_text()
 # They restart the device, or keep it waiting: each has one of its own.
 ALONE = {"Reboot", "RestoreFactoryDefaults", "FirmwareUpload", "StartWPS"}
 # Made up, or counted.
@@ -20,13 +16,10 @@ VOLATILE = re.compile(r"(<(Noise|Packets\w+|Bytes\w+)>)\d+(</)")
 
 def examples():
     """(action, request, reply, whether it waits for registration), in the page's order."""
-    text = PAGE.read_text()
     pattern = r"^### (\w+)\n(?:(?!^### ).)*?^```xml\n(.*?)^```\n\n```xml\n(.*?)^```$"
-    waiting = text.index("\n## Waiting for registration")
-    return [
-        (found[1], found[2].strip(), found[3], found.start() > waiting)
-        for found in re.finditer(pattern, text, re.M | re.S)
-    ]
+    waiting = PAGE.index("\n## Waiting for registration")
+    for found in re.finditer(pattern, PAGE, re.M | re.S):
+        yield found[1], found[2].strip(), found[3], found.start() > waiting
 
 
 def answer(device, action, request):
@@ -42,45 +35,31 @@ def fits(reply, expected):
     return re.fullmatch("(?:.*\n)*".join(plain), VOLATILE.sub(r"\1#\3", reply)) is not None
 
 
-def play(state, options, module, rows):
+def play(state, scenario, rows):
     """Plays examples in their order on a device; gives those that were answered differently."""
-    device = boot(state, *options, module=module)
     wrong = []
-    try:
+    with Device(state, "--scenario", scenario, module=VENDOR if rows[0][3] else MODULE) as device:
         for action, request, expected, _ in rows:
             replies = []
             # What is read after a change comes true in a moment.
             matches = lambda: replies.append(answer(device, action, request)) or fits(replies[-1], expected)
             if not wait_until(matches, seconds=10 if action.startswith("Get") else 0.01):
-                wrong.append((action, replies[-1] if replies else ""))
-    finally:
-        device.stop()
+                wrong.append((action, replies[-1]))
     return wrong
 
 
-def groups(quick):
-    """(options of a device, its module, its examples): what can share a device does."""
-    rows = examples()
-    for waits in [False] if SERVER else [False, True]:  # another server has the shipped module only
-        options = ["--scenario", str(quick)]
-        module = VENDOR if waits else MODULE
-        yield options, module, [row for row in rows if row[3] == waits and row[0] not in ALONE]
-        for row in rows:
-            if row[3] == waits and row[0] in ALONE:
-                yield options, module, [row]
-
-
 def test_examples_of_the_page(tmp_path, device):
-    quick = tmp_path / "quick"
-    quick.mkdir()
-    (quick / "settings").write_text("upgrade_time=100\n")
+    (tmp_path / "quick").mkdir()
+    (tmp_path / "quick" / "settings").write_text("upgrade_time=100\n")
     if not SERVER and not VENDOR.exists():
         pytest.skip("no module with all actions: scripts/build vendor makes it")
-    assert len({row[0] for row in examples()}) == 26
+    rows = list(examples())
+    assert len({row[0] for row in rows}) == 26
     listed = set(re.findall(r"/(\w+)</string>", device.get().text))
-    assert listed == {row[0] for row in examples() if not row[3]}
+    assert listed == {row[0] for row in rows if not row[3]}
+    # What can share a device does. Another server has the shipped module only.
+    alone = [[row] for row in rows if row[0] in ALONE and not (SERVER and row[3])]
+    shared = [[row for row in rows if row[3] == waits and row[0] not in ALONE] for waits in (False, True)[: 1 if SERVER else 2]]
     with ThreadPoolExecutor(8) as pool:
-        wrong = pool.map(
-            lambda numbered: play(tmp_path / str(numbered[0]), *numbered[1]), enumerate(groups(quick))
-        )
-        assert [row for rows in wrong for row in rows] == []
+        wrong = pool.map(lambda n, some: play(tmp_path / str(n), tmp_path / "quick", some), range(99), shared + alone)
+        assert sum(wrong, []) == []

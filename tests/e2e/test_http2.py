@@ -1,11 +1,8 @@
 """Several requests of one connection, which only HTTP/2 allows: credentials, deferred actions, the server's signals."""
 
-import os
-import signal
-
 import pytest
 
-from virtual_extender import HNAP1, basic, envelope, network, pid_of, received, value, wait_until
+from virtual_extender import HNAP1, basic, envelope, network, process, received, value, wait_until
 
 SETTINGS = "<DeviceName>Owned</DeviceName><AdminPassword>owned</AdminPassword>"
 
@@ -22,9 +19,8 @@ def http2(stream, action=None, arguments="", authorization=None, path="/HNAP1/")
         headers += [("soapaction", HNAP1 + action), ("content-length", str(len(body)))]
     if authorization:
         headers.append(("authorization", authorization))
-    block = b"".join(
-        b"\0" + bytes([len(name)]) + name.encode() + bytes([len(text)]) + text.encode() for name, text in headers
-    )
+    field = lambda text: bytes([len(text)]) + text.encode()
+    block = b"".join(b"\0" + field(name) + field(text) for name, text in headers)
     return frame(1, 4 if action else 5, stream, block) + (frame(0, 1, stream, body) if action else b"")
 
 
@@ -35,16 +31,17 @@ UPGRADE = (
     b"GET /HNAP1/ HTTP/1.1\r\nHost: x\r\nConnection: Upgrade, HTTP2-Settings\r\nUpgrade: h2c\r\n"
     b"HTTP2-Settings: AAMAAABk\r\n\r\n"
 )
-HTTP2_ON = 'server.feature-flags := ( "server.h2proto" => "enable", "server.h2c" => "enable" )\nserver.max-keep-alive-idle = 1\n'
 
 
 @pytest.fixture
 def http2_device(start):
-    return start(server=HTTP2_ON)
+    features = '"server.h2proto" => "enable", "server.h2c" => "enable"'
+    return start(server=f"server.feature-flags := ( {features} )\nserver.max-keep-alive-idle = 1\n")
 
 
 def test_is_off(device):
-    assert b"SetDeviceSettingsResult" not in device.send(PREFACE + http2(1, "SetDeviceSettings", SETTINGS, RIGHT), close=True)
+    reply = device.send(PREFACE + http2(1, "SetDeviceSettings", SETTINGS, RIGHT), close=True)
+    assert b"SetDeviceSettingsResult" not in reply
 
 
 def test_each_stream_has_its_own_credentials(http2_device):
@@ -65,23 +62,19 @@ def received_until(connection, text):
         reply += piece
 
 
-def choose(device, connection):
-    connection.sendall(PREFACE + http2(1, "SetWirelessClientSettings", network("Coffee Guest"), RIGHT))
-    received_until(connection, b"<SetWirelessClientSettingsResult>REBOOT")
-
-
-@pytest.mark.parametrize("signal_name", [None, "SIGHUP", "SIGUSR1"])
-def test_deferred_action_waits_for_the_end(http2_device, signal_name):
+@pytest.mark.parametrize("signal", ["", "HUP", "USR1"])
+def test_deferred_action_waits_for_the_end(http2_device, signal):
     """Requests behind the choice change nothing, nor does the server when it reopens its logs or restarts."""
     device = http2_device
     with device.connect() as connection:
-        choose(device, connection)
+        connection.sendall(PREFACE + http2(1, "SetWirelessClientSettings", network("Coffee Guest"), RIGHT))
+        received_until(connection, b"<SetWirelessClientSettingsResult>REBOOT")
         connection.sendall(http2(3) + http2(5, path="/index.html"))
         received_until(connection, b"</html>")
         assert device.reloads() == 0
-        if signal_name:
-            os.kill(pid_of(device, "lighttpd"), getattr(signal, signal_name))
-        if signal_name == "SIGUSR1":
+        if signal:
+            device.run("killall", "-" + signal, "lighttpd")
+        if signal == "USR1":
             received(connection)  # the server ends it
         else:
             assert value(device.post("IsDeviceReady"), "IsDeviceReadyResult") == "OK"

@@ -4,15 +4,9 @@ import pytest
 
 from virtual_extender import network, raw_post, value, wait_until
 
-LAST_RESULT = "GetLastSetWirelessClientSettingsResult"
-
-
-def choose(device, ssid, key):
-    return value(device.post("SetWirelessClientSettings", network(ssid, key)), "SetWirelessClientSettingsResult")
-
 
 def outcome(device):
-    return value(device.post(LAST_RESULT), "Result")
+    return value(device.post("GetLastSetWirelessClientSettingsResult"), "Result")
 
 
 def connected(device):
@@ -34,7 +28,8 @@ def test_choose_and_join_a_network(own_device):
         ("Nowhere", "correct horse", "CONNECTION_FAILURE", "false"),
         ("Home Network 5G", "correct horse", "SUCCESS", "true"),
     ]:
-        assert choose(device, ssid, key) == "REBOOT"
+        reply = device.post("SetWirelessClientSettings", network(ssid, key))
+        assert value(reply, "SetWirelessClientSettingsResult") == "REBOOT"
         assert outcome(device) != previous  # whoever asks at once is told nothing about the choice before
         assert wait_until(lambda: outcome(device) == result), (ssid, key, outcome(device))
         assert connected(device) == link
@@ -42,13 +37,13 @@ def test_choose_and_join_a_network(own_device):
     assert device.reloads() == 4
 
     info = device.post("GetWirelessClientConnectionInfo")
-    assert (value(info, "SSID"), value(info, "Frequency"), value(info, "Channel")) == ("Home Network 5G", "5", "44")
-    assert value(info, "Mode") == "802.11n" and int(value(info, "LinkSpeedIn")) > 0
-    assert 0 < int(value(info, "SignalStrength")) <= 100
+    shown = [value(info, name) for name in ("SSID", "Frequency", "Channel", "Mode")]
+    assert shown == ["Home Network 5G", "5", "44", "802.11n"]
+    assert int(value(info, "LinkSpeedIn")) > 0 and 0 < int(value(info, "SignalStrength")) <= 100
     assert value(device.post("GetWirelessClientConnectionInfo2"), "Band") == "5GHz"
-    assert "\nextension=ABOVE\n" in (device.state / "radio" / "link").read_text(), "the half that the module told the radio"
-    assert device.stored("Channel") == "44"
-    assert device.stored("LastSSID1") == "Nowhere"
+    link = (device.state / "radio" / "link").read_text()
+    assert "\nextension=ABOVE\n" in link, "the half that the module told the radio"
+    assert (device.stored("Channel"), device.stored("LastSSID1")) == ("44", "Nowhere")
     assert device.run("cat", "/tmp/SetWirelessClientSettings") == "2\n"
 
 
@@ -60,17 +55,17 @@ def test_reload_survives_a_client_that_vanishes(own_device):
 
 def test_link_and_clients_follow_the_radio_files(device):
     radio = lambda verb, *words: device.command(["radio", verb], *words)
-    clients = lambda: device.post("GetConnectedDevices").text
-    radio("connect", "mac=02:AA:00:00:00:77", "ip=192.168.1.77", "name=tablet", "wireless=yes", "phy=OFDM", "rate=54")
-    assert "<MacAddress>02:AA:00:00:00:77</MacAddress>\n<DeviceName>tablet</DeviceName>\n<PortName>WLAN 802.11g" in clients()
-    radio("disconnect", "02:AA:00:00:00:77")
-    assert "02:AA:00:00:00:77" not in clients()
-    radio("connect", "mac=02:AA:00:00:00:78", "ip=192.168.1.78", "name=a-longer-name", "mdns=the printer")
-    assert "<DeviceName>the printer\n</DeviceName>" in clients()
-    radio("disconnect", "02:AA:00:00:00:78")
-    radio("connect", "mac=02:AA:00:00:00:79", "ip=192.168.1.78", "name=laptop")
-    assert "<DeviceName>laptop</DeviceName>" in clients(), "the address has another owner now"
-    radio("disconnect", "02:AA:00:00:00:79")
+    tablet = "<MacAddress>02:AA:00:00:00:77</MacAddress>\n<DeviceName>tablet</DeviceName>\n<PortName>WLAN 802.11g"
+    for mac, words, shown in [
+        ("02:AA:00:00:00:77", "ip=192.168.1.77 name=tablet wireless=yes phy=OFDM rate=54", tablet),
+        ("02:AA:00:00:00:78", "ip=192.168.1.78 name=a-longer-name mdns=printer", "<DeviceName>printer\n</DeviceName>"),
+        # The address has another owner now.
+        ("02:AA:00:00:00:79", "ip=192.168.1.78 name=laptop", "<DeviceName>laptop</DeviceName>"),
+    ]:
+        radio("connect", "mac=" + mac, *words.split())
+        assert shown in device.post("GetConnectedDevices").text
+        radio("disconnect", mac)
+    assert "02:AA:00:00:00:7" not in device.post("GetConnectedDevices").text
     link = device.state / "radio" / "link"
     radio("link", "up")
     device.run("ifconfig", "apcli0", "down")
@@ -92,8 +87,7 @@ def test_link_and_clients_follow_the_radio_files(device):
 def test_other_scenarios(start, scenario, networks):
     survey = start("--scenario", scenario).post("GetWirelessNetworks")
     assert value(survey, "GetWirelessNetworksResult") == "OK"
-    assert survey.text.count("<SSID>") == networks
-    assert survey.text.endswith("</soap:Envelope>\n")
+    assert survey.text.count("<SSID>") == networks and survey.text.endswith("</soap:Envelope>\n")
 
 
 def test_a_very_long_list_arrives_whole(own_device):
