@@ -8,7 +8,7 @@ from virtual_extender import EXTENDER_A, EXTENDER_B, VENDOR, Device, network, va
 
 LOGGED = "request action from hnap client:IsDeviceReady"
 WPS = {"StartWPS", "StopWPS", "GetWPSStatus"}
-ADDED = {"SetWirelessClientSettings2", "GetWirelessNetworks2", "GetMACFilters2", "SetMACFilters2", "GetNetworkStats"} | WPS
+ADDED = {"SetWirelessClientSettings2", "GetWirelessNetworks2", "GetMACFilters2", "SetMACFilters2", *WPS, "GetNetworkStats"}
 
 
 @pytest.fixture(scope="module")

@@ -22,7 +22,7 @@ import pytest
 from virtual_extender import BUILD, Device
 
 HNAP = BUILD / "bin" / "hnap"
-SOAP = '<?xml version="1.0"?><s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/"><s:Body>%s</s:Body></s:Envelope>'
+SOAP = '<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/"><s:Body>%s</s:Body></s:Envelope>'
 
 
 def environment(to=None, password="admin", **more):

@@ -32,12 +32,9 @@ EXTENDER_B = "http://corvane.example/HNAPExt/Extender/"
 
 
 def envelope(action, arguments="", namespace=HNAP1):
-    return (
-        '<?xml version="1.0" encoding="utf-8"?>\n'
-        '<soap:Envelope xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/"><soap:Body>'
-        f'<{action} xmlns="{namespace}">{arguments}</{action}>'
-        "</soap:Body></soap:Envelope>"
-    )
+    start = '<soap:Envelope xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/"><soap:Body>'
+    element = f'<{action} xmlns="{namespace}">{arguments}</{action}>'
+    return f'<?xml version="1.0" encoding="utf-8"?>\n{start}{element}</soap:Body></soap:Envelope>'
 
 
 def basic(text):
@@ -58,33 +55,25 @@ def network(ssid, key="", kind="WPA2-PSK", encryption="AES"):
 def raw_post(action, arguments="", authorization=basic("admin:admin"), length=None, path="/HNAP1/"):
     """The bytes of a request."""
     body = envelope(action, arguments)
-    lines = [f"POST {path} HTTP/1.1", "Host: x", f'SOAPAction: "{HNAP1}{action}"']
-    lines += [f"Content-Length: {len(body) if length is None else length}", f"Authorization: {authorization}"]
-    return ("\r\n".join(lines) + "\r\n\r\n" + body).encode()
-
-
-def as_utf8(reply):
-    """Replies name no charset, and guessing the one of megabytes takes seconds."""
-    reply.encoding = "utf-8"
-    return reply
+    head = f'POST {path} HTTP/1.1\r\nHost: x\r\nSOAPAction: "{HNAP1}{action}"\r\nAuthorization: {authorization}\r\n'
+    return f"{head}Content-Length: {len(body) if length is None else length}\r\n\r\n{body}".encode()
 
 
 class Device:
     """One running virtual extender. Where there can be none, making one skips the test, with the reason."""
 
-    def __init__(self, state, *options, module=MODULE):
+    def __init__(self, state, *options, module=MODULE, port=0):
         self.state = state
         self.login = ("admin", "admin")
-        command = [EXTENDER, "run", "--module", module, "--port", "0", "--state", state, "--reboot-pause", "200"]
+        command = [EXTENDER, "run", "--module", module, "--port", port, "--state", state, "--reboot-pause", "200"]
         command += ["--server", SERVER, *options] if SERVER else options
-        self.process = subprocess.Popen(
-            [*map(str, command)], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True
-        )
+        streams = {"stdout": subprocess.PIPE, "stderr": subprocess.STDOUT, "text": True}
+        self.process = subprocess.Popen([*map(str, command)], **streams)
         output = ""
         for line in self.process.stdout:
             output += line
             if found := re.search(r"http://127\.0\.0\.1:(\d+)", line):
-                self.url, self.port = found.group(0), int(found.group(1))
+                self.url, self.port = found[0], int(found[1])
                 return
         no_sandbox = self.process.wait() == 77
         raise unittest.SkipTest(f"no sandbox here: {output}") if no_sandbox else RuntimeError(output)
@@ -95,15 +84,20 @@ class Device:
     def __exit__(self, *_):
         self.stop()
 
-    def post_raw(self, body, soap_action=HNAP1 + "IsDeviceReady", auth=None, path="/HNAP1/", timeout=30):
-        more = {"headers": {"SOAPAction": f'"{soap_action}"'}, "auth": auth or self.login, "timeout": timeout}
-        return as_utf8(requests.post(self.url + path, data=body, **more))
+    def request(self, method, path="/HNAP1/", timeout=30, **more):
+        reply = requests.request(method, self.url + path, timeout=timeout, **more)
+        reply.encoding = "utf-8"  # replies name no charset, and guessing the one of megabytes takes seconds
+        return reply
+
+    def get(self, path="/HNAP1/"):
+        return self.request("GET", path)
+
+    def post_raw(self, body, soap_action=HNAP1 + "IsDeviceReady", **more):
+        more = {"auth": self.login, **more}
+        return self.request("POST", data=body, headers={"SOAPAction": f'"{soap_action}"'}, **more)
 
     def post(self, action, arguments="", namespace=HNAP1):
         return self.post_raw(envelope(action, arguments, namespace), namespace + action)
-
-    def get(self, path="/HNAP1/"):
-        return as_utf8(requests.get(self.url + path, timeout=30))
 
     def connect(self):
         return socket.create_connection(("127.0.0.1", self.port), timeout=60)
@@ -118,10 +112,9 @@ class Device:
 
     def send_and_leave(self, data):
         """Sends raw bytes and resets the connection without reading anything."""
-        connection = self.connect()
-        connection.sendall(data)
-        connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        connection.close()
+        with self.connect() as connection:
+            connection.sendall(data)
+            connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
 
     def command(self, subcommand, *words, check=True):
         """Runs a sub-command of the extender for this device."""
@@ -193,4 +186,4 @@ def wait_until(condition, seconds=30):
 def value(reply, element):
     """The text of the first such element; None when there is none."""
     found = re.search(f"<{element}>(.*?)</{element}>", reply.text, re.S)
-    return found.group(1) if found else None
+    return found and found[1]

@@ -5,12 +5,11 @@ import json
 import os
 import pathlib
 import shutil
-import tempfile
-import time
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.keys import Keys
+from virtual_extender import wait_until
 
 SCREENSHOTS = pathlib.Path(os.environ.get("KD_SCREENSHOTS", "build/screenshots"))
 SWITCHES = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking
@@ -26,17 +25,16 @@ return found?.tagName === "LABEL" ? found.querySelector("input, select") : found
 
 class Browser:
     def __init__(self):
-        self.profile = tempfile.mkdtemp()
         options = webdriver.ChromeOptions()
         options.binary_location = shutil.which("chromium")
-        for switch in [*SWITCHES.split(), f"--user-data-dir={self.profile}"]:
+        for switch in SWITCHES.split():
             options.add_argument(switch)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
         self.driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
 
-    def open(self, url, width=1100, dark=False):
+    def open(self, url, width=1100):
         self.driver.switch_to.new_window("window")
-        return Tab(self, url, width, dark)
+        return Tab(self.driver, url, width)
 
     def console(self):
         """What pages wrote to the console; the browser's own notes on refused requests are no fault of theirs."""
@@ -54,20 +52,15 @@ class Browser:
             self.driver.close()
         self.driver.switch_to.window(first)
 
-    def quit(self):
-        self.driver.quit()
-        shutil.rmtree(self.profile, ignore_errors=True)
-
 
 class Tab:
-    def __init__(self, browser, url, width, dark):
-        self.driver = browser.driver
-        self.handle = self.driver.current_window_handle
-        self.url = url
-        self.resize(width, dark)
-        self.driver.get(url)
+    def __init__(self, driver, url, width):
+        self.driver = driver
+        self.handle = driver.current_window_handle
+        self.resize(width)
+        driver.get(url)
 
-    def resize(self, width, dark):
+    def resize(self, width, dark=False):
         size = {"width": width, "height": 760, "deviceScaleFactor": 1, "mobile": width < 500}
         scheme = {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}
         self.cdp("Emulation.setDeviceMetricsOverride", **size)
@@ -81,32 +74,31 @@ class Tab:
         self.driver.switch_to.window(self.handle)
         return self.driver.execute_script(code, *arguments)
 
-    def wait(self, condition, seconds=60):
+    def wait(self, condition, *what):
         """What the condition gives as soon as that is true."""
-        end = time.monotonic() + seconds
-        while time.monotonic() < end:
-            if found := condition():
-                return found
-            time.sleep(0.03)
-        raise AssertionError(f"not seen: {condition.__doc__ or ''} in:\n{self.text()}\n{self.driver.get_log('browser')}")
+        found = []
+        seen = wait_until(lambda: found.append(condition()) or found[-1], seconds=60)
+        assert seen, f"not seen: {what} in:\n{self.text()}\n{self.driver.get_log('browser')}"
+        return found[-1]
 
     def text(self):
         return self.js("return (document.querySelector('dialog') ?? document.body).innerText")
 
     def see(self, *texts):
-        shows = lambda: all(text in self.text() for text in texts)
-        shows.__doc__ = str(texts)
-        self.wait(shows)
+        self.wait(lambda: all(text in self.text() for text in texts), *texts)
         return self
 
     def find(self, name, root="a, button, label, h2"):
-        look = lambda: self.js(FIND, root, name)
-        look.__doc__ = name
-        return self.wait(look)
+        return self.wait(lambda: self.js(FIND, root, name), name)
 
     def press(self, *names):
         for name in names:
             self.find(name).click()
+        return self
+
+    def confirm(self, name):
+        """Presses that, and the same in the dialog that asks."""
+        self.press(name).find(name, "dialog button").click()
         return self
 
     def type(self, field, text):
@@ -121,8 +113,7 @@ class Tab:
         return self
 
     def sign_in(self, password="admin"):
-        self.type("Password", password + Keys.ENTER)
-        return self
+        return self.type("Password", password + Keys.ENTER)
 
     def shoot(self, name):
         SCREENSHOTS.mkdir(parents=True, exist_ok=True)

@@ -10,10 +10,6 @@ const progress = document.querySelector("progress"), nav = document.querySelecto
 new MutationObserver(() => seen.push([progress.value, nav.inert])).observe(progress, { attributes: true });"""
 
 
-def stored(device, key):
-    return device.run("nvram_get", "2860", key).strip()
-
-
 def test_sign_in(browser, boot):
     device = boot()
     tab = browser.open(device.url).see("Sign in")
@@ -38,14 +34,14 @@ def test_name_password_and_language(browser, boot):
     tab = browser.open(device.url + "#device").sign_in().see("Name and password")
     tab.type("Name", "Täst & <b>").type("New password", "ö:<&>").type("New password again", "other").press("Save")
     tab.see("The two passwords differ.")
-    assert stored(device, "HostName") == "Extender"
+    assert device.stored("HostName") == "Extender"
     tab.type("New password again", "ö:<&>").press("Save").see("Saved.", "Täst & <b>")
-    assert (stored(device, "HostName"), stored(device, "Password")) == ("Täst & <b>", "ö:<&>")
+    assert (device.stored("HostName"), device.stored("Password")) == ("Täst & <b>", "ö:<&>")
     tab.type("Name", "ääääääääää").press("Save").see("it does not take these values, ERROR")
     tab.find("Language", "label").send_keys("Deutsch")
     tab.js("document.querySelectorAll('form')[1].requestSubmit()")
     tab.see("Saved.")
-    assert stored(device, "Language") == "DE"
+    assert device.stored("Language") == "DE"
 
 
 def test_restart_and_reset(browser, boot):
@@ -53,32 +49,32 @@ def test_restart_and_reset(browser, boot):
     devices[1].post("SetDeviceSettings", "<DeviceName>x</DeviceName><AdminPassword>admin</AdminPassword>")
     restarted, reset = [browser.open(device.url + "#device").sign_in() for device in devices]
     reset.press("Factory reset").see("Reset to the factory settings?").press("Cancel")
-    reset.press("Factory reset").find("Factory reset", "dialog button").click()
-    restarted.press("Restart").find("Restart", "dialog button").click()
-    restarted.see("The extender starts.").see("The extender is back.")
+    reset.confirm("Factory reset")
+    restarted.confirm("Restart").see("The extender starts.").see("The extender is back.")
     assert devices[0].boots() == 2
     reset.see("The extender is reset. Sign in with the first password.").sign_in().see("Name and password")
-    assert stored(devices[1], "HostName") == "Extender"
+    assert devices[1].stored("HostName") == "Extender"
 
 
 def test_firmware(browser, boot, tmp_path):
     device = boot()
     tab = browser.open(device.url + "#firmware").sign_in().see("1.4.02, build 2", "2014-04-19")
-    images = {"text": [], "other": ["--board", "999999"], "good": []}
-    for image, options in images.items():
-        subprocess.run([BUILD / "bin" / "mkfirmware", *options, "-s", "3000000", "-o", tmp_path / image, __file__], check=True)
     (tmp_path / "text").write_text("no firmware at all" * 10)
-    tab.find("Firmware file").send_keys(str(tmp_path / "text"))
+    for image, options in {"other": ["--board", "999999"], "good": []}.items():
+        maker = [BUILD / "bin" / "mkfirmware", *options, "-s", "3000000", "-o", tmp_path / image, __file__]
+        subprocess.run(maker, check=True)
+    choose = lambda image: tab.find("Firmware file").send_keys(str(tmp_path / image))
+    choose("text")
     tab.press("Install").see("This file is no firmware image.")
-    tab.find("Firmware file").send_keys(str(tmp_path / "other"))
-    tab.press("Install").find("Install", "dialog button").click()
-    tab.see("The extender refused the image: damaged, too large or for another model.")
-    tab.cdp("Network.emulateNetworkConditions", offline=False, latency=0, downloadThroughput=-1, uploadThroughput=4_000_000)
+    choose("other")
+    tab.confirm("Install").see("The extender refused the image: damaged, too large or for another model.")
+    slow = {"offline": False, "latency": 0, "downloadThroughput": -1, "uploadThroughput": 4_000_000}
+    tab.cdp("Network.emulateNetworkConditions", **slow)
     tab.js(WATCH_PROGRESS)
-    tab.find("Firmware file").send_keys(str(tmp_path / "good"))
-    tab.press("Install").find("Install", "dialog button").click()
-    tab.see("The extender checks and writes the firmware.").see("The extender is back with version 1.4.02, build 2.")
-    assert any(0 < share < 1 and held for share, held in tab.js("return window.seen")), "the file's way, on a page that is held"
+    choose("good")
+    tab.confirm("Install").see("The extender checks and writes the firmware.")
+    tab.see("The extender is back with version 1.4.02, build 2.")
+    assert any(0 < share < 1 and held for share, held in tab.js("return window.seen")), "on a page that is held"
     assert "booting image" in device.console() and device.boots() == 2
 
 

@@ -8,7 +8,10 @@ SCRIPT_BUDGET = 50  # ms to list 120 networks
 # All that runs between a reply and its list in the document: parsing, building, filling in.
 TIME_LISTS = """const { parseFromString } = DOMParser.prototype, { replaceChildren } = Element.prototype;
 window.costs = [];
-DOMParser.prototype.parseFromString = function (...of) { window.begun = performance.now(); return parseFromString.apply(this, of); };
+DOMParser.prototype.parseFromString = function (...of) {
+  window.begun = performance.now();
+  return parseFromString.apply(this, of);
+};
 Element.prototype.replaceChildren = function (...by) {
   replaceChildren.apply(this, by);
   if (by.length === 120) window.costs.push(performance.now() - window.begun);
@@ -69,7 +72,8 @@ def test_hostile_names(browser, boot):
     clients = [f'mac=02:AA:00:00:00:{i:02X} ip=10.0.0.{i} name="{name}"' for i, name in enumerate(escaped)]
     (device.state / "radio" / "clients").write_text("\n".join(clients) + "\n")
     tab = browser.open(device.url + SETUP, width=360).sign_in().see(f"Networks found: {len(NAMES)}")
-    shown = tab.js("return [...document.querySelectorAll('.network')].map((it) => [it.querySelector('bdi').textContent, it.disabled])")
+    name_and_state = "(it) => [it.querySelector('bdi').textContent, it.disabled]"
+    shown = tab.js(f"return [...document.querySelectorAll('.network')].map({name_and_state})")
     assert sorted(shown) == sorted([seen or name.decode(), seen is not None] for name, seen in NAMES.values())
     assert tab.js("return document.querySelectorAll('main img, main b').length") == 0
     assert tab.js("return document.documentElement.scrollWidth") == 360

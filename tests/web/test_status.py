@@ -1,9 +1,8 @@
 """Status: what it shows, what it costs, and what it says when the device is busy or gone."""
 
-import subprocess
 import time
 
-from virtual_extender import BUILD, value
+from virtual_extender import Device, value
 
 STATUS = "/status/device_status.shtml"
 REFRESH = 5  # s
@@ -15,16 +14,19 @@ new MutationObserver((list) => (window.changes += list.length))
 
 
 def test_shows_what_the_device_says(browser, home):
-    home.command(["radio", "link"], "up", "ssid=By <b>Hand</b>", "channel=44", "bssid=02:00:00:00:00:09", "rate=65", "rssi=-60")
+    link = lambda *words: home.command(["radio", "link"], *words)
+    link("up", "ssid=By <b>Hand</b>", "channel=44", "bssid=02:00:00:00:00:09", "rate=65", "rssi=-60")
     tab = browser.open(home.url + STATUS).sign_in()
     info = home.post("GetWirelessClientConnectionInfo")
-    tab.see("By <b>Hand</b>", f"{value(info, 'SignalStrength')}\n%", "5 GHz", "44 (20 MHz)", "802.11n", "65, 65 Mbit/s", "0 h 0 min")
+    strength = value(info, "SignalStrength") + "\n%"
+    tab.see("By <b>Hand</b>", strength, "5 GHz", "44 (20 MHz)", "802.11n", "65, 65 Mbit/s", "0 h 0 min")
     tab.see("living room TV", "Wireless 802.11a · 02:AA:00:00:00:03", "phone not active")
-    tab.see(value(home.post("GetDeviceSettings2"), "SerialNumber"), value(home.post("GetDeviceSettings"), "FirmwareVersion"))
-    home.command(["radio", "link"], "rssi=-80")
+    tab.see(value(home.post("GetDeviceSettings2"), "SerialNumber"))
+    tab.see(value(home.post("GetDeviceSettings"), "FirmwareVersion"))
+    link("rssi=-80")
     tab.see("24\n%", "The last 5 minutes: 24 to 76 %")
     assert tab.js("return document.querySelector('figure path:last-child').getAttribute('d')").count("L") == 1
-    home.command(["radio", "link"], "down")
+    link("down")
     tab.see("Not connected.")
 
 
@@ -58,10 +60,5 @@ def test_busy_gone_and_back(browser, boot):
     device.stop()
     tab.see("The extender does not answer.", "These are the last values", "desktop").shoot("status-gone")
     tab.press("Setup").see("The extender does not answer.")
-    again = subprocess.Popen([BUILD / "bin" / "extender", "run", "--port", str(device.port), "--state", device.state], stdout=subprocess.PIPE)
-    try:
-        again.stdout.readline()
+    with Device(device.state, port=device.port):
         tab.press("Try again").see("Networks found")
-    finally:
-        again.terminate()
-        again.communicate()
