@@ -1,6 +1,6 @@
 // How the arguments of an action are read, by the example of two texts. (What else an argument may have to be
 // stands with its action.)
-#include "support/action_rows.hpp"
+#include "support/fixture.hpp"
 
 namespace kd::test::arguments {
 
@@ -12,18 +12,14 @@ using Arguments = DeviceTest;
 TEST_F(Arguments, AreTakenOrRefused) {
   const char* const rows[][3] = {
       // what is taken; null: the action is refused
-      {"in one line", NAME WORD, "Den/secret"},
-      {"in any order", WORD NAME, "Den/secret"},
-      {"on lines of their own", "\r\n\t" NAME "\n  " WORD "\n", "Den/secret"},
-      {"text between", "and " NAME " or " WORD, "Den/secret"},
+      {"in any order, text between", "\r\n\t" WORD " and\n" NAME "\n", "Den/secret"},
       {"white space is part of a text", "<DeviceName> Den\n</DeviceName>" WORD, " Den\n/secret"},
       {"comments and instructions",
        "<!-- x -->" NAME "<?x y?><AdminPassword>sec<!-- - -->ret</AdminPassword>", "Den/secret"},
       {"CDATA", "<DeviceName>D<![CDATA[<&n>]]></DeviceName>" WORD, "D<&n>/secret"},
-      {"entities", "<DeviceName>A&amp;&#66;&#x43;</DeviceName><AdminPassword>&lt;x&gt;</AdminPassword>",
-       "A&BC/<x>"},
-      {"an element inside", "<DeviceName>D<b>x</b>en</DeviceName>" WORD, "Den/secret"},
-      {"attributes", "<DeviceName a='1' b='2'>Den</DeviceName>" WORD, "Den/secret"},
+      {"entities", "<DeviceName>A&amp;&#66;&#x43;&lt;x&gt;</DeviceName>" WORD, "A&BC<x>/secret"},
+      {"attributes, an element inside", "<DeviceName a='1' b='2'>D<b>x</b>en</DeviceName>" WORD,
+       "Den/secret"},
       {"the later one counts", "<DeviceName>Hall</DeviceName>" NAME WORD, "Den/secret"},
       {"an empty one does not", NAME "<DeviceName/><DeviceName></DeviceName>" WORD, "Den/secret"},
       {"what follows the last is not examined", NAME WORD "<Zone/><DeviceName>Hall</DeviceName>",
@@ -37,17 +33,14 @@ TEST_F(Arguments, AreTakenOrRefused) {
   };
   for (const auto& [what, arguments, taken] : rows) {
     // The action element may have a prefix itself.
-    for (const std::string prefix : {"", "m:"}) {
-      Request request = soap("SetDeviceSettings");
-      request.body = {{"<Envelope><Body><" + prefix +
-                       "SetDeviceSettings xmlns='http://purenetworks.com/HNAP1/'>" + arguments + "</" +
-                       prefix + "SetDeviceSettings></Body></Envelope>"}};
-      effects();
-      EXPECT_EQ(ask(request), reply_of("SetDeviceSettings", taken ? "OK" : "ERROR")) << what;
-      EXPECT_EQ(count(effects(), "nvram commit 0"), taken != nullptr) << what;
-      EXPECT_TRUE(!taken || device.store["HostName"] + "/" + device.store["Password"] == taken) << what;
-      device.set("Password", "password");
-    }
+    Request request = soap("SetDeviceSettings");
+    request.body = {{"<Envelope><Body><m:SetDeviceSettings xmlns='http://purenetworks.com/HNAP1/'>" +
+                     std::string{arguments} + "</m:SetDeviceSettings></Body></Envelope>"}};
+    effects();
+    EXPECT_EQ(ask(request), reply_of("SetDeviceSettings", taken ? "OK" : "ERROR")) << what;
+    EXPECT_EQ(count(effects(), "nvram commit 0"), taken != nullptr) << what;
+    EXPECT_TRUE(!taken || device.store["HostName"] + "/" + device.store["Password"] == taken) << what;
+    device.set("Password", "password");
   }
 }
 

@@ -1,27 +1,31 @@
 // GetDeviceSettings, SetDeviceSettings, and the second pair with serial number, time zone and language.
+#include <sstream>
+
 #include "support/action_rows.hpp"
 
 namespace kd::test::device_settings {
 
-#define CORE "string=http://purenetworks.com/HNAP1/"
-
+// An element for each word.
+std::string elements(const std::string& start, const std::string& words) {
+  std::istringstream left{words};
+  std::string all;
+  for (std::string word; left >> word;) all += "string=" + start + word + "|";
+  return all;
+}
 std::string settings(const std::string& wps) {
   return "OK|Type=Extender|DeviceName=A&amp;&lt;b&gt;|VendorName=Corvane LLC"
-         "|ModelDescription=Switchable Wireless-N Signal Extender|ModelName=NX220|FirmwareVersion=3.1.07, "
-         "build 2"
-         "|PresentationURL=/wireless/wireless_basic.shtml|SOAPActions{" CORE "GetDeviceSettings2|" CORE
-         "SetDeviceSettings2|" CORE "GetDeviceSettings|" CORE "SetDeviceSettings|" CORE "IsDeviceReady|" CORE
-         "Reboot|" CORE "RestoreFactoryDefaults|" CORE "FirmwareUpload|" CORE "GetFirmwareSettings|" CORE
-         "GetWirelessClientCapabilities|" CORE "GetWirelessClientConnectionInfo2|" CORE
-         "GetWirelessClientConnectionInfo|" CORE "GetLastSetWirelessClientSettingsResult|" CORE
-         "GetWirelessClientSettings|" CORE "SetWirelessClientSettings2|" CORE
-         "SetWirelessClientSettings|" CORE "GetWirelessNetworks2|" CORE "GetWirelessNetworks|" CORE
-         "GetConnectedDevices|" CORE
-         "DownloadSpeedTest|"
-         "string=" +
-         wps + "StartWPS|string=" + wps + "StopWPS|string=" + wps +
-         "GetWPSStatus|" CORE "GetMACFilters2|" CORE "SetMACFilters2|" CORE
-         "GetNetworkStats}|SubDeviceURLs=|Tasks{"
+         "|ModelDescription=Switchable Wireless-N Signal Extender|ModelName=NX220"
+         "|FirmwareVersion=3.1.07, build 2|PresentationURL=/wireless/wireless_basic.shtml|SOAPActions{" +
+         elements(kCore,
+                  "GetDeviceSettings2 SetDeviceSettings2 GetDeviceSettings SetDeviceSettings IsDeviceReady "
+                  "Reboot RestoreFactoryDefaults FirmwareUpload GetFirmwareSettings "
+                  "GetWirelessClientCapabilities GetWirelessClientConnectionInfo2 "
+                  "GetWirelessClientConnectionInfo GetLastSetWirelessClientSettingsResult "
+                  "GetWirelessClientSettings SetWirelessClientSettings2 SetWirelessClientSettings "
+                  "GetWirelessNetworks2 GetWirelessNetworks GetConnectedDevices DownloadSpeedTest") +
+         elements(wps, "StartWPS StopWPS GetWPSStatus") +
+         elements(kCore, "GetMACFilters2 SetMACFilters2 GetNetworkStats") +
+         "}|SubDeviceURLs=|Tasks{"
          "TaskExtension{Name=Status Page|URL=/status/device_status.shtml|Type=Browser}|"
          "TaskExtension{Name=Basic Wireless Settings|URL=/wireless/wireless_basic.shtml|Type=Browser}|"
          "TaskExtension{Name=A&amp;&lt;b&gt;|URL=http://support.corvane.example/international/"
@@ -31,104 +35,94 @@ std::string settings(const std::string& wps) {
 const Device::Step kNamed = has_stored({{"HostName", "A&<b>"}});
 const ActionRow kGet[] = {
     {"all of it", "GetDeviceSettings", "", settings(kExtenderA), {}, kNamed},
-    {"three follow the namespace",
-     "GetDeviceSettings",
-     "",
-     settings(kExtenderB),
-     {},
-     kNamed,
-     kExtenderB,
-     kCore},
+    {"the other WPS", "GetDeviceSettings", "", settings(kExtenderB), {}, kNamed, kExtenderB, kCore},
 };
 const bool kGetAdded = add_rows("GetDeviceSettings", kGet);
 
-using DeviceProperties = DeviceTest;
+using DeviceSettings = DeviceTest;
 
-TEST_F(DeviceProperties, NameTypeAndModel) {
-  const std::tuple<Device::Step, const char*, const char*> rows[] = {
-      {has_stored({{"apClient", "0"}}), "Type", "WiFiAccessPoint"},
-      {has_stored({{"ethConvert", "1"}}), "Type", "WiFiBridge"},
-      {has_stored({{"OperationMode", "1"}}), "Type", "GatewayWithWiFi"},
-      {has_file("/var/boardid", "027215"), "ModelName", "NX410W"},
-      {has_file("/var/boardid", "027215"), "FirmwareVersion", "1.4.02, build 2"}};
-  for (const auto& [prepare, element, text] : rows) {
-    prepare(device);
-    EXPECT_EQ(value_in(ask(soap("GetDeviceSettings")), element), text);
+TEST_F(DeviceSettings, TellTheType) {
+  const char* const rows[][4] = {{"1", "1", "1", "GatewayWithWiFi"},  {"2", "1", "1", "WiFiAccessPoint"},
+                                 {"-1", "1", "1", "WiFiAccessPoint"}, {"0", "1", "1", "WiFiBridge"},
+                                 {"0", "0", "1", "Extender"},         {"0", "2", "1", "Extender"},
+                                 {"0", "0", "0", "WiFiAccessPoint"},  {"x", "", " 1", "Extender"}};
+  for (const auto& [mode, convert, client, type] : rows) {
+    has_stored({{"OperationMode", mode}, {"ethConvert", convert}, {"apClient", client}})(device);
+    EXPECT_EQ(value_in(ask(soap("GetDeviceSettings")), "Type"), type) << mode << convert << client;
   }
 }
 
-// The store is committed before it shows that the web server's file cannot be written.
-ActionRow set(const char* name, const std::string& host, const std::string& password, bool taken,
-              std::optional<std::string> written = "", Device::Step prepare = nullptr) {
-  ActionRow row{name, "SetDeviceSettings", "DeviceName=" + host + "|AdminPassword=" + password,
-                taken ? "OK" : "ERROR"};
-  row.acts_first = prepare != nullptr;
-  if (taken) written = "admin:" + password;
-  if (taken || prepare)
-    row.changes = {"nvram set Password=" + password, "nvram set HostName=" + host, "nvram commit 0"};
-  if ((taken || prepare) && written) row.changes.push_back("write /etc/lighttpd.user " + *written);
-  row.prepare = std::move(prepare);
-  return row;
+Effects stored(const std::string& host, const std::string& password) {
+  return {"nvram set Password=" + password, "nvram set HostName=" + host, "nvram commit 0",
+          "write /etc/lighttpd.user admin:" + password};
 }
-const std::string kLong(64, 'p'), kUserFile = "/etc/lighttpd.user";
+const std::string kLong(64, 'p');
 const ActionRow kSet[] = {
-    set("longest values", "Living room 123", kLong, true),
-    set("shortest values", "D", "s", true),
-    set("name of 16 characters", "Living room 1234", "s", false),
-    set("no name", "", "s", false),
-    set("password of 65 characters", "Den", kLong + "p", false),
-    set("empty password", "Den", "", false),
-    set("no user file", "Den", "s", false, std::nullopt, cannot_open(kUserFile)),
-    set("full disk", "Den", "s", false, "", [](Device& d) { d.full.insert(kUserFile); }),
-    set("full at the end", "Den", "s", false, "admin:s",
-        [](Device& d) { d.full_at_close.insert(kUserFile); }),
+    {"longest values", "SetDeviceSettings", "DeviceName=Living room 123|AdminPassword=" + kLong, "OK",
+     stored("Living room 123", kLong)},
+    {"shortest values", "SetDeviceSettings", "DeviceName=D|AdminPassword=s", "OK", stored("D", "s")},
+    {"long name", "SetDeviceSettings", "DeviceName=Living room 1234|AdminPassword=s", "ERROR"},
+    {"no name", "SetDeviceSettings", "DeviceName=|AdminPassword=s", "ERROR"},
+    {"long password", "SetDeviceSettings", "DeviceName=Den|AdminPassword=" + kLong + "p", "ERROR"},
+    {"empty password", "SetDeviceSettings", "DeviceName=Den|AdminPassword=", "ERROR"},
+    // The store is committed before it shows that the web server's file is not written to its end.
+    {.name = "full disk",
+     .action = "SetDeviceSettings",
+     .arguments = "DeviceName=Den|AdminPassword=s",
+     .reply = "ERROR",
+     .changes = stored("Den", "s"),
+     .prepare = [](Device& d) { d.full_at_close.insert("/etc/lighttpd.user"); },
+     .acts_first = true},
 };
 const bool kSetAdded = add_rows("SetDeviceSettings", kSet);
 
+constexpr const char* kLocales = "en-us da-dk de-de ru sv-se es-es it-it fr-fr nl-nl pt-pt fr-ca pl tr ar-sa";
 ActionRow get2(const char* name, const char* language, const std::string& locale) {
   return {name,
           "GetDeviceSettings2",
           "",
           "OK|SerialNumber=AB123456789012|TimeZone=UTC|AutoAdjustDST=false|Locale=" + locale +
-              "|SupportedLocales{string=en-us|string=da-dk|string=de-de|string=ru|string=sv-se|string=es-es"
-              "|string=it-it|string=fr-fr|string=nl-nl|string=pt-pt|string=fr-ca|string=pl|string=tr|string="
-              "ar-sa}"
-              "|SSL=false",
+              "|SupportedLocales{" + elements("", kLocales) + "}|SSL=false",
           {},
           in_turn({has_serial_number("AB123456789012"), has_stored({{"Language", language}})})};
 }
-ActionRow set2(const char* name, const char* user, const char* zone, const char* summer, const char* locale,
-               const char* ssl, const char* reply, Effects changes = {}, Device::Step prepare = nullptr) {
-  char arguments[200];
-  std::snprintf(arguments, sizeof arguments, "Username=%s|TimeZone=%s|AutoAdjustDST=%s|Locale=%s|SSL=%s",
-                user, zone, summer, locale, ssl);
-  return {name, "SetDeviceSettings2", arguments, reply, std::move(changes), std::move(prepare)};
-}
-Effects language(const std::string& code, const std::string& said) {
-  return {"nvram set Language=" + code, "nvram commit 0",
-          "console lang_free: Don't need release multi-lang mapping again.\n", "console lang_init: " + said};
-}
-constexpr const char *kUser = "ERROR_USERNAME_NOT_SUPPORTED", *kZone = "ERROR_TIMEZONE_NOT_SUPPORTED";
+constexpr const char *kSet2 = "SetDeviceSettings2", *kZone = "ERROR_TIMEZONE_NOT_SUPPORTED";
+const std::string kUtc = "Username=admin|TimeZone=UTC|AutoAdjustDST=false|Locale=";
 const ActionRow kSecond[] = {
     get2("a language", "SA", "ar-sa"),
     get2("unknown language", "XX", "en-us"),
-    set2("loads the language", "admin", "UTC", "false", "fr-ca", "false", "OK",
-         language("CA", "Initial multi-language success! Current language is CA.\n"),
-         has_file("/web/lang/STRINGS_CA.txt", "Save,Enregistrer\n")),
-    set2("a language without strings", "admin", "UTC", "false", "ru", "false", "OK",
-         language("RU", "File /web/lang/STRINGS_RU.txt open fail!\n")),
-    set2("another user", "Admin", "CET", "true", "en-gb", "true", kUser),
-    set2("another time zone", "admin", "utc", "true", "en-gb", "true", kZone),
-    set2("summer time", "admin", "UTC", "true", "en-gb", "true", kZone,
-         {"print ERROR: AutoAdjustDST doesn't equal to \"false\""}),
-    set2("a code is no locale", "admin", "UTC", "false", "CA", "false", "ERROR"),
-    set2("encryption", "admin", "UTC", "false", "fr-ca", "true", "ERROR"),
-    {"unknown element",
-     "SetDeviceSettings2",
-     "Zone=1",
-     "ERROR",
-     {"print ERROR: Unknow TAG = ", "print Zone", "print \n"}},
+    {"loads the language",
+     kSet2,
+     kUtc + "fr-ca|SSL=false",
+     "OK",
+     {"nvram set Language=CA", "nvram commit 0",
+      "console lang_free: Don't need release multi-lang mapping again.\n",
+      "console lang_init: Initial multi-language success! Current language is CA.\n"},
+     has_file("/web/lang/STRINGS_CA.txt", "Save,Enregistrer\n")},
+    {"another user", kSet2, "Username=Admin|TimeZone=CET|AutoAdjustDST=true|Locale=en-gb|SSL=true",
+     "ERROR_USERNAME_NOT_SUPPORTED"},
+    {"another time zone", kSet2, "Username=admin|TimeZone=utc|AutoAdjustDST=true|Locale=en-gb|SSL=true",
+     kZone},
+    {"summer time",
+     kSet2,
+     "Username=admin|TimeZone=UTC|AutoAdjustDST=true|Locale=en-gb|SSL=true",
+     kZone,
+     {"print ERROR: AutoAdjustDST doesn't equal to \"false\""}},
+    {"a code is no locale", kSet2, kUtc + "CA|SSL=false", "ERROR"},
+    {"encryption", kSet2, kUtc + "fr-ca|SSL=true", "ERROR"},
+    {"unknown element", kSet2, "Zone=1", "ERROR", {"print ERROR: Unknow TAG = ", "print Zone", "print \n"}},
 };
 const bool kSecondAdded = add_rows("DeviceSettings2", kSecond);
+
+// Its strings need not be there.
+TEST_F(DeviceSettings, StoreALanguageForEachLocale) {
+  std::istringstream locales{kLocales};
+  std::string codes;
+  for (std::string locale; locales >> locale;) {
+    EXPECT_EQ(ask(soap(kSet2, kUtc + locale + "|SSL=false")), reply_of(kSet2, "OK"));
+    codes += device.store["Language"] + " ";
+  }
+  EXPECT_EQ(codes, "EN DA DE RU SE ES IT FR NL PT CA PL TR SA ");
+}
 
 }  // namespace kd::test::device_settings

@@ -1,33 +1,26 @@
-#include <deque>
-
 #include "support/action_rows.hpp"
 
 namespace kd::test::download_speed_test {
 
 constexpr const char *kAction = "DownloadSpeedTest", *kTooLarge = "ERROR_BUFFER_TOO_LARGE";
 
-ActionRow row(const std::string& bytes, const char* buffer, const char* reply, const char* asked_in = kCore) {
-  static std::deque<std::string> names;
-  return {.name = names.emplace_back(bytes + " of " + buffer).c_str(),
-          .action = kAction,
-          .arguments = "Bytes=" + bytes + "|BufferSize=" + buffer,
-          .reply = reply,
-          .asked_in = asked_in,
-          .reads = true};
+ActionRow row(const char* arguments, const char* reply, const char* asked_in = kCore) {
+  return {arguments, kAction, arguments, reply, {}, nullptr, asked_in, nullptr, false, true};
 }
-const ActionRow kRows[] = {row("10", "1024", "OK|ByteStream=yyyyyyyyyy"),
-                           row("0", "1", "OK|ByteStream="),
-                           row("many", "1", "OK|ByteStream="),
-                           row(" +3x", "1k", "OK|ByteStream=yyy"),
-                           row("-1", "1024", "ERROR"),
-                           row("9|Bytes=", "1024", "ERROR"),
-                           row("10", "0", "ERROR"),
-                           row("10", "", "ERROR"),
-                           row("2099572", "1", kTooLarge),
-                           row("2099564", "2", kTooLarge, kExtenderA),
-                           row("2099562", "3", kTooLarge, kExtenderB),
-                           row("2147483648", "1", kTooLarge),
-                           row("99999999999999999999", "1", kTooLarge)};
+const ActionRow kRows[] = {
+    row("Bytes=10|BufferSize=1024", "OK|ByteStream=yyyyyyyyyy"),
+    row("Bytes=0|BufferSize=1", "OK|ByteStream="),
+    row("Bytes=many|BufferSize=1", "OK|ByteStream="),
+    row("BufferSize=1k|Bytes= +3x", "OK|ByteStream=yyy"),
+    row("Bytes=-1|BufferSize=1024", "ERROR"),
+    row("Bytes=9|Bytes=|BufferSize=1024", "ERROR"),
+    row("Bytes=10|BufferSize=0", "ERROR"),
+    row("Bytes=10|BufferSize=", "ERROR"),
+    row("Bytes=2099572|BufferSize=1", kTooLarge),
+    row("Bytes=2099564|BufferSize=1", kTooLarge, kExtenderA),
+    row("Bytes=2099562|BufferSize=1", kTooLarge, kExtenderB),
+    row("Bytes=99999999999999999999|BufferSize=1", kTooLarge),
+};
 const bool kAdded = add_rows(kAction, kRows);
 
 using SpeedTest = DeviceTest;

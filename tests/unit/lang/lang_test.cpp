@@ -88,34 +88,28 @@ TEST_F(Lang, LoadingAndFreeingAreReported) {
   EXPECT_EQ(translation("A"), kUnknown);
 }
 
-TEST_F(Lang, LanguageWithoutFileLeavesNoTable) {
-  for (const std::string& code : {std::string{"XX"}, std::string{}, std::string(32, 'c')}) {
+TEST_F(Lang, LeavesNoTableWhenItCannotLoadOne) {
+  const auto check = [&](const std::string& code, unsigned failed_allocation, const std::string& complaint) {
     load("A,1\n");
     device.set("Language", code);
     effects();
+    heap.fail({failed_allocation});
     EXPECT_EQ(lang_init(), 0) << code;
-    EXPECT_EQ(complaints(), "lang_init: File /web/lang/STRINGS_" + code.substr(0, 31) + ".txt open fail!\n");
-    EXPECT_EQ(translation("A"), kUnknown) << code;
-  }
-}
-
-TEST_F(Lang, WithoutMemoryThereIsNoTable) {
-  for (unsigned at = 2; at <= 3; ++at) {  // the first is the store's copy of the code
-    load("");
-    device.files[kFile] = "A,1\n";
-    effects();
-    heap.fail({at});
-    EXPECT_EQ(lang_init(), 0);
     heap.fail({});
-    EXPECT_EQ(complaints(), "lang_init: Error!! Allocate memory to multi-lang fail!\n");
-    EXPECT_EQ(translation("A") + heap.leaks(), kUnknown);
-  }
+    EXPECT_EQ(complaints(), "lang_init: " + complaint + "\n");
+    EXPECT_EQ(translation("A") + heap.leaks(), kUnknown) << code;
+  };
+  const std::string c31(31, 'c'), kNoMemory = "Error!! Allocate memory to multi-lang fail!";
+  check("XX", 0, "File /web/lang/STRINGS_XX.txt open fail!");
+  check("", 0, "File /web/lang/STRINGS_.txt open fail!");
+  check(c31 + "c", 0, "File /web/lang/STRINGS_" + c31 + ".txt open fail!");
+  check("EN", 2, kNoMemory);  // the first is the store's copy of the code
+  check("EN", 3, kNoMemory);
 }
 
 // It is opened to be measured and to be read. A line that no longer fits is left out.
 TEST_F(Lang, FileThatGrowsWhileItIsRead) {
-  const auto check = [&](const char* after, const char* tag, const char* translated,
-                         const std::string& complaint) {
+  const auto check = [&](const char* after, const std::string& a_b_c, const std::string& complaint = "") {
     load("");
     device.files[kFile] = "A,1\nB,2\n";
     effects();
@@ -125,14 +119,14 @@ TEST_F(Lang, FileThatGrowsWhileItIsRead) {
     };
     lang_init();
     EXPECT_EQ(complaints(), complaint) << after;
-    EXPECT_EQ(translation(tag), translated) << after;
+    EXPECT_EQ(translation("A") + "|" + translation("B") + "|" + translation("C"), a_b_c) << after;
     device.at_open = nullptr;
   };
-  check("A,1\nB,2\nC,3\n", "C", kUnknown, "");
-  check("A,123456\nB,\n", "A", "123456", "lang_init: Tag 'B' does not found translate string.\n");
-  check("A,12345678\nB,2\n", "A", kUnknown, lost("", 2));
-  check("A,12345678\nB,2\n", "B", "2", lost("", 2));
-  check("A,12345\nB,22\n", "B", kUnknown, lost("", 2));
+  check("A,1\nB,2\nC,3\n", "1|2|(none)");
+  check("A,123456\nB,\n", "123456|(none)|(none)", "lang_init: Tag 'B' does not found translate string.\n");
+  check("A,12345678\nB,2\n", "(none)|2|(none)", lost("", 2));
+  check("A,12345\nB,2\n", "12345|2|(none)");
+  check("A,12345\nB,22\n", "12345|(none)|(none)", lost("", 2));
 }
 
 }  // namespace kd::test::lang

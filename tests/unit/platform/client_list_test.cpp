@@ -1,23 +1,23 @@
 // The client list and GetConnectedDevices.
 #include "platform/client_list.hpp"
 
-#include "base/text.hpp"
 #include "support/action_rows.hpp"
 #include "support/radio_reports.hpp"
 
 namespace kd::test::client_list {
 
-constexpr const char *kPidFile = "/var/run/kd_client_list.pid", *kListFile = "/tmp/connected_client_list";
+constexpr const char *kPidFile = "/var/run/kd_client_list.pid", *kListFile = "/tmp/connected_client_list",
+                     *kNetbios = "/tmp/hostname_netbios_10.0.0.2", *kMdns = "/tmp/hostname_mdns_10.0.0.2";
 const std::string kMac = "02:AA:00:00:00:01";
 
-std::string repeated(unsigned count, const std::string& text, const char* separator = "") {
+std::string repeated(unsigned count, const std::string& text) {
   std::string all;
-  for (unsigned i = 0; i < count; ++i) all += (i ? separator : "") + text;
+  for (unsigned i = 0; i < count; ++i) all += text;
   return all;
 }
 
 TEST(ClientLine, HasSevenColumns) {
-  const auto x = [](unsigned count) { return repeated(count, "x"); };
+  const auto x = [](unsigned count) { return std::string(count, 'x'); };
   expect_each(
       [](const std::string& line) {
         client_entry entry{};
@@ -45,60 +45,17 @@ TEST(DeviceName, LosesControlCharactersAndTheNextOnes) {
       "caf??", "a\xFF", "a??", a253 + "\t", a253 + "??", a253 + "a\t", a253 + "a?");
 }
 
-using Clients = DeviceTest;
-
-TEST_F(Clients, LearnNames) {
-  const struct {
-    std::string listed, netbios, mdns;  // "-": no such file
-    std::string learned;
-  } rows[] = {{"twelve chars", "thirteen-char", "-", "thirteen-ch"},
-              {"long old name", "new\nsecond\n", "-", "new\n"},
-              {"phone", "-", "tele\n", "tele"},
-              {"phone", "", "tele", "phone"},
-              {"", "new", "-", ""},
-              {"x", "new", "-", ""},
-              {"phone", std::string("a\0b", 3), "-", "a"}};
-  for (const auto& row : rows) {
-    device.files.clear();
-    if (row.netbios != "-") device.files["/tmp/hostname_netbios_10.0.0.2"] = row.netbios;
-    if (row.mdns != "-") device.files["/tmp/hostname_mdns_10.0.0.2"] = row.mdns;
-    client_entry entry{};
-    copy_text(entry.network_address, "10.0.0.2");
-    copy_text(entry.device_name, row.listed);
-    learn_device_name(entry);
-    EXPECT_EQ(std::string{entry.device_name}, row.learned) << row.listed;
-  }
-  effects();
-  client_entry entry{};
-  copy_text(entry.network_address, "/../etc/passwd");
-  learn_device_name(entry);
-  EXPECT_EQ(effects(), Effects{});
-}
-
 std::string line(const std::string& name, const char* type = "Wired", const std::string& mac = kMac) {
   return "08:15\t" + mac + "\t10.0.0.2\t" + name + "\tx\t" + type + "\ttrue\n";
 }
-std::string client(const std::string& name, const std::string& port, const std::string& mac = kMac) {
-  return "ConnectedClient{ConnectTime=08:15|MacAddress=" + mac + "|DeviceName=" + name + "|PortName=" + port +
-         "|Wireless=" + (port == "LAN" ? "false" : "true") + "|Active=true}";
-}
-// What the console says of clients, and for the wireless ones what the driver is asked.
-Effects said(const std::vector<std::pair<const char*, std::string>>& clients, const std::string& mac = kMac) {
-  Effects all;
-  for (const auto& [name, port] : clients) {
-    if (port != "LAN") all.insert(all.begin(), "run iwpriv ra0 show stainfo");
-    all.push_back("console " + std::to_string(count(all, "console") + 1) + " - 08:15, " + mac + ", " + name +
-                  ", " + port + (port == "LAN" ? ", false, true\n" : ", true, true\n"));
-  }
-  return Effects{"kill 77 USR1", "sleep 2"} + all;
-}
-
 // The daemon lists these lines; the driver knows these stations.
 Device::Step lists(const std::string& lines, const std::string& stations = "", const char* channel = "6\n") {
   return in_turn({has_file(kPidFile, "77\n"), has_file(kListFile, lines), prints(kStationsCommand, stations),
                   prints("iwconfig ra0 | grep Channel | awk '{print $2}' | sed 's/Channel=//g'", channel)});
 }
-ActionRow row(const char* name, Device::Step prepare, const std::string& clients, Effects changes) {
+ActionRow row(const char* name, Device::Step prepare, Effects changes,
+              const std::string& clients =
+                  "ConnectedClient{ConnectTime=|MacAddress=|DeviceName=|PortName=|Wireless=|Active=}") {
   return {.name = name,
           .action = "GetConnectedDevices",
           .reply = "OK|ConnectedClients{" + clients + "}",
@@ -107,56 +64,80 @@ ActionRow row(const char* name, Device::Step prepare, const std::string& clients
           .reads = true,
           .may_miss = "run iwpriv ra0 show stainfo"};
 }
-const std::string kNobody =
-    "ConnectedClient{ConnectTime=|MacAddress=|DeviceName=|PortName=|Wireless=|Active=}";
-const std::string kPhone = line("phone", "Wireless"), kLowerMac = "02:aa:00:00:00:02";
+const Effects kAsked = {"kill 77 USR1", "sleep 2"};
 
 const ActionRow kRows[] = {
-    row("wired and wireless", lists(line("a", "Wireless") + line("b") + line("c", "Wireless")),
-        client("a", "unknow") + "|" + client("b", "LAN") + "|" + client("c", "unknow"),
-        said({{"a", "unknow"}, {"b", "LAN"}, {"c", "unknow"}})),
-    row("everything is encoded", lists("<t>\t<m>\t10.0.0.2\tA&B\tx\tWired\t<y>\n"),
-        "ConnectedClient{ConnectTime=&lt;t&gt;|MacAddress=&lt;m&gt;|DeviceName=A&amp;B|PortName=LAN|Wireless="
-        "false"
-        "|Active=&lt;y&gt;}",
-        said({}) + Effects{"console 1 - <t>, <m>, A&B, LAN, false, <y>\n"}),
-    row("found in any letter case",
-        lists("too\tfew\n" + line("phone", "Wireless", kLowerMac),
-              station(kMac, "CCK", "20M", "11") + "short\n" +
-                  station("02:AA:00:00:00:02", "HTMIX", "20M", "65")),
-        client("phone", "WLAN 802.11n", kLowerMac), said({{"phone", "WLAN 802.11n"}}, kLowerMac)),
-    row("5 GHz", lists(kPhone, station(kMac, "OFDM", "20M", "300"), "36"), client("phone", "WLAN 802.11a"),
-        said({{"phone", "WLAN 802.11a"}})),
-    row("no last line end", lists(kPhone.substr(0, kPhone.size() - 1)), client("phone", "unknow"),
-        said({{"phone", "unknow"}})),
-    row("a mode that nobody knows", lists(kPhone, station(kMac, "CCK", "20M", "12")),
-        client("phone", "unknow"), said({{"phone", "unknow"}})),
-    row("no address matches nothing",
-        lists(line("phone", "Wireless", ""), station(kMac, "OFDM", "20M", "54")),
-        client("phone", "unknow", ""), said({{"phone", "unknow"}}, "")),
-    row("a name that was learned, made printable",
-        in_turn({lists(line("a\1bc")), has_file("/tmp/hostname_mdns_10.0.0.2", "A\1B")}),
-        client("A??", "LAN"), said({{"a\1bc", "LAN"}})),
-    row("a line of 8000 bytes is one client", lists(repeated(8000, "x") + line("no") + line("tv")),
-        client("tv", "LAN"), said({{"tv", "LAN"}})),
-    row("40 clients", lists(repeated(40, line("tv"))), repeated(40, client("tv", "LAN"), "|"),
-        said(std::vector<std::pair<const char*, std::string>>(40, {"tv", "LAN"}))),
-    row("list that cannot be opened", in_turn({lists(""), cannot_open(kListFile)}), kNobody, said({})),
-    row("no pid file", has_file(kListFile, line("tv")), kNobody, {}),
-    row("pid below 0", in_turn({lists(""), has_file(kPidFile, "-1\n")}), kNobody, {"sleep 2"}),
-    row("no number", in_turn({lists(""), has_file(kPidFile, "rubbish")}), kNobody, {"sleep 2"}),
+    row("wired and wireless, encoded",
+        lists("<t>\t<m>\t10.0.0.3\tA&B\tx\tWired\t<y>\n" + line("phone", "Wireless"),
+              station(kMac, "OFDM", "20M", "54")),
+        kAsked + lines("run iwpriv ra0 show stainfo", "console 1 - <t>, <m>, A&B, LAN, false, <y>\n",
+                       "console 2 - 08:15, " + kMac + ", phone, WLAN 802.11g, true, true\n"),
+        "ConnectedClient{ConnectTime=&lt;t&gt;|MacAddress=&lt;m&gt;|DeviceName=A&amp;B|PortName=LAN"
+        "|Wireless=false|Active=&lt;y&gt;}|ConnectedClient{ConnectTime=08:15|MacAddress=" +
+            kMac + "|DeviceName=phone|PortName=WLAN 802.11g|Wireless=true|Active=true}"),
+    row("list that cannot be opened", in_turn({lists(line("tv")), cannot_open(kListFile)}), kAsked),
+    row("no pid file", has_file(kListFile, line("tv")), {}),
+    row("pid below 0", in_turn({lists(""), has_file(kPidFile, "-1\n")}), {"sleep 2"}),
+    row("no number", in_turn({lists(""), has_file(kPidFile, "rubbish")}), {"sleep 2"}),
     row("the list comes late",
-        in_turn({has_file(kPidFile, "77\n"), [](Device& d) { d.at(3, has_file(kListFile, "")); }}), kNobody,
-        said({}) + said({})),
+        in_turn({has_file(kPidFile, "77\n"), [](Device& d) { d.at(3, has_file(kListFile, "")); }}),
+        kAsked + kAsked),
 };
 const bool kAdded = add_rows("ConnectedDevices", kRows);
+
+using Clients = DeviceTest;
+
+TEST_F(Clients, HaveANameAndAPort) {
+  const std::string phone = line("phone", "Wireless"), lower_mac = "02:aa:00:00:00:02";
+  const std::tuple<const char*, Device::Step, std::string> rows[] = {
+      {"found in any letter case",
+       lists("too\tfew\n" + line("phone", "Wireless", lower_mac),
+             station(kMac, "CCK", "20M", "11") + "short\n" +
+                 station("02:AA:00:00:00:02", "HTMIX", "20M", "65")),
+       "phone:WLAN 802.11n "},
+      {"5 GHz", lists(phone, station(kMac, "OFDM", "20M", "300"), "36"), "phone:WLAN 802.11a "},
+      {"not in the table", lists(phone + line("tv") + phone), "phone:unknow tv:LAN phone:unknow "},
+      {"no table", in_turn({lists(phone), cannot_open(kStationsCommand)}), "phone:unknow "},
+      {"no last line end", lists("08:15\t\t\tphone\tx\tWired\ttrue"), "phone:LAN "},
+      {"a mode that nobody knows", lists(phone, station(kMac, "CCK", "20M", "12")), "phone:unknow "},
+      {"no address matches nothing", lists(line("phone", "Wireless", ""), station(kMac, "OFDM", "20M", "54")),
+       "phone:unknow "},
+      {"a line of 8000 bytes is one client", lists(std::string(8000, 'x') + line("no") + line("tv")),
+       "tv:LAN "},
+      {"40 clients", lists(repeated(40, line("tv"))), repeated(40, "tv:LAN ")},
+      {"learned, as far as it fits, made printable",
+       in_turn({lists(line("twelve chars")), has_file(kNetbios, "\1teen-character")}), "??een-chara:LAN "},
+      {"of two names", in_turn({lists(line("phone")), has_file(kNetbios, "old"), has_file(kMdns, "new")}),
+       "old:LAN "},
+      {"only the other", in_turn({lists(line("phone")), has_file(kMdns, "new\nsecond")}), "new\n:LAN "},
+      {"an empty file", in_turn({lists(line("phone")), has_file(kNetbios, ""), has_file(kMdns, "new")}),
+       "phone:LAN "},
+      {"up to a NUL", in_turn({lists(line("phone")), has_file(kMdns, {"a\0b", 3})}), "a:LAN "},
+      {"in the room of an empty name", in_turn({lists(line("")), has_file(kMdns, "new")}), ":LAN "},
+      {"in the room of one letter", in_turn({lists(line("x")), has_file(kMdns, "new")}), ":LAN "},
+      {"not elsewhere",
+       in_turn({lists("t\tm\t/../x\tphone\tx\tWired\ttrue\n"), has_file("/tmp/hostname_mdns_/../x", "no")}),
+       "phone:LAN "},
+  };
+  for (const auto& [name, prepare, clients] : rows) {
+    device.files.clear();
+    device.broken.clear();
+    prepare(device);
+    const std::string reply = ask(soap("GetConnectedDevices"));
+    std::string all;
+    for (std::string_view rest = reply; rest.find("<DeviceName>") != rest.npos; rest.remove_prefix(1)) {
+      rest.remove_prefix(rest.find("<DeviceName>"));
+      all += value_in(rest, "DeviceName") + ":" + value_in(rest, "PortName") + " ";
+    }
+    EXPECT_EQ(all, clients) << name;
+  }
+}
 
 // Six tries at first; a file that vanishes later is tried five times more.
 TEST_F(Clients, NeedAPidFile) {
   const auto tries = [this] {
     ClientList list;
     EXPECT_EQ(kd_hnap_get_client_list(list), -1);
-    EXPECT_EQ(list.head, nullptr);
     return count(effects(), "open /var/run/kd_client_list.pid r");
   };
   EXPECT_EQ(tries(), 6);

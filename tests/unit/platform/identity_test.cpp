@@ -1,6 +1,5 @@
 #include "platform/identity.hpp"
 
-#include "base/text.hpp"
 #include "support/fixture.hpp"
 
 namespace kd::test::identity {
@@ -34,38 +33,31 @@ TEST_F(Identity, TellsTheModelsApartByTheBoardId) {
   EXPECT_STREQ(value, "Ver 2");
 }
 
-TEST_F(Identity, KnowsItsType) {
-  const std::tuple<const char*, const char*, const char*, int> rows[] = {
-      {"1", "1", "1", 2}, {"2", "1", "1", 0}, {"-1", "1", "1", 0}, {"0", "1", "1", 1},
-      {"0", "0", "1", 3}, {"0", "2", "1", 3}, {"0", "0", "0", 0},  {"x", "", " 1", 3}};
-  for (const auto& [mode, convert, client, type] : rows) {
-    has_stored({{"OperationMode", mode}, {"ethConvert", convert}, {"apClient", client}})(device);
-    EXPECT_EQ(kd_get_device_type(), type) << mode << "/" << convert << "/" << client;
-  }
-}
-
 TEST(FirmwareVersion, IsSplitIntoVersionAndDate) {
   const std::string w300(300, 'w'), w127(127, 'w'), d60(60, 'd'), m60(60, 'm');
-  expect_each(
-      [](const std::string& text) {
-        VersionField version = "", date = "";
-        const int result = split_firmware_version(text.c_str(), version, date);
-        return std::to_string(result) + "/" + version + "/" + date;
-      },
-      "x, build 1, 5-Jun-2015", "0/x, build 1/2015-06-05T00:00:00", "x, build 1,dec 9, 2015",
-      "0/x, build 1/2015-12-09T00:00:00", "x, build 1,  Oct 10, 2015", "0/x, build 1/2015-10-10T00:00:00",
-      "x, build 1, 09-JAN-2015", "0/x, build 1/2015-01-009T00:00:00", "x, build 1, June 1, 2015",
-      "0/x, build 1/2015-June-01T00:00:00", "x, build 1, May 0, 2015", "0/x, build 1/2015-05-0T00:00:00",
-      "x, build 1, Jun 2015", "-1/x, build 1/Jun 2015", "x, build 1,", "-1/x, build 1/", "x, build 1", "-1//",
-      "x", "-1//", w300 + ", b, May 5, 2015", "0/" + w127 + "/2015-05-05T00:00:00", "x, b, " + w300,
-      "-1/x, b/" + w127, "x, b, " + m60 + " " + d60 + " 2015", "0/x, b/2015-" + d60 + "-" + m60 + "T");
+  const std::pair<std::string, std::string> rows[] = {
+      {"x, build 1, 5-Jun-2015", "0/x, build 1/2015-06-05T00:00:00"},
+      {"x, build 1,dec 9, 2015", "0/x, build 1/2015-12-09T00:00:00"},
+      {"x, b,  Oct 10, 2015", "0/x, b/2015-10-10T00:00:00"},
+      {"x, b, 09-JAN-2015", "0/x, b/2015-01-009T00:00:00"},
+      {"x, b, June 0, 2015", "0/x, b/2015-June-0T00:00:00"},
+      {"x, b, Jun 2015", "-1/x, b/Jun 2015"},
+      {"x, b,", "-1/x, b/"},
+      {"x, b", "-1//"},
+      {"x", "-1//"},
+      {w300 + ", b, May 1, 2015", "0/" + w127 + "/2015-05-01T00:00:00"},
+      {"x, b, " + w300, "-1/x, b/" + w127},
+      {"x, b, " + m60 + " " + d60 + " 2015", "0/x, b/2015-" + d60 + "-" + m60 + "T"}};
+  for (const auto& [text, split] : rows) {
+    VersionField version = "", date = "";
+    const int result = split_firmware_version(text.c_str(), version, date);
+    EXPECT_EQ(std::to_string(result) + "/" + version + "/" + date, split) << text;
+  }
   std::string months;
-  for (const char* name :
+  for (std::string name :
        {"jan", "FEB", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"}) {
-    char text[4];
-    copy_text(text, name);
-    EXPECT_EQ(kd_hnap_translate_month_string(text), 0);
-    months += text;
+    EXPECT_EQ(kd_hnap_translate_month_string(name.data()), 0);
+    months += name.c_str();
   }
   EXPECT_EQ(months, "010203040506070809101112");
 }

@@ -1,3 +1,4 @@
+// Commands, and the process list.
 #include "platform/shell.hpp"
 
 #include <cwchar>
@@ -5,47 +6,69 @@
 #include "base/memory.hpp"
 #include "support/fixture.hpp"
 
-namespace kd::test {
-namespace {
+namespace kd::test::shell {
 
 using Shell = DeviceTest;
 
-__attribute__((format(printf, 3, 4))) int print(HeapText& text, int limit, const char* format, ...) {
+__attribute__((format(printf, 2, 3))) std::string print(int limit, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   char unset = 0;
   char* result = &unset;
   const int length = fmtValloc(&result, limit, format, arguments);
   va_end(arguments);
-  text.reset(result);
-  return length;
+  const HeapText text{result};
+  return std::to_string(length) + (result ? std::string{" "} + result : "");
 }
 
 TEST_F(Shell, FormatsUpToTheLimit) {
-  const struct {
-    int limit;
-    const char* kept;
-  } rows[] = {{-1, nullptr}, {0, nullptr}, {1, ""}, {2, "a"}, {4, "ab7"}, {5, "ab7c"}};
-  HeapText text;
-  for (const auto& row : rows) {
-    EXPECT_EQ(print(text, row.limit, "%s%dc", "ab", 7), row.kept ? 4 : 0) << row.limit;
-    EXPECT_STREQ(text.get(), row.kept) << row.limit;
-  }
-  EXPECT_EQ(print(text, 9, "%lc", wint_t{0xD800}), 0) << "no such character";
-  EXPECT_EQ(text, nullptr);
+  expect_each([](int limit) { return print(limit, "%s%dc", "ab", 7); }, -1, "0", 0, "0", 1, "4 ", 2, "4 a", 4,
+              "4 ab7", 5, "4 ab7c");
+  EXPECT_EQ(print(9, "%lc", wint_t{0xD800}), "0") << "no such character";
 }
 
 TEST_F(Shell, RunsAnOverlongCommandAsFarAsItFits) {
   const std::string longest(4095, 'x');
+  device.statuses["echo x"] = 256;
+  EXPECT_EQ(doSystem("echo %c", 'x'), 256);
   doSystem("%s", longest.c_str());
-  EXPECT_EQ(effects(), (std::vector<std::string>{"console " + longest + "\n", "run " + longest}));
+  const Effects run = {"console " + longest + "\n", "run " + longest};
+  EXPECT_EQ(effects(), lines("console echo x\n", "run echo x") + run);
   doSystem("%sy", longest.c_str());
-  EXPECT_EQ(effects(), (std::vector<std::string>{"console doSystem: lost data, buffer overflow\n",
-                                                 "console " + longest + "\n", "run " + longest}));
+  EXPECT_EQ(effects(), lines("console doSystem: lost data, buffer overflow\n") + run);
   heap.fail({1});
   EXPECT_EQ(doSystem("%s", "rm /tmp/x"), 0);
-  EXPECT_EQ(effects(), std::vector<std::string>{});
+  EXPECT_EQ(effects(), Effects{});
 }
 
-}  // namespace
-}  // namespace kd::test
+std::string line(int pid, const std::string& user, const std::string& command) {
+  return std::to_string(pid) + " " + user + " 900 S " + command + "\n";
+}
+
+TEST_F(Shell, FindsTheFirstProcessWithThePartInItsCommand) {
+  const std::string header = "  PID USER       VSZ STAT COMMAND\n", long_word(400, 'u'),
+                    wscd = line(7, "root", "wscd");
+  const auto check = [&](const char* name, const std::string& list, int pid) {
+    device.outputs["ps"] = list;
+    EXPECT_EQ(kd_get_process_pid("wscd"), pid) << name;
+    EXPECT_FALSE(device.files.contains("/var/psInfo")) << name;
+  };
+  check("without header", wscd + line(1, "root", "init"), 7);
+  check("first of two", header + line(5, "root", "/usr/sbin/wscd2") + wscd, 5);
+  check("only the first word counts", header + line(5, "root", "sh -c wscd") + wscd, 7);
+  check("line longer than its buffer", header + line(5, long_word, "wscd") + wscd, 7);
+  check("what is cut off is no line", header + "5 " + std::string(253, 'u') + wscd, 0);
+  check("header longer than its buffer", " PID " + long_word + "\n" + wscd, 7);
+  check("name behind 63 characters", header + line(7, "root", std::string(60, '/') + "wscd"), 0);
+  check("name within 63 characters", header + line(7, "root", std::string(59, '/') + "wscd"), 7);
+  check("four fields", header + "7 root 900 wscd\n", 0);
+  check("empty line ends nothing", header + "\n" + wscd, 7);
+  check("NUL bytes", header + std::string("7 \0 root", 8) + "\n" + line(8, "root", "wscd"), 8);
+  effects();
+  EXPECT_EQ(kd_get_process_pid(nullptr) + kd_get_process_pid(""), 0);
+  device.broken.insert("/var/psInfo");
+  EXPECT_EQ(kd_get_process_pid("wscd"), -1) << "an unreadable list is not no process";
+  EXPECT_EQ(effects(), (Effects{"run ps > /var/psInfo 2>/dev/null", "open /var/psInfo r"}));
+}
+
+}  // namespace kd::test::shell

@@ -1,8 +1,6 @@
 // Finding the chosen network in the air, and pinning the radio to it.
 #include "platform/upstream_target.hpp"
 
-#include "base/text.hpp"
-#include "platform/repeater_settings.hpp"
 #include "support/fixture.hpp"
 #include "support/radio_reports.hpp"
 
@@ -44,38 +42,29 @@ using Target = DeviceTest;
 const std::string kScan = "run iwpriv ra0 get_site_survey > /tmp/scanList.txt",
                   kGone = "run rm -rf /tmp/scanList.txt";
 
-Effects pinned(const std::string& extension, const std::string& channel, const std::string& bssid) {
-  Effects all;
-  if (!extension.empty())
-    all = {"run iwpriv ra0 set HtExtcha=" + extension, "nvram set HT_EXTCHA=" + extension};
-  return all + Effects{"run echo 1 > /tmp/targetApFound", "nvram set Channel=" + channel,
-                       "nvram set ApCliBssid=" + bssid,
-                       "console Configure Channel to " + channel + " and ApCliBssid to " + bssid + "\n"};
+Effects pinned(const std::string& channel, const std::string& bssid) {
+  return {"run echo 1 > /tmp/targetApFound", "nvram set Channel=" + channel, "nvram set ApCliBssid=" + bssid,
+          "console Configure Channel to " + channel + " and ApCliBssid to " + bssid + "\n"};
 }
 
 TEST_F(Target, IsPinned) {
   const std::string first = "02:00:00:00:00:01", second = "02:00:00:00:00:02";
-  const struct {
-    const char *name, *ssid, *band;  // stored
-    std::string report;
-    Effects done;
-  } rows[] = {
-      {"no name stored", nullptr, "", scan_report({{}}), {}},
-      {"not there", "Home", "", scan_report({{.ssid = "Other"}}), {}},
-      {"the first that fits", "Home", "5",
-       scan_report({{}, {.channel = 44, .extension = "BELOW", .bssid = second}, {.channel = 48}}),
-       pinned("0", "44", second)},
-      {"an extension that nobody knows", "Home", "", scan_report({{.extension = "LEFT"}}),
-       pinned("", "6", first)},
-      {"any network", "", "", kScanHeader + std::string(5000, 'x') + "\n" + on(1), pinned("1", "1", first)},
-  };
-  for (const auto& row : rows) {
-    if (row.ssid) device.set("ApCliSsid", row.ssid);
-    device.set("HNAPConfiguredBand", row.band);
-    device.outputs[kScanCommand] = row.report;
+  const Effects above = {"run iwpriv ra0 set HtExtcha=1", "nvram set HT_EXTCHA=1"},
+                below = {"run iwpriv ra0 set HtExtcha=0", "nvram set HT_EXTCHA=0"};
+  const auto check = [&](const char* name, const std::string& report, const Effects& done) {
+    device.outputs[kScanCommand] = report;
     EXPECT_EQ(kd_update_settings_by_site_survey(), 0);
-    EXPECT_EQ(changes(), Effects{kScan} + row.done + Effects{kGone}) << row.name;
-  }
+    EXPECT_EQ(changes(), Effects{kScan} + done + Effects{kGone}) << name;
+  };
+  check("no name stored", scan_report({{}}), {});
+  has_stored({{"ApCliSsid", "Home"}, {"HNAPConfiguredBand", "5"}})(device);
+  check("not there", scan_report({{.channel = 36, .ssid = "Other"}}), {});
+  check("the first that fits",
+        scan_report({{}, {.channel = 44, .extension = "BELOW", .bssid = second}, {.channel = 48}}),
+        below + pinned("44", second));
+  has_stored({{"ApCliSsid", ""}, {"HNAPConfiguredBand", ""}})(device);
+  check("any network", kScanHeader + std::string(5000, 'x') + "\n" + on(1), above + pinned("1", first));
+  check("an extension that nobody knows", scan_report({{.extension = "LEFT"}}), pinned("6", first));
   device.outputs.clear();
   device.statuses["rm -rf /tmp/scanList.txt"] = 256;
   EXPECT_EQ(kd_update_settings_by_site_survey(), 256);
@@ -84,17 +73,6 @@ TEST_F(Target, IsPinned) {
     expected = expected + Effects{"console get scan result failed, retry " + std::string{number}, kScan};
   }
   EXPECT_EQ(changes(), expected + Effects{kGone});
-}
-
-TEST_F(Target, LeavesTheSecurityOfAnUnknownType) {
-  repeater_settings settings{};
-  settings.security_enabled = 1;
-  copy_text(settings.security_type, "WPA9");
-  kd_hnap_set_repeater_settings(settings);
-  const Effects done = changes();
-  EXPECT_EQ(Effects(done.end() - 5, done.end()),
-            (Effects{"nvram set SSID1=", "nvram set ApCliSsid=", "nvram set HNAPConfiguredBand=",
-                     "nvram set ApCliEnable=1", "nvram set WscConfigured=1"}));
 }
 
 }  // namespace kd::test::upstream_target
