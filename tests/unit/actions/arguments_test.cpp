@@ -14,12 +14,10 @@ TEST_F(Arguments, AreTakenOrRefused) {
       // what is taken; null: the action is refused
       {"in any order, text between", "\r\n\t" WORD " and\n" NAME "\n", "Den/secret"},
       {"white space is part of a text", "<DeviceName> Den\n</DeviceName>" WORD, " Den\n/secret"},
-      {"comments and instructions",
-       "<!-- x -->" NAME "<?x y?><AdminPassword>sec<!-- - -->ret</AdminPassword>", "Den/secret"},
-      {"CDATA", "<DeviceName>D<![CDATA[<&n>]]></DeviceName>" WORD, "D<&n>/secret"},
-      {"entities", "<DeviceName>A&amp;&#66;&#x43;&lt;x&gt;</DeviceName>" WORD, "A&BC<x>/secret"},
-      {"attributes, an element inside", "<DeviceName a='1' b='2'>D<b>x</b>en</DeviceName>" WORD,
-       "Den/secret"},
+      {"as XML may write it",
+       "<!-- x --><DeviceName a='1' b='2'>D<![CDATA[<&n>]]><?x y?>&amp;&#66;<b>x</b><!-- - "
+       "-->en</DeviceName>" WORD,
+       "D<&n>&Ben/secret"},
       {"the later one counts", "<DeviceName>Hall</DeviceName>" NAME WORD, "Den/secret"},
       {"an empty one does not", NAME "<DeviceName/><DeviceName></DeviceName>" WORD, "Den/secret"},
       {"what follows the last is not examined", NAME WORD "<Zone/><DeviceName>Hall</DeviceName>",

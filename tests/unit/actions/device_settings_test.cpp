@@ -78,13 +78,11 @@ const bool kSetAdded = add_rows("SetDeviceSettings", kSet);
 
 constexpr const char* kLocales = "en-us da-dk de-de ru sv-se es-es it-it fr-fr nl-nl pt-pt fr-ca pl tr ar-sa";
 ActionRow get2(const char* name, const char* language, const std::string& locale) {
-  return {name,
-          "GetDeviceSettings2",
-          "",
-          "OK|SerialNumber=AB123456789012|TimeZone=UTC|AutoAdjustDST=false|Locale=" + locale +
-              "|SupportedLocales{" + elements("", kLocales) + "}|SSL=false",
-          {},
-          in_turn({has_serial_number("AB123456789012"), has_stored({{"Language", language}})})};
+  ActionRow row{name, "GetDeviceSettings2", "",
+                "OK|SerialNumber=AB123456789012|TimeZone=UTC|AutoAdjustDST=false|Locale=" + locale +
+                    "|SupportedLocales{" + elements("", kLocales) + "}|SSL=false"};
+  row.prepare = in_turn({has_serial_number("AB123456789012"), has_stored({{"Language", language}})});
+  return row;
 }
 constexpr const char *kSet2 = "SetDeviceSettings2", *kZone = "ERROR_TIMEZONE_NOT_SUPPORTED";
 const std::string kUtc = "Username=admin|TimeZone=UTC|AutoAdjustDST=false|Locale=";

@@ -30,13 +30,11 @@ const Effects kFlashed =
 
 // The flash is written before the reply is made, and the device restarts whatever becomes of that.
 ActionRow upload(const char* name, std::string body, bool taken = false) {
-  return {.name = name,
-          .action = "FirmwareUpload",
-          .arguments = std::move(body),
-          .reply = taken ? "REBOOT" : "ERROR",
-          .changes = taken ? kFlashed : kShutDown + Effects{kMarkerGone},
-          .prepare = has_flash,
-          .acts_first = true};
+  ActionRow row{name, "FirmwareUpload", std::move(body), taken ? "REBOOT" : "ERROR"};
+  row.changes = taken ? kFlashed : kShutDown + Effects{kMarkerGone};
+  row.prepare = has_flash;
+  row.acts_first = true;
+  return row;
 }
 // The whole body of another request around it does not matter.
 std::string flawed(Flaw flaw, std::size_t columns = 76) {

@@ -21,6 +21,10 @@ std::string infos(unsigned count) {
   return addresses(count, "MACInfo{MacAddress=", "|DeviceName=}", "|");
 }
 
+const Effects kRestarted = lines(
+    "nvram commit 0", "run ifconfig ra0 down", "run ralink_init make_wireless_config rt2860",
+    "run ifconfig ra0 up", "run kill -9 `cat /var/run/wscd.pid.ra0`",
+    "run iwpriv ra0 set WscConfMode=0 1>/dev/null 2>&1", "run route delete 239.255.255.250 1>/dev/null 2>&1");
 ActionRow set(const char* name, const std::string& enabled, const char* allow, const std::string& list,
               const char* policy = nullptr, const std::string& stored = "") {
   ActionRow row{name, "SetMACFilters2",
@@ -30,13 +34,7 @@ ActionRow set(const char* name, const std::string& enabled, const char* allow, c
   if (!policy) return row;
   row.changes = {std::string{"nvram set AccessPolicy0="} + policy};
   if (*policy != '0') row.changes.push_back("nvram set AccessControlList0=" + stored);
-  row.changes = row.changes + Effects{"nvram commit 0",
-                                      "run ifconfig ra0 down",
-                                      "run ralink_init make_wireless_config rt2860",
-                                      "run ifconfig ra0 up",
-                                      "run kill -9 `cat /var/run/wscd.pid.ra0`",
-                                      "run iwpriv ra0 set WscConfMode=0 1>/dev/null 2>&1",
-                                      "run route delete 239.255.255.250 1>/dev/null 2>&1"};
+  row.changes = row.changes + kRestarted;
   return row;
 }
 ActionRow refused(const char* name, const std::string& list) {
@@ -73,12 +71,11 @@ const bool kSetAdded = add_rows("SetMacFilters", kSet);
 
 ActionRow get(const char* policy, const char* name, const std::string& list, const char* enabled,
               const char* allow, const std::string& listed) {
-  return {
-      .name = name,
-      .action = "GetMACFilters2",
-      .reply = std::string{"OK|Enabled="} + enabled + "|IsAllowList=" + allow + "|MACList{" + listed + "}",
-      .prepare = has_stored({{"AccessPolicy0", policy}, {"AccessControlList0", list}}),
-      .reads = true};
+  ActionRow row{name, "GetMACFilters2", "",
+                std::string{"OK|Enabled="} + enabled + "|IsAllowList=" + allow + "|MACList{" + listed + "}"};
+  row.prepare = has_stored({{"AccessPolicy0", policy}, {"AccessControlList0", list}});
+  row.reads = true;
+  return row;
 }
 const std::string kOne = "MACInfo{MacAddress=" + kOther + "|DeviceName=}";
 const ActionRow kGet[] = {

@@ -15,11 +15,9 @@ const Device::Step kCounters = in_turn(
             "  eth2:4294967295 4294967294 0 0 0 0 0 0 4294967297 18446744073709551615 0 0 0 0 0 0\n")});
 
 ActionRow row(const char* name, const std::string& reply, Device::Step prepare) {
-  return {.name = name,
-          .action = "GetNetworkStats",
-          .reply = reply,
-          .prepare = std::move(prepare),
-          .reads = true};
+  ActionRow row{name, "GetNetworkStats", "", reply, {}, std::move(prepare)};
+  row.reads = true;
+  return row;
 }
 const ActionRow kRows[] = {
     row("both ports, counters of 32 bits",
@@ -37,7 +35,9 @@ const ActionRow kRows[] = {
 };
 const bool kAdded = add_rows("NetworkStats", kRows);
 
-TEST(Ports, HaveNames) {
+using Ports = DeviceTest;
+
+TEST_F(Ports, HaveNames) {
   std::string letters;
   for (int mode = -1; mode < 13; ++mode) {
     const std::string_view name = wireless_port_name(mode) ? wireless_port_name(mode) : "WLAN 802.11-";
@@ -47,6 +47,7 @@ TEST(Ports, HaveNames) {
   EXPECT_EQ(letters, "-gba-g-nnnnnn-");
   IfStatistics record{};
   EXPECT_EQ(kd_hnap_get_if_statistics("br0", false, record), -1);
+  EXPECT_EQ(kd_hnap_get_if_statistics("ra0", true, record), 0);
 }
 
 }  // namespace kd::test::network_stats

@@ -45,12 +45,9 @@ const Effects kWpa2 = wpa("1", "WPA2PSK", "WPA2PSK", "AES", "AES", "12345678");
 
 ActionRow set(const char* name, const std::string& arguments, const Effects& security,
               const std::string& ssid = "Den", const char* action = kSet1, const char* band = "") {
-  return {.name = name,
-          .action = action,
-          .arguments = arguments,
-          .reply = "REBOOT",
-          .changes = stored(ssid, security, band),
-          .reloads = true};
+  ActionRow row{name, action, arguments, "REBOOT", stored(ssid, security, band)};
+  row.reloads = true;
+  return row;
 }
 ActionRow refused(const char* name, const std::string& arguments, const char* error = "ERROR",
                   const char* action = kSet1) {
@@ -60,6 +57,14 @@ std::string in_band(const std::string& band, const char* type = "WPA2-PSK") {
   return choice(type, "AES", "12345678") + band;
 }
 
+const std::string kCapabilities =
+    "OK|SupportedNetworkType{string=INFRASTRUCTURE}|SupportedSecurity{"
+    "SecurityInfo{SecurityType=WEP-OPEN|Encryptions{string=WEP-64|string=WEP-128}}|"
+    "SecurityInfo{SecurityType=WEP-SHARED|Encryptions{string=WEP-64|string=WEP-128}}|"
+    "SecurityInfo{SecurityType=WEP-AUTO|Encryptions{string=WEP-64|string=WEP-128}}|"
+    "SecurityInfo{SecurityType=WPA-PSK|Encryptions{string=TKIP}}|"
+    "SecurityInfo{SecurityType=WPA2-PSK|Encryptions{string=AES}}|"
+    "SecurityInfo{SecurityType=WPA-AUTO-PSK|Encryptions{string=TKIPORAES}}}";
 const ActionRow kSet[] = {
     set("WPA2", choice("WPA2-PSK", "AES", "12345678"), kWpa2),
     set("WPA", choice("WPA-PSK", "TKIP", k63), wpa("0", "WPAPSK", "WPAPSK", "TKIP", "TKIP", k63)),
@@ -98,19 +103,7 @@ const ActionRow kSet[] = {
     refused("empty band", in_band("|Band="), "ERROR", kSet2),
     refused("no band", in_band(""), "ERROR", kSet2),
     refused("a bad band hides a bad type", in_band("|Band=5", "WPA9"), "ERROR", kSet2),
-    {"all of them",
-     "GetWirelessClientCapabilities",
-     "",
-     "OK|SupportedNetworkType{string=INFRASTRUCTURE}|SupportedSecurity{"
-     "SecurityInfo{SecurityType=WEP-OPEN|Encryptions{string=WEP-64|string=WEP-128}}|"
-     "SecurityInfo{SecurityType=WEP-SHARED|Encryptions{string=WEP-64|string=WEP-128}}|"
-     "SecurityInfo{SecurityType=WEP-AUTO|Encryptions{string=WEP-64|string=WEP-128}}|"
-     "SecurityInfo{SecurityType=WPA-PSK|Encryptions{string=TKIP}}|"
-     "SecurityInfo{SecurityType=WPA2-PSK|Encryptions{string=AES}}|"
-     "SecurityInfo{SecurityType=WPA-AUTO-PSK|Encryptions{string=TKIPORAES}}}",
-     {},
-     nullptr,
-     kExtenderA},
+    {"all of them", "GetWirelessClientCapabilities", "", kCapabilities, {}, nullptr, kExtenderA},
 };
 const bool kSetAdded = add_rows("SetWirelessClientSettings", kSet);
 
@@ -125,13 +118,10 @@ Device::Step wep_key(const std::string& index, const std::string& key, const cha
 ActionRow get(const char* name, Device::Step prepare, const std::string& type, const std::string& encryption,
               const std::string& key, const std::string& ssid = "Den", const char* enabled = "true",
               const char* connected = "false") {
-  return {name,
-          "GetWirelessClientSettings",
-          "",
-          "OK|SSID=" + ssid + "|NetworkType=INFRASTRUCTURE|SecurityEnabled=" + enabled + "|SecurityType=" +
-              type + "|Encryption=" + encryption + "|Key=" + key + "|Connected=" + connected,
-          {},
-          std::move(prepare)};
+  const std::string reply = "OK|SSID=" + ssid + "|NetworkType=INFRASTRUCTURE|SecurityEnabled=" + enabled +
+                            "|SecurityType=" + type + "|Encryption=" + encryption + "|Key=" + key +
+                            "|Connected=" + connected;
+  return {name, "GetWirelessClientSettings", "", reply, {}, std::move(prepare)};
 }
 // The device's own repeater mode, and a driver that answers; besides, something that stands in the way.
 ActionRow open(const char* name, Device::Step more, const char* is_connected) {

@@ -18,72 +18,62 @@ void is_access_point(Device& device) {
   device.files["/var/wps_status"] = "3\n";
 }
 ActionRow row(const char* name, const char* action, const std::string& arguments, const std::string& reply,
-              Effects changes, Device::Step prepare) {
-  return {.name = name,
-          .action = action,
-          .arguments = arguments,
-          .reply = reply,
-          .changes = std::move(changes),
-          .prepare = in_turn({is_access_point, std::move(prepare)}),
-          .answered_in = kExtenderA,
-          .reads = true};
+              Effects changes = {}, Device::Step prepare = has_stored({})) {
+  ActionRow row{
+      name, action, arguments, reply, std::move(changes), in_turn({is_access_point, std::move(prepare)})};
+  row.answered_in = kExtenderA;
+  row.reads = true;
+  return row;
 }
-ActionRow refused(const char* name, const std::string& arguments) {
-  return row(name, "StartWPS", arguments, "ERROR", {}, has_stored({}));
+ActionRow start(const char* name, const std::string& arguments, Effects changes,
+                Device::Step prepare = has_stored({})) {
+  return row(name, "StartWPS", arguments + "|BSSID=", "OK", std::move(changes), std::move(prepare));
 }
-ActionRow by_button(const char* name, Effects changes, Device::Step prepare = has_stored({})) {
-  return row(name, "StartWPS", "Method=PBC|PIN=x|BSSID=", "OK", std::move(changes), std::move(prepare));
-}
-ActionRow by_pin(const char* name, const std::string& pin) {
-  return row(name, "StartWPS", "Method=PIN|PIN=" + pin + "|BSSID=", "OK",
-             {"write /var/run_wps_pin " + pin, "kill 77 USR2"}, has_stored({}));
-}
-ActionRow status(const char* name, const std::string& text, Device::Step prepare = has_stored({})) {
-  return row(name, "GetWPSStatus", "", "OK|Status=" + text, {}, std::move(prepare));
+Device::Step has_status(const std::string& status) {
+  return has_file("/var/wps_status", status);
 }
 
 const Effects kSignal = {"kill 77 USR2"};
+constexpr const char *kPin = "Method=PIN|PIN=12345670", *kButton = "Method=PBC|PIN=x";
 const ActionRow kRows[] = {
-    by_pin("by PIN", "12345670"),
-    by_pin("checksum over all weights", "99999995"),
-    by_pin("PIN of 10 digits counts from its end", "3212345670"),
-    by_pin("letters behind eight digits", "12345670kd"),
-    by_button("by button", kSignal),
-    by_button("not on an extender", {}, has_stored({{"apClient", "1"}})),
-    by_button("not on a bridge", {}, has_stored({{"ethConvert", "1"}})),
-    by_button("a mode without a name", kSignal, has_stored({{"apClient", "1"}, {"ethConvert", "1"}})),
-    by_button("another operation mode", kSignal, has_stored({{"OperationMode", "1"}, {"apClient", "1"}})),
-    by_button("waits until it is no longer idle", kSignal + Effects{"sleep 1", "sleep 1"},
-              in_turn({has_file("/var/wps_status", "1"),
-                       [](Device& d) { d.at(2, has_file("/var/wps_status", "3")); }})),
-    by_button("looks five times", kSignal + Effects(4, "sleep 1"), has_no_file("/var/wps_progress")),
-    by_button("no control process", {}, has_no_file("/var/run/wpsctl.pid")),
-    by_button("never to process 0 or to a group", {}, has_file("/var/run/wpsctl.pid", "-1\n")),
-    refused("no method", "Method=|PIN=12345670|BSSID="),
-    refused("unknown method", "Method=pbc|PIN=|BSSID="),
-    refused("PIN of 7 digits", "Method=PIN|PIN=1234567|BSSID="),
-    refused("letter in the PIN", "Method=PIN|PIN=0000000x|BSSID="),
-    refused("full stop in the PIN", "Method=PIN|PIN=0000000.|BSSID="),
-    refused("wrong checksum", "Method=PIN|PIN=12345671|BSSID="),
-    refused("PIN of 20 digits is 4294967295", "Method=PIN|PIN=12345670123456701234|BSSID="),
-    refused("BSSID", "Method=PBC|PIN=|BSSID=00:11:22:33:44:55"),
+    start("by PIN", kPin, lines("write /var/run_wps_pin 12345670") + kSignal),
+    start("the last eight of 10 digits count", "Method=PIN|PIN=3212345670kd",
+          lines("write /var/run_wps_pin 3212345670kd") + kSignal),
+    start("by button", kButton, kSignal),
+    start("not on an extender", kPin, {}, has_stored({{"apClient", "1"}})),
+    start("not on a bridge", kPin, {}, has_stored({{"ethConvert", "1"}})),
+    start("a mode without a name", kButton, kSignal, has_stored({{"apClient", "1"}, {"ethConvert", "1"}})),
+    start("another operation mode", kButton, kSignal,
+          has_stored({{"OperationMode", "1"}, {"apClient", "1"}})),
+    start("waits until it is no longer idle", kButton, kSignal + Effects{"sleep 1", "sleep 1"},
+          in_turn({has_status("1"), [](Device& d) { d.at(2, has_status("3")); }})),
+    start("looks five times", kButton, kSignal + Effects(4, "sleep 1"), has_no_file("/var/wps_progress")),
+    start("no control process", kButton, {}, has_no_file("/var/run/wpsctl.pid")),
+    start("never to process 0 or to a group", kButton, {}, has_file("/var/run/wpsctl.pid", "-1\n")),
+    row("no method", "StartWPS", "Method=|PIN=12345670|BSSID=", "ERROR"),
+    row("unknown method", "StartWPS", "Method=pbc|PIN=|BSSID=", "ERROR"),
+    row("PIN of 7 digits", "StartWPS", "Method=PIN|PIN=1234567|BSSID=", "ERROR"),
+    row("letter in the PIN", "StartWPS", "Method=PIN|PIN=0000000x|BSSID=", "ERROR"),
+    row("full stop in the PIN", "StartWPS", "Method=PIN|PIN=0000000.|BSSID=", "ERROR"),
+    row("wrong checksum", "StartWPS", "Method=PIN|PIN=12345671|BSSID=", "ERROR"),
+    row("PIN of 4294967295", "StartWPS", "Method=PIN|PIN=12345670123456701234|BSSID=", "ERROR"),
+    row("BSSID", "StartWPS", "Method=PBC|PIN=|BSSID=00:11:22:33:44:55", "ERROR"),
     row("cleans up", "StopWPS", "", "OK",
         {"kill 77 TERM", "run wpsctl &", "sleep 1", "run rm -f /var/wps_*", "run rm -f /var/run_wps_pin",
-         "run rm -f /var/gui_wps_waiting"},
-        has_stored({})),
-    status("a session", "SEARCHING"),
-    status("no session", "IDLE", has_no_file("/var/wps_progress")),
-    status("no status", "IDLE", has_no_file("/var/wps_status")),
-    status("nothing to tell", "", has_file("/var/wps_status", "2")),
-    status("the wrong PIN", "ERROR_INVALID_PIN",
-           in_turn({has_file("/var/wps_status", "2"), has_file("/var/run_wps_pin", "1")})),
-    status("what came before counts", "ERROR_SESSION_TIMEOUT",
-           in_turn({has_file("/var/wps_status", "2"), has_file("/var/wps_last_status", "4"),
-                    has_file("/var/wps_progress", "21")})),
-    status("the first 128 bytes of a file", "SEARCHING",
-           has_file("/var/wps_status", std::string(126, ' ') + "350")),
-    status("progress that cannot be opened", "SEARCHING",
-           in_turn({has_file("/var/wps_progress", "100"), cannot_open("/var/wps_progress")})),
+         "run rm -f /var/gui_wps_waiting"}),
+    row("a session", "GetWPSStatus", "", "OK|Status=SEARCHING"),
+    row("no session", "GetWPSStatus", "", "OK|Status=IDLE", {}, has_no_file("/var/wps_progress")),
+    row("no status", "GetWPSStatus", "", "OK|Status=IDLE", {}, has_no_file("/var/wps_status")),
+    row("nothing to tell", "GetWPSStatus", "", "OK|Status=", {}, has_status("2")),
+    row("the wrong PIN", "GetWPSStatus", "", "OK|Status=ERROR_INVALID_PIN", {},
+        in_turn({has_status("2"), has_file("/var/run_wps_pin", "1")})),
+    row("what came before counts", "GetWPSStatus", "", "OK|Status=ERROR_SESSION_TIMEOUT", {},
+        in_turn(
+            {has_status("2"), has_file("/var/wps_last_status", "4"), has_file("/var/wps_progress", "21")})),
+    row("the first 128 bytes of a file", "GetWPSStatus", "", "OK|Status=SEARCHING", {},
+        has_status(std::string(126, ' ') + "350")),
+    row("progress that cannot be opened", "GetWPSStatus", "", "OK|Status=SEARCHING", {},
+        in_turn({has_file("/var/wps_progress", "100"), cannot_open("/var/wps_progress")})),
 };
 const bool kAdded = add_rows("Wps", kRows);
 
@@ -104,12 +94,12 @@ TEST(WpsStatus, HasItsText) {
             "34 CONNECTED, 35 SEARCHING, 36 REGISTERING, 39 CONNECTING, 40 IDLE, 257 ERROR_SESSION_OVERLOAP, "
             "258 (nothing), 259 ERROR_SESSION_TIMEOUT, 265 ERROR_SESSION_OVERLOAP, 266 IDLE, ");
   constexpr const char *kTime = "ERROR_SESSION_TIMEOUT", *kWalk = "ERROR_WALK_TIMEOUT",
-                       *kPin = "ERROR_INVALID_PIN";
+                       *kWrong = "ERROR_INVALID_PIN";
   const std::tuple<int, int, int, const char*> rows[] = {
-      {3, 0, 100, kWalk}, {35, 0, 100, kWalk}, {258, 4, 100, kWalk},      {2, 0, 100, kWalk},
-      {2, 4, 21, kTime},  {2, 4, 20, kPin},    {2, 3, 21, kPin},          {2, 30, 21, kTime},
-      {2, 31, 21, kPin},  {2, 35, 21, kPin},   {2, 36, 21, kTime},        {2, 38, 100, kTime},
-      {2, 39, 21, kPin},  {31, 0, 100, kTime}, {39, 0, 100, "CONNECTING"}};
+      {3, 0, 100, kWalk},  {35, 0, 100, kWalk}, {258, 4, 100, kWalk},      {2, 0, 100, kWalk},
+      {2, 4, 21, kTime},   {2, 4, 20, kWrong},  {2, 3, 21, kWrong},        {2, 30, 21, kTime},
+      {2, 31, 21, kWrong}, {2, 35, 21, kWrong}, {2, 36, 21, kTime},        {2, 38, 100, kTime},
+      {2, 39, 21, kWrong}, {31, 0, 100, kTime}, {39, 0, 100, "CONNECTING"}};
   for (const auto& [status, before, progress, text] : rows) {
     EXPECT_EQ(text_of(status, before, progress), text)
         << status << " behind " << before << " at " << progress;

@@ -22,7 +22,7 @@ TEST_F(Identity, TellsTheModelsApartByTheBoardId) {
       },
       "027215", "NX410W" + second, "027215\n", "NX220" + second, "\n \n027215\n", "NX220" + second,
       "027215 b", "NX220" + second, "0272150123456789", "NX220" + first, blanks + "027215", "NX220" + second,
-      "", "NX220" + first);
+      "", "NX220" + first, "0\n027215", "NX220" + first);
   effects();
   device.broken.insert("cat /var/boardid");
   ConfigValue value = "untouched";
@@ -64,7 +64,8 @@ TEST(FirmwareVersion, IsSplitIntoVersionAndDate) {
 
 TEST_F(Identity, ReadsTheSerialNumber) {
   has_serial_number("SN-12345678901")(device);
-  char serial[kSerialNumberSize] = "";
+  char serial[kSerialNumberSize];
+  std::fill(std::begin(serial), std::end(serial), 'x');
   EXPECT_EQ(kd_hnap_get_serial_number(serial), 0);
   EXPECT_STREQ(serial, "SN-12345678901");
   Effects expected = {"ioctl 0x8be7 ra0"};
