@@ -86,17 +86,14 @@ ActionRow get2(const char* name, const char* language, const std::string& locale
 }
 constexpr const char *kSet2 = "SetDeviceSettings2", *kZone = "ERROR_TIMEZONE_NOT_SUPPORTED";
 const std::string kUtc = "Username=admin|TimeZone=UTC|AutoAdjustDST=false|Locale=";
+const Effects kLoaded = lines("nvram set Language=CA", "nvram commit 0",
+                              "console lang_free: Don't need release multi-lang mapping again.\n",
+                              "console lang_init: Initial multi-language success! Current language is CA.\n");
+const Device::Step kFrench = has_file("/web/lang/STRINGS_CA.txt", "Save,Enregistrer\n");
 const ActionRow kSecond[] = {
     get2("a language", "SA", "ar-sa"),
     get2("unknown language", "XX", "en-us"),
-    {"loads the language",
-     kSet2,
-     kUtc + "fr-ca|SSL=false",
-     "OK",
-     {"nvram set Language=CA", "nvram commit 0",
-      "console lang_free: Don't need release multi-lang mapping again.\n",
-      "console lang_init: Initial multi-language success! Current language is CA.\n"},
-     has_file("/web/lang/STRINGS_CA.txt", "Save,Enregistrer\n")},
+    {"loads the language", kSet2, kUtc + "fr-ca|SSL=false", "OK", kLoaded, kFrench},
     {"another user", kSet2, "Username=Admin|TimeZone=CET|AutoAdjustDST=true|Locale=en-gb|SSL=true",
      "ERROR_USERNAME_NOT_SUPPORTED"},
     {"another time zone", kSet2, "Username=admin|TimeZone=utc|AutoAdjustDST=true|Locale=en-gb|SSL=true",

@@ -44,7 +44,10 @@ std::string settings(const std::string& model) {
   return "OK|VendorName=Corvane LLC|ModelName=" + model +
          "|FirmwareDate=2014-04-19T00:00:00|UpdateMethods{string=HNAP_UPLOAD}";
 }
-const std::string kOther = mkfirmware::make_image("x", {"", 0x027216, Flaw::none});
+const std::string kFirst = settings("NX220|ModelRevision=Ver 2|FirmwareVersion=3.1.07, build 2"),
+                  kSecond = settings("NX410W|ModelRevision=ver 1|FirmwareVersion=1.4.02, build 2"),
+                  kOther = mkfirmware::make_image("x", {"", 0x027216, Flaw::none});
+const Device::Step kTooLarge = in_turn({has_flash, has_file("/tmp/request_size_too_long", "1\n")});
 const ActionRow kRows[] = {
     upload("in one line", flawed(Flaw::none, 0), true),
     upload("in lines of odd length", flawed(Flaw::none, 77), true),
@@ -56,20 +59,9 @@ const ActionRow kRows[] = {
     upload("no base64", flawed(Flaw::rubbish_text)),
     upload("a NUL half-way", flawed(Flaw::cut_text)),
     upload("an image for another board", mkfirmware::make_upload(kOther, 76, Flaw::none)),
-    {"too large to be read",
-     "FirmwareUpload",
-     flawed(Flaw::none),
-     "ERROR",
-     {kMarkerGone},
-     in_turn({has_flash, has_file("/tmp/request_size_too_long", "1\n")})},
-    {"first model", "GetFirmwareSettings", "",
-     settings("NX220|ModelRevision=Ver 2|FirmwareVersion=3.1.07, build 2")},
-    {"second model",
-     "GetFirmwareSettings",
-     "",
-     settings("NX410W|ModelRevision=ver 1|FirmwareVersion=1.4.02, build 2"),
-     {},
-     has_file("/var/boardid", "027215")},
+    {"too large to be read", "FirmwareUpload", flawed(Flaw::none), "ERROR", {kMarkerGone}, kTooLarge},
+    {"first model", "GetFirmwareSettings", "", kFirst},
+    {"second model", "GetFirmwareSettings", "", kSecond, {}, has_file("/var/boardid", "027215")},
 };
 const bool kAdded = add_rows("FirmwareActions", kRows);
 

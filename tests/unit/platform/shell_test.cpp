@@ -25,6 +25,9 @@ TEST_F(Shell, FormatsUpToTheLimit) {
   expect_each([](int limit) { return print(limit, "%s%dc", "ab", 7); }, -1, "0", 0, "0", 1, "4 ", 2, "4 a", 4,
               "4 ab7", 5, "4 ab7c");
   EXPECT_EQ(print(9, "%s", ""), "0 ") << "an empty text is one";
+  heap.fail({1});
+  EXPECT_EQ(print(9, "%s", "ab"), "0") << "no memory";
+  heap.fail({});
   EXPECT_EQ(print(9, "%lc", wint_t{0xD800}), "0") << "no such character";
 }
 
