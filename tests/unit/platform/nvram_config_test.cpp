@@ -21,11 +21,8 @@ TEST_F(Config, BoundsTheValuesThatItReads) {
     EXPECT_EQ((std::string{value, sizeof value}), read + std::string(sizeof value - read.size(), '\0'));
   }
   EXPECT_EQ(heap.given_up(), 1U);
-  const std::pair<std::string, int> numbers[] = {{" 12th", 12}, {"", 0}, {"1" + longest + "0", 0}};
-  for (const auto& [text, number] : numbers) {
-    device.set("Number", text);
-    EXPECT_EQ(nvram_number("Number"), number) << text;
-  }
+  has_stored({{"Number", " 12th"}, {"Long", "1" + longest + "0"}})(device);
+  expect_each(nvram_number, "Number", 12, "Long", 0, "None", 0);
 }
 
 TEST_F(Config, SetsOnlyNameAndPassword) {
