@@ -7,7 +7,6 @@
 #include "base/text.hpp"
 #include "lang/lang.hpp"
 #include "radio/reports.hpp"
-#include "targets.hpp"
 
 namespace kd::fuzz {
 namespace {

@@ -1,8 +1,9 @@
-// The extender that a fuzz target asks, and what has to hold however hostile the input was. Whatever does not
-// hold ends the process, which is what a fuzzer looks for.
+// The fuzz targets, the extender that they ask, and what has to hold however hostile the input was. Whatever
+// does not hold ends the process, which is what a fuzzer looks for.
 #pragma once
 
 #include <optional>
+#include <span>
 
 #include "support/server.hpp"
 #include "support/setups.hpp"
@@ -34,5 +35,18 @@ class Extender {
  private:
   std::optional<test::Server> server_;  // from the first request on
 };
+
+// A kind of untrusted input: a row in targets.cpp, and seeds/<name>/ with seeds named after what they hold.
+struct Target {
+  const char* name;
+  // What of the device the input takes the place of, part by part: a file, or what a command prints. A part
+  // ends with a line "--".
+  std::vector<const char*> places;
+  void (*run)(Extender& extender, std::string_view input);
+};
+std::span<const Target> targets();
+
+// Ends the process when the target does not keep its promises.
+void run(const Target& target, std::string_view input);
 
 }  // namespace kd::fuzz

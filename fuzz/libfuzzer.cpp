@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "targets.hpp"
+#include "harness.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const auto target =

@@ -8,7 +8,7 @@
 #include <iterator>
 #include <string>
 
-#include "targets.hpp"
+#include "harness.hpp"
 
 namespace kd::fuzz {
 namespace {

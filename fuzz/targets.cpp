@@ -1,4 +1,4 @@
-#include "targets.hpp"
+#include "harness.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -7,7 +7,6 @@
 #include "common/faults.hpp"
 #include "firmware/crc32.hpp"
 #include "firmware/upgrade.hpp"
-#include "harness.hpp"
 #include "lang/lang.hpp"
 #include "launcher/exchange.hpp"
 #include "mkfirmware/image_maker.hpp"

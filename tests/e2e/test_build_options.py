@@ -4,7 +4,7 @@ import re
 
 import pytest
 
-from virtual_extender import EXTENDER_A, EXTENDER_B, VENDOR, Device, network, value, wait_until
+from virtual_extender import EXTENDER_A, EXTENDER_B, VENDOR, Device, value, wait_until
 
 LOGGED = "request action from hnap client:IsDeviceReady"
 WPS = {"StartWPS", "StopWPS", "GetWPSStatus"}
@@ -34,29 +34,6 @@ def test_actions_listed_and_served(device, vendor_device):
     # Its name begins like one that is served: it is that action, with an unknown element.
     refused = device.post("SetWirelessClientSettings2", "<Band>5GHz</Band>")
     assert value(refused, "SetWirelessClientSettingsResult") == "ERROR"
-
-
-def test_each_reaches_the_device(vendor_device):
-    """One action of each kind with the device's own programs behind it."""
-    device = vendor_device
-    arguments = "<Method>PIN</Method><PIN>12345670</PIN><BSSID></BSSID>"
-    assert value(device.post("StartWPS", arguments, namespace=EXTENDER_A), "StartWPSResult") == "OK"
-
-    filters = (
-        "<Enabled>true</Enabled><IsAllowList>false</IsAllowList><MACList><MACInfo>"
-        "<MacAddress>00:23:45:67:89:AB</MacAddress><DeviceName>Phone</DeviceName></MACInfo></MACList>"
-    )
-    wps_daemon = lambda: device.run("cat", "/var/run/wscd.pid.ra0")
-    before = wps_daemon()
-    assert value(device.post("SetMACFilters2", filters), "SetMACFilters2Result") == "OK"
-    assert wait_until(lambda: wps_daemon() != before), "it starts anew"
-    assert value(device.post("GetMACFilters2"), "MacAddress") == "00:23:45:67:89:AB"
-
-    assert set(re.findall("<Band>(.*)</Band>", device.post("GetWirelessNetworks2").text)) == {"2.4GHz", "5GHz"}
-    choice = network("Home Network", "correct horse") + "<Band>2.4GHz</Band>"
-    assert value(device.post("SetWirelessClientSettings2", choice), "SetWirelessClientSettings2Result") == "REBOOT"
-    # The reload at the connection's end commits it.
-    assert wait_until(lambda: device.stored("HNAPConfiguredBand") == "2.4")
 
 
 def test_debug_log(device, vendor_device):

@@ -1,16 +1,179 @@
-// A commit of the store: killed and failed at every one of its calls, and beside other writers.
+// The hosts' store: what a section's file may hold, byte for byte the same on every processor, and commits
+// that are killed, failed at every one of their calls, and beside other writers.
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <map>
+#include <sstream>
 
 #include "calls.hpp"
+#include "nvram.h"
 #include "nvram_tools.hpp"
-#include "scratch_store.hpp"
+#include "section_file.hpp"
+#include "section_text.hpp"
 
 namespace kd::test {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::literals;
+
+struct Text {
+  const char* name;
+  std::string text;    // between the first line and the last
+  std::string values;  // "key=value" each, with "|" between them; "line N" of a damaged text
+};
+
+std::string values_in(const std::string& text) {
+  store::Table table;
+  const store::ParseResult result = store::parse(text, table);
+  if (result.status != store::ParseStatus::ok) return "line " + std::to_string(result.line);
+  std::string values;
+  for (const store::Entry& entry : table) {
+    values += (values.empty() ? "" : "|") + std::string(entry.key) + "=" + entry.value;
+  }
+  return values;
+}
+
+const Text kTexts[] = {
+    {"nothing", "", ""},
+    {"sorted by byte", "b=2\n\xC3\xA4=3\nB=1\n", "B=1|b=2|\xC3\xA4=3"},
+    {"everything behind the first =", "k= a=b \n", "k= a=b "},
+    {"empty value", "k=\n", "k="},
+    {"empty key", "=v\n", "=v"},
+    {"a key twice", "k=1\nk=22\n", "k=22"},
+    {"comments and blank lines", "# k=1\n\nk=2\n", "k=2"},
+    {"escapes", R"(k=\\\n\r\t)"s + "\n", "k=\\\n\r\t"},
+    {"hexadecimal", R"(k=\x01\x9a\xBf\xF0)"s + "\n", "k=\x01\x9A\xBF\xF0"},
+    {"an escaped key", "\\x23a\\x3Db=v\n", "#a=b=v"},
+    {"an escaped NUL", "k=\\x00\n", "line 2"},
+    {"a NUL", "k=a\0b\n"s, "line 2"},
+    {"an unknown escape", "a=1\nk=\\q\n", "line 3"},
+    {"a cut escape", "k=\\\n", "line 2"},
+    {"a cut number", "k=\\x1\n", "line 2"},
+    {"a wrong escape in a key", "\\k=1\n", "line 2"},
+    {"no =", "key\n", "line 2"},
+    {"two ends", "end\n", "line 3"},
+};
+
+TEST(StoreText, Values) {
+  for (const Text& row : kTexts) {
+    EXPECT_EQ(values_in("nvram 1\n" + row.text + "end\n"), row.values) << row.name;
+  }
+  for (const char neighbour : "/:@G`g"s) {  // of the digits
+    EXPECT_EQ(values_in("nvram 1\nk=\\x1"s + neighbour + "\nend\n"), "line 2") << neighbour;
+  }
+  EXPECT_EQ(values_in(""), "line 1");
+  EXPECT_EQ(values_in("nvram 2\nend\n"), "line 1");
+  EXPECT_EQ(values_in("nvram 1\nk=v\n"), "line 3");
+  EXPECT_EQ(values_in("nvram 1\nk=v\nend"), "line 3");
+}
+
+TEST(StoreText, IsWrittenTheSameEverywhere) {
+  store::Table table;
+  ASSERT_TRUE(table.set("b#", "\\\n\r\t\x01\x0F\x1F \x7E\x7F\xC3\xA4#="));
+  ASSERT_TRUE(table.set("#a=", ""));
+  std::size_t size = 0;
+  const store::OwnedText text = store::write(table, size);
+  EXPECT_EQ(std::string(text.get(), size),
+            "nvram 1\n\\x23a\\x3D=\nb#=\\\\\\n\\r\\t\\x01\\x0F\\x1F ~\\x7F\xC3\xA4#=\nend\n");
+  EXPECT_EQ(text.get()[size], '\0');
+}
+
+// With a directory of the test's own, named to the library while it lives.
+class Store : public testing::Test {
+ protected:
+  Store() {
+    // In memory where that exists: thousands of commits wait for the disk thousands of times.
+    std::string name = (access("/dev/shm", W_OK) == 0 ? "/dev/shm/" : testing::TempDir()) + "kd-store-XXXXXX";
+    EXPECT_NE(mkdtemp(name.data()), nullptr);
+    directory = name;
+    setenv("NVRAM_DIR", name.c_str(), 1);
+  }
+  ~Store() override {
+    nvram_close(0);
+    unsetenv("NVRAM_DIR");
+    fs::remove_all(directory);
+  }
+  std::string content() const {
+    std::ostringstream text;
+    text << std::ifstream(file(), std::ios::binary).rdbuf();
+    return text.str();
+  }
+  // An empty text stands for no file.
+  void put(const std::string& text) const {
+    fs::remove(file());
+    if (!text.empty()) std::ofstream(file(), std::ios::binary) << text;
+  }
+  fs::path file() const { return directory / "2860.nvram"; }
+  fs::path left_over() const { return directory / "2860.nvram.new"; }
+
+  fs::path directory;
+};
+
+// A value as the library gives it out.
+std::string value_of(const std::string& key) {
+  char* value = nvram_bufget(0, key.c_str());
+  const std::string text = value ? value : "(none)";
+  std::free(value);
+  return text;
+}
+
+TEST_F(Store, WhatIsNoFileIsRefused) {
+  const auto read = [] {
+    store::Table table;
+    return store::read_section(store::directory(), 0, table);
+  };
+  EXPECT_EQ(read(), store::ReadStatus::ok);
+  put("nvram 1\nend");
+  EXPECT_EQ(read(), store::ReadStatus::damaged);
+  put("nvram 1\n#" + std::string(16 * 1024 * 1024, 'x') + "\nend\n");
+  EXPECT_EQ(read(), store::ReadStatus::damaged);
+  put("");
+  ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
+  EXPECT_EQ(read(), store::ReadStatus::damaged);
+  put("");
+  fs::create_directory(file());
+  EXPECT_EQ(read(), store::ReadStatus::damaged);
+  setenv("NVRAM_DIR", std::string(4100, 'd').c_str(), 1);
+  EXPECT_EQ(read(), store::ReadStatus::failed);
+  setenv("NVRAM_DIR", "", 1);
+  EXPECT_STREQ(store::directory(), "/etc/nvram");
+}
+
+TEST_F(Store, IsUsedOnlyWhenOpen) {
+  for (const int section : {-1, 2}) {
+    EXPECT_EQ(nvram_init(section), -1);
+    EXPECT_EQ(nvram_bufset(section, "k", "v"), -1);
+    EXPECT_EQ(nvram_commit(section), -1);
+    nvram_close(section);
+  }
+  EXPECT_EQ(nvram_bufset(1, "k", "v"), -1);
+  std::ofstream(directory / "second.nvram") << "damaged";
+  EXPECT_EQ(nvram_init(1), -1);
+  EXPECT_EQ(nvram_bufset(1, "k", "v"), -1) << "never read: nothing to go on with";
+  put("nvram 1\nk=known\nend\n");
+  EXPECT_EQ(nvram_init(0), 0);
+  EXPECT_EQ(nvram_bufset(0, nullptr, "v"), -1);
+  EXPECT_EQ(nvram_bufset(0, "k", nullptr), -1);
+  EXPECT_EQ(nvram_bufget(0, nullptr), nullptr);
+  nvram_close(0);
+  EXPECT_EQ(value_of("k"), "(none)");
+  put("damaged");
+  EXPECT_EQ(nvram_init(0), -1);
+  EXPECT_EQ(value_of("k"), "known");
+  EXPECT_EQ(nvram_bufset(0, "k", "set"), 0);
+  EXPECT_EQ(nvram_commit(0), -1) << "over a damaged file";
+  put("nvram 1\nk=mended\nother=x\nend\n");
+  EXPECT_EQ(nvram_init(0), 0) << "the next opening tries again";
+  EXPECT_EQ(value_of("k") + value_of("other"), "setx");
+  EXPECT_EQ(nvram_commit(0), 0);
+}
+
 using Values = std::map<std::string, std::string>;
 
 std::string text_of(const Values& values) {
@@ -41,12 +204,7 @@ int commit_new() {
   return nvram_commit(0) == 0 ? 0 : 1;
 }
 
-class StoreCommit : public ScratchStore {
- protected:
-  fs::path left_over() const { return directory / "2860.nvram.new"; }
-};
-
-TEST_F(StoreCommit, KilledAtEveryCall) {
+TEST_F(Store, KilledAtEveryCall) {
   for (const std::string& before : {kBefore, std::string{}}) {
     const std::string after = before.empty() ? text_of(kNew) : kAfter;
     int at = 0;
@@ -100,7 +258,7 @@ auto open_descriptors() {
   return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
-TEST_F(StoreCommit, FailedAtEveryCall) {
+TEST_F(Store, FailedAtEveryCall) {
   for (const int error : {EIO, EINTR}) {
     bool meets = true;
     for (int at = 0; meets && !HasFailure(); ++at) {
@@ -134,7 +292,7 @@ TEST_F(StoreCommit, FailedAtEveryCall) {
 }
 
 // What no kill shows: the text is on the disk before the name points to it, and the name before success.
-TEST_F(StoreCommit, ReachesTheDiskBeforeItsNameAndOnlyWhenItMust) {
+TEST_F(Store, ReachesTheDiskBeforeItsNameAndOnlyWhenItMust) {
   befall({});
   EXPECT_EQ(commit_new(), 0);
   auto at = made.begin();
@@ -148,7 +306,7 @@ TEST_F(StoreCommit, ReachesTheDiskBeforeItsNameAndOnlyWhenItMust) {
   EXPECT_EQ(std::ranges::find(made, "write"), made.end()) << "of what is stored already";
 }
 
-TEST_F(StoreCommit, KeepsOwnerAndMode) {
+TEST_F(Store, KeepsOwnerAndMode) {
   const auto status = [&] {
     struct stat found {};
     ::stat(file().c_str(), &found);
@@ -173,7 +331,7 @@ TEST_F(StoreCommit, KeepsOwnerAndMode) {
   EXPECT_EQ(status()[0], is_root ? 0604U : 0664U) << "the rights of a group go to no other";
 }
 
-TEST_F(StoreCommit, PutsAKilledWritersFileAside) {
+TEST_F(Store, PutsAKilledWritersFileAside) {
   const fs::path elsewhere = directory / "elsewhere";
   std::ofstream(elsewhere) << "untouched";
   for (const bool is_link : {false, true}) {
@@ -187,7 +345,7 @@ TEST_F(StoreCommit, PutsAKilledWritersFileAside) {
   }
 }
 
-TEST_F(StoreCommit, LosesNothingOfOtherWriters) {
+TEST_F(Store, LosesNothingOfOtherWriters) {
   constexpr int kWriters = 4, kRounds = 60;
   const auto key = [](int writer, int i) { return "key" + std::to_string(writer * kRounds + i); };
   for (int writer = 0; writer < kWriters; ++writer) {
@@ -215,7 +373,7 @@ std::string tool(std::vector<std::string> words, Fault fault_there = {}) {
   return std::to_string(status) + " " + testing::internal::GetCapturedStdout();
 }
 
-TEST_F(StoreCommit, Tools) {
+TEST_F(Store, Tools) {
   EXPECT_EQ(tool({"nvram_get", "2860", "k"}), "1 ");
   EXPECT_EQ(tool({"nvram_set", "2860", "k", "v w"}), "0 ");
   EXPECT_EQ(tool({"nvram_get", "0", "k"}), "0 v w\n");
