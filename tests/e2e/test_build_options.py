@@ -8,7 +8,8 @@ from virtual_extender import EXTENDER_A, EXTENDER_B, VENDOR, Device, value, wait
 
 LOGGED = "request action from hnap client:IsDeviceReady"
 WPS = {"StartWPS", "StopWPS", "GetWPSStatus"}
-ADDED = {"SetWirelessClientSettings2", "GetWirelessNetworks2", "GetMACFilters2", "SetMACFilters2", *WPS, "GetNetworkStats"}
+WITH_2 = {"SetWirelessClientSettings2", "GetWirelessNetworks2", "GetMACFilters2", "SetMACFilters2"}
+ADDED = WITH_2 | WPS | {"GetNetworkStats"}
 
 
 @pytest.fixture(scope="module")

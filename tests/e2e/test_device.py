@@ -6,27 +6,18 @@ import time
 import pytest
 import requests
 
-from virtual_extender import BUILD, HNAP1, SERVER, value, wait_until
+from virtual_extender import BUILD, HNAP1, SERVER, settings, settings2, value, wait_until
 
 MAKER = BUILD / "bin" / "mkfirmware"
 
 
-def set_settings(device, name="Kitchen", password="admin"):
-    arguments = f"<DeviceName>{name}</DeviceName><AdminPassword>{password}</AdminPassword>"
-    return value(device.post("SetDeviceSettings", arguments), "SetDeviceSettingsResult")
-
-
 def test_new_password_counts_at_once_and_locale_is_kept(own_device):
-    assert set_settings(own_device, password="p:w&amp;d") == "OK"
+    assert own_device.result("SetDeviceSettings", settings("Kitchen", "p:w&amp;d")) == "OK"
     assert own_device.post("IsDeviceReady").status_code == 401
     own_device.login = ("admin", "p:w&d")
     assert own_device.run("cat", "/etc/lighttpd.user") == "admin:p:w&d"
     assert own_device.stored("Password") == "p:w&d"
-    arguments = (
-        "<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"
-        "<Locale>fr-ca</Locale><SSL>false</SSL>"
-    )
-    assert value(own_device.post("SetDeviceSettings2", arguments), "SetDeviceSettings2Result") == "OK"
+    assert own_device.result("SetDeviceSettings2", settings2("fr-ca")) == "OK"
     assert value(own_device.post("GetDeviceSettings2"), "Locale") == "fr-ca"
     message = "Initial multi-language success! Current language is CA.\n"
     assert wait_until(lambda: message in own_device.console())
@@ -40,15 +31,14 @@ def answers(device):
 
 
 def test_reboot_and_factory_reset(own_device):
-    assert set_settings(own_device, "Attic") == "OK"
-    assert value(own_device.post("Reboot"), "RebootResult") == "REBOOT"
+    assert own_device.result("SetDeviceSettings", settings("Attic")) == "OK"
+    assert own_device.result("Reboot") == "REBOOT"
     assert wait_until(lambda: not answers(own_device))
     assert wait_until(lambda: own_device.boots() == 2 and answers(own_device))
     assert value(own_device.get(), "DeviceName") == "Attic"
 
     started = time.monotonic()
-    reply = own_device.post("RestoreFactoryDefaults")
-    assert value(reply, "RestoreFactoryDefaultsResult") == "REBOOT" and time.monotonic() - started >= 5
+    assert own_device.result("RestoreFactoryDefaults") == "REBOOT" and time.monotonic() - started >= 5
     assert wait_until(lambda: own_device.boots() == 3 and answers(own_device))
     assert value(own_device.get(), "DeviceName") == "Extender"
 

@@ -2,7 +2,7 @@
 
 import html
 
-from virtual_extender import EXTENDER_A, network, value, wait_until
+from virtual_extender import EXTENDER_A, network, settings, settings2, value, wait_until
 
 # Each would leave a file "owned" behind if a shell, or a path, took it for its own.
 HOSTILE = [
@@ -26,14 +26,11 @@ def test_hostile_settings(own_device):
     device = own_device
     for text in HOSTILE:
         escaped = html.escape(text)
-        arguments = f"<DeviceName>{escaped}</DeviceName><AdminPassword>{escaped}</AdminPassword>"
-        assert value(device.post("SetDeviceSettings", arguments), "SetDeviceSettingsResult") == "OK"
+        assert device.result("SetDeviceSettings", settings(escaped, escaped)) == "OK"
         device.login = ("admin", text)
         assert device.stored("HostName") == text == html.unescape(value(device.get(), "DeviceName"))
         assert device.run("cat", "/etc/lighttpd.user") == "admin:" + text
-        locale = "<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"
-        locale += f"<Locale>{escaped}</Locale><SSL>false</SSL>"
-        assert value(device.post("SetDeviceSettings2", locale), "SetDeviceSettings2Result") == "ERROR"
+        assert device.result("SetDeviceSettings2", settings2(escaped)) == "ERROR"
         assert nothing_was_run(device), text
 
 
@@ -47,8 +44,7 @@ def test_hostile_networks(own_device):
         assert html.escape(text, quote=False).replace('"', "&quot;").split("\n")[0] in listed.replace("&apos;", "'")
     for number, text in enumerate(HOSTILE[::2], 1):  # seconds each
         arguments = network(html.escape(text), html.escape(text) + "12345678")
-        reply = own_device.post("SetWirelessClientSettings", arguments, EXTENDER_A)
-        assert value(reply, "SetWirelessClientSettingsResult") == "REBOOT"
+        assert own_device.result("SetWirelessClientSettings", arguments, EXTENDER_A) == "REBOOT"
         assert wait_until(lambda: own_device.reloads() == number)
         own_device.post("GetWirelessClientConnectionInfo", namespace=EXTENDER_A)
         assert own_device.stored("ApCliSsid") == text

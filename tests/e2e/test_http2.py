@@ -2,9 +2,9 @@
 
 import pytest
 
-from virtual_extender import HNAP1, basic, envelope, network, process, received, value, wait_until
+from virtual_extender import HNAP1, basic, envelope, network, received, settings, wait_until
 
-SETTINGS = "<DeviceName>Owned</DeviceName><AdminPassword>owned</AdminPassword>"
+SETTINGS = settings("Owned", "owned")
 
 
 def frame(kind, flags, stream, payload=b""):
@@ -77,9 +77,9 @@ def test_deferred_action_waits_for_the_end(http2_device, signal):
         if signal == "USR1":
             received(connection)  # the server ends it
         else:
-            assert value(device.post("IsDeviceReady"), "IsDeviceReadyResult") == "OK"
+            assert device.result("IsDeviceReady") == "OK"
             assert device.reloads() == 0
     assert wait_until(lambda: device.reloads() == 1)
-    assert wait_until(lambda: value(device.post("GetLastSetWirelessClientSettingsResult"), "Result") == "SUCCESS")
+    assert wait_until(lambda: "<Result>SUCCESS<" in device.post("GetLastSetWirelessClientSettingsResult").text)
     assert device.reloads() == 1
     assert wait_until(lambda: not device.exists("/tmp/postponeSiteSurvey"))

@@ -26,8 +26,7 @@ def test_choose_and_join_a_network(own_device):
         ("Nowhere", "correct horse", "CONNECTION_FAILURE", "false"),
         ("Home Network 5G", "correct horse", "SUCCESS", "true"),
     ]:
-        reply = device.post("SetWirelessClientSettings", network(ssid, key))
-        assert value(reply, "SetWirelessClientSettingsResult") == "REBOOT"
+        assert device.result("SetWirelessClientSettings", network(ssid, key)) == "REBOOT"
         assert outcome(device) != previous  # whoever asks at once is told nothing about the choice before
         assert wait_until(lambda: outcome(device) == result), (ssid, key, outcome(device))
         assert connected(device) == link

@@ -7,14 +7,13 @@ import subprocess
 import pytest
 import requests
 
-from virtual_extender import CLASSIC, HNAP1, REPOSITORY, basic, envelope, network, raw_post, received, wait_until
+from virtual_extender import CLASSIC, HNAP1, REPOSITORY, basic, envelope, network, raw_post, received
+from virtual_extender import settings, settings2, wait_until
 
-SETTINGS = "<DeviceName>Owned</DeviceName><AdminPassword>owned</AdminPassword>"
 # Every action that changes something, with arguments that would take effect.
 ACTIONS = {
-    "SetDeviceSettings2": "<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"
-    "<Locale>de-de</Locale><SSL>false</SSL>",
-    "SetDeviceSettings": SETTINGS,
+    "SetDeviceSettings2": settings2("de-de"),
+    "SetDeviceSettings": settings("Owned", "owned"),
     "Reboot": "",
     "RestoreFactoryDefaults": "",
     "FirmwareUpload": "<Base64Image>QUJD</Base64Image>",
@@ -84,7 +83,7 @@ def test_a_large_body_without_credentials_is_not_waited_for(device, untouched):
         client.close()
 
 
-BODY = envelope("SetDeviceSettings", SETTINGS)
+BODY = envelope("SetDeviceSettings", settings("Owned"))
 SOAP_ACTION = f'SOAPAction: "{HNAP1}SetDeviceSettings"'
 
 

@@ -18,7 +18,7 @@ import time
 
 import psutil
 
-from virtual_extender import Device, basic, network, process, raw_post, received, resident_kb, wait_until
+from virtual_extender import Device, basic, network, process, raw_post, received, resident_kb, settings, wait_until
 
 CLIENTS = 8
 REQUESTS = 6  # of each client in a round
@@ -30,8 +30,8 @@ download = lambda size: raw_post("DownloadSpeedTest", f"<Bytes>{size}</Bytes><Bu
 ACTIONS = "IsDeviceReady GetDeviceSettings GetDeviceSettings2 GetFirmwareSettings GetWirelessClientCapabilities "
 ACTIONS += "GetWirelessClientConnectionInfo GetWirelessClientSettings GetWirelessNetworks NoSuchAction"
 SMALL = [raw_post(action) for action in ACTIONS.split()] + [
-    raw_post("SetDeviceSettings", "<DeviceName>Soaked</DeviceName><AdminPassword>admin</AdminPassword>"),
-    raw_post("SetDeviceSettings", "<DeviceName></DeviceName><AdminPassword>admin</AdminPassword>"),
+    raw_post("SetDeviceSettings", settings("Soaked")),
+    raw_post("SetDeviceSettings", settings("")),
     raw_post("IsDeviceReady", "<Unclosed>"),
     raw_post("IsDeviceReady", authorization=basic("admin:wrong")),
     download(1000),

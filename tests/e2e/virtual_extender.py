@@ -52,6 +52,15 @@ def network(ssid, key="", kind="WPA2-PSK", encryption="AES"):
     )
 
 
+def settings(name, password="admin"):
+    return f"<DeviceName>{name}</DeviceName><AdminPassword>{password}</AdminPassword>"
+
+
+def settings2(locale):
+    kept = "<Username>admin</Username><TimeZone>UTC</TimeZone><AutoAdjustDST>false</AutoAdjustDST>"
+    return f"{kept}<Locale>{locale}</Locale><SSL>false</SSL>"
+
+
 def raw_post(action, arguments="", authorization=basic("admin:admin"), length=None, path="/HNAP1/"):
     """The bytes of a request."""
     body = envelope(action, arguments)
@@ -98,6 +107,9 @@ class Device:
 
     def post(self, action, arguments="", namespace=HNAP1):
         return self.post_raw(envelope(action, arguments, namespace), namespace + action)
+
+    def result(self, action, arguments="", namespace=HNAP1):
+        return value(self.post(action, arguments, namespace), action + "Result")
 
     def connect(self):
         return socket.create_connection(("127.0.0.1", self.port), timeout=60)

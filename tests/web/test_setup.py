@@ -1,6 +1,5 @@
 """Setup: the list of networks, the rules of keys, joining."""
 
-import pytest
 from selenium.webdriver.common.keys import Keys
 
 SETUP = "/wireless/wireless_basic.shtml"

@@ -331,7 +331,7 @@ TEST_F(Store, KeepsOwnerAndMode) {
   EXPECT_EQ(status()[0], is_root ? 0604U : 0664U) << "the rights of a group go to no other";
 }
 
-TEST_F(Store, PutsAKilledWritersFileAside) {
+TEST_F(Store, PutsAKilledWritersFileAsideAndFollowsNoLink) {
   const fs::path elsewhere = directory / "elsewhere";
   std::ofstream(elsewhere) << "untouched";
   for (const bool is_link : {false, true}) {
@@ -343,6 +343,9 @@ TEST_F(Store, PutsAKilledWritersFileAside) {
     EXPECT_FALSE(fs::exists(fs::symlink_status(left_over())));
     EXPECT_EQ(fs::file_size(elsewhere), 9U);
   }
+  fs::remove(directory / ".2860.lock");
+  fs::create_symlink(elsewhere, directory / ".2860.lock");
+  EXPECT_EQ(in_child(commit_new), 1);
 }
 
 TEST_F(Store, LosesNothingOfOtherWriters) {
