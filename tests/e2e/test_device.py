@@ -12,7 +12,7 @@ MAKER = BUILD / "bin" / "mkfirmware"
 
 
 def test_new_password_counts_at_once_and_locale_is_kept(own_device):
-    assert own_device.result("SetDeviceSettings", settings("Kitchen", "p:w&amp;d")) == "OK"
+    assert own_device.result("SetDeviceSettings", settings("Kitchen", "p:w&d")) == "OK"
     assert own_device.post("IsDeviceReady").status_code == 401
     own_device.login = ("admin", "p:w&d")
     assert own_device.run("cat", "/etc/lighttpd.user") == "admin:p:w&d"

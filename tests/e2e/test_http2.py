@@ -2,7 +2,7 @@
 
 import pytest
 
-from virtual_extender import HNAP1, basic, envelope, network, received, settings, wait_until
+from virtual_extender import CLASSIC, HNAP1, basic, envelope, network, received, settings, wait_until
 
 SETTINGS = settings("Owned", "owned")
 
@@ -35,6 +35,8 @@ UPGRADE = (
 
 @pytest.fixture
 def http2_device(start):
+    if CLASSIC:
+        pytest.skip("this server knows no HTTP/2")
     features = '"server.h2proto" => "enable", "server.h2c" => "enable"'
     return start(server=f"server.feature-flags := ( {features} )\nserver.max-keep-alive-idle = 1\n")
 

@@ -173,7 +173,7 @@ def test_another_scenario_keeps_the_users_files(tmp_path):
     device.stop()
     before = contents(tmp_path / "radio")
     device = boot(tmp_path, "--scenario", "lonely")
-    assert json.loads(device.command(["status"], "--json"))["scenario"] == "lonely"
+    assert json.loads(device.command("status", "--json"))["scenario"] == "lonely"
     device.stop()
     assert contents(tmp_path / "radio") == before
     boot(tmp_path, "--scenario", "lonely", "--fresh").stop()
@@ -205,12 +205,12 @@ class Faults:
         self.device = device
 
     def add(self, *words):
-        self.device.command(["fault", "add"], *words)
+        self.device.command("fault", "add", *words)
         kind = words[0]
         assert wait_until(lambda: f"fault={kind}" in self.journal_end()), "the launcher takes the fault up"
 
     def clear(self):
-        self.device.command(["fault", "clear"])
+        self.device.command("fault", "clear")
         assert wait_until(lambda: '"fault off"' in self.journal_end())
 
     def journal_end(self):
@@ -270,9 +270,9 @@ def test_a_share_of_requests_is_the_same_each_time(device):
         faults.clear()
     assert runs[0] == runs[1] != runs[2]
     assert 4 <= runs[0].count("empty") <= 16
-    device.command(["fault", "add"], "empty", "for=200")
+    device.command("fault", "add", "empty", "for=200")
     assert wait_until(lambda: '"fault off"' in faults.journal_end()), "it ends by itself"
-    assert outcome(device) == "OK" and device.command(["fault", "list"]) == "no fault is on\n"
+    assert outcome(device) == "OK" and device.command("fault", "list") == "no fault is on\n"
 
 
 @pytest.fixture
@@ -314,10 +314,10 @@ def test_scenes_of_the_surroundings(quick_radio):
         assert wait_until(lambda: is_up() and link(device)["channel"] == "6"), ("it comes back", words)
     faults.add("wpa3-only", f"ssid={NETWORK}")
     assert f"<SSID>{NETWORK}</SSID>" not in listed()
-    assert f"{NETWORK}  (not listed: the device's radio knows no WPA3)" in device.command(["radio", "list"])
+    assert f"{NETWORK}  (not listed: the device's radio knows no WPA3)" in device.command("radio", "list")
     faults.clear()
     faults.add("twin", f"ssid={NETWORK}", "channel=11", "signal=99")
-    assert device.command(["radio", "list"]).count(f"  {NETWORK}\n") == 2
+    assert device.command("radio", "list").count(f"  {NETWORK}\n") == 2
     assert wait_until(lambda: link(device)["channel"] == "11"), "the stronger one of two"
     faults.clear()
     assert wait_until(lambda: is_up() and link(device)["channel"] == "6")
@@ -325,7 +325,7 @@ def test_scenes_of_the_surroundings(quick_radio):
     info = device.post("GetWirelessClientConnectionInfo")
     assert int(value(info, "SignalStrength")) < 10 and value(info, "LinkSpeedIn") == "6000"
     faults.clear()
-    device.command(["radio", "remove"], NETWORK)
+    device.command("radio", "remove", NETWORK)
     assert wait_until(lambda: not is_up())
 
 

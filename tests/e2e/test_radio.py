@@ -51,7 +51,7 @@ def test_reload_survives_a_client_that_vanishes(own_device):
 
 
 def test_link_and_clients_follow_the_radio_files(device):
-    radio = lambda verb, *words: device.command(["radio", verb], *words)
+    radio = lambda verb, *words: device.command("radio", verb, *words)
     tablet = "<MacAddress>02:AA:00:00:00:77</MacAddress>\n<DeviceName>tablet</DeviceName>\n<PortName>WLAN 802.11g"
     for mac, words, shown in [
         ("02:AA:00:00:00:77", "ip=192.168.1.77 name=tablet wireless=yes phy=OFDM rate=54", tablet),

@@ -53,7 +53,7 @@ def test_other_methods_run_nothing(device, method):
     head, body = device.send(request.encode()).split(b"\r\n\r\n", 1)
     assert device.boots() == 1
     if CLASSIC and method in ("PATCH", "TRACE"):  # this server answers what it does not know itself
-        assert head.startswith(b"HTTP/1.1 501 ")
+        assert b" 501 " in head.splitlines()[0]
         return
     assert head.startswith(b"HTTP/1.1 200 ") and body == b""
     assert b"Content-Length: 0" in head or (method == "HEAD" and b"Content-Length" not in head)

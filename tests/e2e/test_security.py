@@ -59,7 +59,7 @@ def test_no_action_without_credentials(device, untouched, action, authorization)
     reply = requests.post(device.url + "/HNAP1/", data=body, headers=headers, timeout=30)
     assert (reply.status_code, reply.headers["Connection"]) == (401, "close")
     assert reply.headers["WWW-Authenticate"] == 'Basic realm="NX220"'
-    assert "<title>401 Unauthorized</title>" in reply.text and action not in reply.text
+    assert "Unauthorized</title>" in reply.text and action not in reply.text
     if authorization and "*" in authorization:  # what cannot be decoded is told to the server's log
         assert wait_until(lambda: "decodeing base64-string for Authorization failed" in device.console())
 
@@ -70,6 +70,7 @@ def status_and_body(reply):
     return re.sub(rb"\r\nDate: [^\r]*", b"", head), body
 
 
+@pytest.mark.skipif(CLASSIC, reason="this server reads the whole body before it asks the module")
 def test_a_large_body_without_credentials_is_not_waited_for(device, untouched):
     expected = status_and_body(device.send(raw_post("IsDeviceReady", authorization=WRONG)))
     # Each has its answer before it has sent more; who goes on sending can read it all the same.

@@ -14,7 +14,7 @@ new MutationObserver((list) => (window.changes += list.length))
 
 
 def test_shows_what_the_device_says(browser, home):
-    link = lambda *words: home.command(["radio", "link"], *words)
+    link = lambda *words: home.command("radio", "link", *words)
     link("up", "ssid=By <b>Hand</b>", "channel=44", "bssid=02:00:00:00:00:09", "rate=65", "rssi=-60")
     tab = browser.open(home.url + STATUS).sign_in()
     info = home.post("GetWirelessClientConnectionInfo")

@@ -219,7 +219,7 @@ TEST_F(Store, KilledAtEveryCall) {
       EXPECT_EQ(content(), after);
       EXPECT_FALSE(fs::exists(left_over()));
     }
-    EXPECT_GT(at, 15);
+    EXPECT_GT(at, 10);
   }
 }
 
