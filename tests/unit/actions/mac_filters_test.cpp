@@ -37,10 +37,6 @@ ActionRow set(const char* name, const std::string& enabled, const char* allow, c
   row.changes = row.changes + kRestarted;
   return row;
 }
-ActionRow refused(const char* name, const std::string& list) {
-  return set(name, "true", "true", list);
-}
-
 const ActionRow kSet[] = {
     set("allow list", "true", "true", info(kLower) + "|" + info(kOther), "1", kLower + ";" + kOther),
     set("deny list", "true", "false", info(kLower), "2", kLower),
@@ -52,18 +48,18 @@ const ActionRow kSet[] = {
     set("a lower-case repeat", "true", "true", info(kLower) + "|" + info(kLower), "1", kLower + ";" + kLower),
     set("the later list", "true|MACList{" + infos(32) + "}|MACList{" + info(kLower) + "}", "true", "", "1",
         kLower),
-    refused("33 addresses", infos(33)),
-    refused("repeat of an upper-case address", info(kUpper) + "|" + info(kLower)),
-    refused("dash at the end", info("00:23:45:67:89-ab")),
-    refused("multicast", info("03:00:00:00:00:01")),
-    refused("18 characters", info(kLower + "0")),
-    refused("not hexadecimal", info("00:23:45:67:89:ag")),
-    refused("the second has no address", info(kLower) + "|" + info("")),
-    refused("name first", "MACInfo{DeviceName=|MacAddress=" + kLower + "}"),
-    refused("another element in place of the name", "MACInfo{MacAddress=" + kLower + "|Name=}"),
-    refused("no name", "MACInfo{MacAddress=" + kLower + "}"),
-    refused("nothing in it", "MACInfo{}"),
-    refused("another element", "Info{MacAddress=" + kLower + "|DeviceName=}"),
+    set("33 addresses", "true", "true", infos(33)),
+    set("repeat of an upper-case address", "true", "true", info(kUpper) + "|" + info(kLower)),
+    set("dash at the end", "true", "true", info("00:23:45:67:89-ab")),
+    set("multicast", "true", "true", info("03:00:00:00:00:01")),
+    set("18 characters", "true", "true", info(kLower + "0")),
+    set("not hexadecimal", "true", "true", info("00:23:45:67:89:ag")),
+    set("the second has no address", "true", "true", info(kLower) + "|" + info("")),
+    set("name first", "true", "true", "MACInfo{DeviceName=|MacAddress=" + kLower + "}"),
+    set("another element in place of the name", "true", "true", "MACInfo{MacAddress=" + kLower + "|Name=}"),
+    set("no name", "true", "true", "MACInfo{MacAddress=" + kLower + "}"),
+    set("nothing in it", "true", "true", "MACInfo{}"),
+    set("another element", "true", "true", "Info{MacAddress=" + kLower + "|DeviceName=}"),
     set("neither true nor false", "TRUE", "true", ""),
     set("no text", "true", "", ""),
 };

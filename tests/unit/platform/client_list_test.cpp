@@ -10,8 +10,10 @@ constexpr const char *kPidFile = "/var/run/kd_client_list.pid", *kListFile = "/t
                      *kNetbios = "/tmp/hostname_netbios_10.0.0.2", *kMdns = "/tmp/hostname_mdns_10.0.0.2";
 const std::string kMac = "02:AA:00:00:00:01";
 
-std::string x(std::size_t count) {
-  return std::string(count, 'x');
+std::string repeated(int count, const std::string& text = "x") {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
 }
 
 TEST(DeviceName, LosesControlCharactersAndTheNextOnes) {
@@ -56,11 +58,11 @@ const ActionRow kRows[] = {
         "|Wireless=false|Active=&lt;y&gt;}|ConnectedClient{ConnectTime=08:15|MacAddress=" +
             kMac + "|DeviceName=phone|PortName=WLAN 802.11g|Wireless=true|Active=true}"),
     row("columns that are too long, and too few",
-        in_turn({lists(x(20) + "\t" + x(18) + "\t" + x(17) +
+        in_turn({lists(repeated(20) + "\t" + repeated(18) + "\t" + repeated(17) +
                        "\tname\t\tWireless \tfalse\ttrue\n1\t2\t3\t4\t5\tWireless"),
-                 has_file("/tmp/hostname_mdns_" + x(16), "else")}),
-        kAsked + Effects{"console 1 - " + x(19) + ", " + x(17) + ", name, LAN, false, false\n"},
-        "ConnectedClient{ConnectTime=" + x(19) + "|MacAddress=" + x(17) +
+                 has_file("/tmp/hostname_mdns_" + repeated(16), "else")}),
+        kAsked + Effects{"console 1 - " + repeated(19) + ", " + repeated(17) + ", name, LAN, false, false\n"},
+        "ConnectedClient{ConnectTime=" + repeated(19) + "|MacAddress=" + repeated(17) +
             "|DeviceName=els|PortName=LAN|Wireless=false|Active=false}"),
     row("list that cannot be opened", in_turn({lists(line("tv")), cannot_open(kListFile)}), kAsked),
     row("no pid file", has_file(kListFile, line("tv")), {}),
@@ -75,11 +77,6 @@ const bool kAdded = add_rows("ConnectedDevices", kRows);
 using Clients = DeviceTest;
 
 TEST_F(Clients, HaveANameAndAPort) {
-  const auto forty = [](const std::string& text) {
-    std::string all;
-    for (int i = 0; i < 40; ++i) all += text;
-    return all;
-  };
   const std::string phone = line("phone", "Wireless"), lower_mac = "02:aa:00:00:00:02";
   const std::tuple<const char*, Device::Step, std::string> rows[] = {
       {"found in any letter case",
@@ -93,8 +90,8 @@ TEST_F(Clients, HaveANameAndAPort) {
       {"a mode that nobody knows", lists(phone, station(kMac, "CCK", "20M", "12")), "phone:unknow "},
       {"no address matches nothing", lists(line("phone", "Wireless", ""), station(kMac, "OFDM", "20M", "54")),
        "phone:unknow "},
-      {"a line of 8000 bytes is one client", lists(x(8000) + line("no") + line("tv")), "tv:LAN "},
-      {"40 clients", lists(forty(line("tv"))), forty("tv:LAN ")},
+      {"a line of 8000 bytes is one client", lists(repeated(8000) + line("no") + line("tv")), "tv:LAN "},
+      {"40 clients", lists(repeated(40, line("tv"))), repeated(40, "tv:LAN ")},
       {"learned, as far as it fits, made printable",
        in_turn({lists(line("twelve chars")), has_file(kNetbios, "\1teen-character")}), "??een-chara:LAN "},
       {"of two names", in_turn({lists(line("phone")), has_file(kNetbios, "old"), has_file(kMdns, "new")}),

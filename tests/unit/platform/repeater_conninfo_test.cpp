@@ -36,8 +36,8 @@ TEST(StationTable, NamesTheMode) {
   for (const auto& [channel, phy_mode, rate, mode] : rows) {
     EXPECT_STREQ(station_mode(channel, phy_mode, rate), mode) << channel << phy_mode << rate;
   }
-  expect_each(signal_percent, 0, 100, -50, 100, -51, 99, -65, 63, -79, 26, -80, 24, -81, 23, -90, 0, -91, 0,
-              INT32_MIN, 0);
+  expect_each(signal_percent, 0, 100, -50, 100, -51, 99, -65, 63, -79, 26, -80, 24, -81, 23, -85, 13, -90, 0,
+              -91, 0, INT32_MIN, 0);
 }
 
 constexpr const char *kAction = "GetWirelessClientConnectionInfo", *kIwconfig = "iwconfig apcli0",
@@ -118,18 +118,16 @@ TEST(ConnectionInfo, SurvivesEachFault) {
   survive_each_fault({.request = soap(kAction), .prepare = connected, .reads = true, .may_miss = "run "});
 }
 
-constexpr const char* kChannel = "iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'";
-ActionRow band(const char* name, Device::Step prepare, const char* reply) {
-  return {name, "GetWirelessClientConnectionInfo2", "", reply, {}, std::move(prepare)};
-}
+constexpr const char *kBand = "GetWirelessClientConnectionInfo2",
+                     *kChannel = "iwconfig apcli0 | grep Channel | awk '{ print $2 }' | sed 's/Channel=//g'";
 const ActionRow kRows[] = {
     {"down", kAction, "",
      "OK|SSID=|Frequency=0|Mode=|ChannelWidth=0|Channel=0|SignalStrength=0|Noise=0|LinkSpeedIn=0"
      "|LinkSpeedOut=0|WmmEnabled=false"},
-    band("upper", prints(kChannel, "15\n"), "OK|Band=5GHz"),
-    band("lower", prints(kChannel, "14\n"), "OK|Band=2.4GHz"),
-    band("channel behind the seventh character", prints(kChannel, "       161\n"), "OK|Band=2.4GHz"),
-    band("no pipe", cannot_open(kChannel), "ERROR"),
+    {"upper", kBand, "", "OK|Band=5GHz", {}, prints(kChannel, "15\n")},
+    {"lower", kBand, "", "OK|Band=2.4GHz", {}, prints(kChannel, "14\n")},
+    {"behind seven characters", kBand, "", "OK|Band=2.4GHz", {}, prints(kChannel, "       161\n")},
+    {"no pipe", kBand, "", "ERROR", {}, cannot_open(kChannel)},
 };
 const bool kAdded = add_rows("WirelessClientConnectionInfo", kRows);
 

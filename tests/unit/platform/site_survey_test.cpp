@@ -32,9 +32,9 @@ TEST(ScanLine, IsReadByItsColumns) {
               scan_line({.channel = 15, .mode = "11a/n"}), "Home|802.11an|5GHz|70",
               scan_line({.channel = 161, .signal = "100", .mode = "11n"}), "Home|802.11bgn|5GHz|100",
               scan_line({.type = "Ad"}), "", scan_line({.type = ""}), "Home" + rest, scan_line({.ssid = ""}),
-              "", scan_line({.ssid = s32}), s32 + rest, scan_line({.length = "33"}), "",
-              scan_line({.length = "xx"}), "", scan_line({.length = "-1"}), "",
-              scan_line({.ssid = " a ", .length = "05"}), " a   " + rest,
+              "", scan_line({.ssid = s32}), s32 + rest, scan_line({.length = "041"}), "Home" + rest,
+              scan_line({.length = "33"}), "", scan_line({.length = "xx"}), "", scan_line({.length = "-1"}),
+              "", scan_line({.ssid = " a ", .length = "05"}), " a   " + rest,
               scan_line({.ssid = "caf\xC3\xA9\xFF"}), "caf\xC3\xA9\xFF" + rest, "", "", cut(70), "", cut(71),
               "Home|802.11bgn|2.4GHz|0", cut(84), "Home|802.11bgn|2.4GHz|7", cut(85), "Home" + rest);
 }
