@@ -25,6 +25,7 @@ TEST_F(Arguments, AreTakenOrRefused) {
       {"another one between", NAME "<Zone/>" WORD, nullptr},
       {"a prefix makes another one", "<n:DeviceName>Den</n:DeviceName>" WORD, nullptr},
       {"so does the letter case", "<deviceName>Den</deviceName>" WORD, nullptr},
+      {"and less of the name", "<Device>Den</Device>" WORD, nullptr},
       {"and more of the name", "<DeviceNames>Den</DeviceNames>" WORD, nullptr},
       {"one is missing", NAME, nullptr},
       {"none", "<!-- -->", nullptr},
