@@ -9,6 +9,8 @@
 // body is over, so that would lose its end. Older ones lack the switch, and do not need it.
 // NOLINTNEXTLINE(readability-redundant-declaration)
 extern "C" __attribute__((weak)) XML_Bool XML_SetReparseDeferralEnabled(XML_Parser parser, XML_Bool enabled);
+// They also deprecate XML_GetCurrentByteIndex, for a function that older ones lack.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace kd {
 namespace {
