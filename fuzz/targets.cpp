@@ -54,32 +54,15 @@ void authorization(Extender& extender, std::string_view input) {
   demand(!contains(reply, "Response") || contains(input, kCredentials), "nobody else gets in");
 }
 
-void soap_action(Extender& extender, std::string_view input) {
-  demand(soap_action_of(input).size() < 1024, "the action is cut");
-  test::Request request = test::with_header(test::soap("IsDeviceReady"), "SOAPAction", input);
-  extender.serve(request);
-  request.method = HTTP_METHOD_GET;
-  extender.serve(request);
-}
-
-std::string upload(Extender& extender, std::string_view body) {
-  test::Request request = test::soap("FirmwareUpload");
-  request.body = {{std::string{body}}};
-  return extender.serve(request);
-}
-
-// A body with an image in base64.
-void firmware_upload(Extender& extender, std::string_view input) {
-  demand(contains(upload(extender, input), "<FirmwareUploadResult>"), "an upload has a result");
-}
-
 using Bytes = std::vector<unsigned char>;
 
 // Whether it is a valid one.
 bool upload_image(Extender& extender, const Bytes& image) {
   const bool is_valid = check_image(image) == ImageFault::none;
   const std::string_view bytes{reinterpret_cast<const char*>(image.data()), image.size()};
-  upload(extender, mkfirmware::make_upload(bytes, 76, mkfirmware::Flaw::none));
+  test::Request upload = test::soap("FirmwareUpload");
+  upload.body = {{mkfirmware::make_upload(bytes, 76, mkfirmware::Flaw::none)}};
+  extender.serve(upload);
   const auto written = extender.device.files.find("/var/hnapUploadedFirmware");
   demand(is_valid == (written != extender.device.files.end()), "a valid image, and no other, is written");
   demand(!is_valid || written->second == bytes, "the image is written as it is");
@@ -236,8 +219,6 @@ std::span<const Target> targets() {
   static const Target rows[] = {
       {"request_body", {}, request_body},
       {"authorization", {}, authorization},
-      {"soap_action", {}, soap_action},
-      {"firmware_upload", {}, firmware_upload},
       {"firmware_image", {}, firmware_image},
       {"scan_list", {"iwpriv ra0 get_site_survey"}, scan_list},
       {"station_table",

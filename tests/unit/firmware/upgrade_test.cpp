@@ -1,7 +1,8 @@
-// What makes an image valid, and the flash writer. (The request that carries an image:
+// The checksum, what makes an image valid, and the flash writer. (The request that carries an image:
 // actions/firmware_test.cpp.)
 #include "firmware/upgrade.hpp"
 
+#include "firmware/crc32.hpp"
 #include "mkfirmware/image_maker.hpp"
 #include "support/fixture.hpp"
 
@@ -20,6 +21,16 @@ std::string image_with(Flaw flaw, std::uint32_t board = 0x027215, const std::str
 }
 std::span<const unsigned char> bytes_of(const std::string& text) {
   return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+// As another library computes it, however the bytes are cut.
+TEST(Crc32, IsTheKnownOne) {
+  std::string bytes;
+  for (unsigned i = 0; i < 300; ++i) bytes += static_cast<char>(i * 167);
+  for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
+    const auto all = bytes_of(bytes), start = all.first(cut), rest = all.subspan(cut);
+    EXPECT_EQ(crc32(crc32(0, start.data(), start.size()), rest.data(), rest.size()), 0x628945EC) << cut;
+  }
 }
 
 class Firmware : public DeviceTest {

@@ -44,22 +44,6 @@ TEST_F(Tree, SerializesWhatWasPushed) {
   EXPECT_EQ(serialized(t), "<r a=\"1\" b=\"2\">x\n<a></a>\n<b>12346z\n<c></c>\n</b>\n</r>\n");
 }
 
-TEST_F(Tree, IgnoresNull) {
-  const TreePtr tree{new_xml_tree()};
-  xml_tree* t = tree.get();
-  EXPECT_FALSE(push_xml_tree(t, nullptr) || push_xml_tree(nullptr, nullptr) ||
-               push_pop_xml_tree(t, nullptr) || add_xml_element_attr(nullptr, nullptr) ||
-               new_attribute(t, "a", nullptr) || new_attribute(t, nullptr, "a") ||
-               new_xml_element(nullptr, "a") || new_xml_leaf(nullptr, "a", "") || pop_xml_tree(nullptr));
-  add_text_xml_tree(t, nullptr, 4);
-  setn_xml_element_text(nullptr, "x", 1);
-  deep_free_xml_tree(nullptr);
-  deep_free_linked_list(nullptr);
-  free_stack(nullptr);
-  EXPECT_FALSE(top_stack(nullptr) || pop_stack(nullptr) || push_stack(nullptr, t, [](void*) {}));
-  deep_free_linked_list(new_linked_list());
-}
-
 TEST_F(Tree, LosesATextThatCannotGrow) {
   const TreePtr tree{new_xml_tree()};
   for (const unsigned at : {1U, 2U}) {  // the text itself, the memory that it is a piece of
