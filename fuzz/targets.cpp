@@ -10,7 +10,6 @@
 #include "lang/lang.hpp"
 #include "launcher/exchange.hpp"
 #include "mkfirmware/image_maker.hpp"
-#include "module/intake.hpp"
 #include "module/mod_kd_hnap.hpp"
 #include "platform/client_list.hpp"
 #include "platform/identity.hpp"

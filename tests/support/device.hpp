@@ -63,7 +63,6 @@ class Device {
   void at(unsigned seconds, Step step);
   void sleep(std::uint64_t microseconds);
   unsigned seconds() const { return static_cast<unsigned>(now_ / 1000000); }
-  void restart_clock() { now_ = 0; }
 
   // Every effect in order: "run CMD", "pipe CMD", "open PATH MODE", "write PATH TEXT" (when closed),
   // "console TEXT", "access PATH", "ioctl 0x8be7 ra0", "kill PID NAME", "sleep S", "usleep US", "print TEXT",

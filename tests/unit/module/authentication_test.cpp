@@ -37,6 +37,7 @@ TEST_F(Authentication, LetsOnlyTheStoredCredentialsIn) {
 }
 
 TEST_F(Authentication, ComparesWithWhatIsStored) {
+  const std::string kLong(2000, 'p');
   const struct {
     const char* name;
     std::vector<std::pair<std::string, std::string>> stored;
@@ -49,10 +50,7 @@ TEST_F(Authentication, ComparesWithWhatIsStored) {
       {"no password stored", {{"Login", "admin"}}, "admin:", false},
       {"empty password stored", {{"Login", "admin"}, {"Password", ""}}, "admin:", true},
       {"both empty", {{"Login", ""}, {"Password", ""}}, ":", true},
-      {"longer than a value may be",
-       {{"Login", "admin"}, {"Password", std::string(2000, 'p')}},
-       "admin:p",
-       false},
+      {"longer than a value may be", {{"Login", "admin"}, {"Password", kLong}}, "admin:p", false},
       {"nothing stored looks empty", {}, ":", false, true},
       {"an empty login is none then", {{"Login", ""}, {"Password", "x"}}, ":x", false, true},
       {"no password looks empty", {{"Login", "admin"}}, "admin:", true, true},

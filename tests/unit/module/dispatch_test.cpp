@@ -106,7 +106,6 @@ TEST_F(Intake, AnswersHostileBodies) {
   check("lower case and alone", kStatus, "<envelope>");
   check("no end, and no namespace that names it again", kStatus, "<Envelope>" BODY);
   check("incomplete, but the word is there again", kInitial, "<a>Envelope envelope Envelope");
-  check("mismatched", kStatus, START "<soap:Body><a></b></soap:Body>" END);
   check("not XML", kStatus, "<<< Envelope Envelope");
   check("another encoding", kStatus, "<?xml version=\"1.0\" encoding=\"utf-16\"?>" + kGood);
   check("bad UTF-8", kStatus, in_body("<IsDeviceReady xmlns=''>\xff\xfe</IsDeviceReady>"));
@@ -145,7 +144,6 @@ TEST_F(Intake, AnswersHostileBodies) {
   constexpr std::uint64_t kNegative = std::uint64_t{1} << 31, k4Giga = std::uint64_t{1} << 32;
   const std::string blanks(20480 - kGood.size(), ' ');
   check("length 2^32 and more", kAnswered, kGood, k4Giga + kGood.size());
-  check("negative length, text before", kAnswered, "text " + kGood, kNegative);
   check("negative length, NUL behind", kAnswered, kGood + kNul + "<<<", kNegative);
   check("negative length, 20480 bytes", kAnswered, kGood + blanks, kNegative);
   check("negative length, 20481 bytes", kInitial, kGood + blanks + " ", kNegative);
