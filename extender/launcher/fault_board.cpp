@@ -1,12 +1,12 @@
 #include "launcher/fault_board.hpp"
 
-#include <poll.h>
-#include <sys/inotify.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <utility>
+
+#include "common/files.hpp"
 
 namespace kd {
 namespace {
@@ -18,17 +18,10 @@ std::uint32_t percent(std::minstd_rand& lots) {
 
 }  // namespace
 
-FaultBoard::FaultBoard(const std::string& state, EventLoop& loop)
-    : path_(state + "/radio/faults"), loop_(loop), watch_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-  // Where the kernel has no watches left, faults change with the next boot.
-  if (watch_ && ::inotify_add_watch(watch_.get(), (state + "/radio").c_str(),
-                                    IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE) >= 0) {
-    loop_.watch(watch_.get(), POLLIN, [this](short) {
-      char block[4096];
-      while (::read(watch_.get(), block, sizeof block) > 0) {
-      }
-      read();
-    });
+FaultBoard::FaultBoard(const std::string& state, EventLoop& loop, FileWatch& watch)
+    : path_(state + "/radio/faults"), loop_(loop) {
+  if (!watch.add(state + "/radio", [this] { read(); })) {
+    std::fputs("The kernel has no watches left: faults change with the next boot.\n", stderr);
   }
 }
 

@@ -9,15 +9,15 @@
 #include <vector>
 
 #include "common/faults.hpp"
-#include "common/files.hpp"
 #include "launcher/event_loop.hpp"
+#include "launcher/file_watch.hpp"
 
 namespace kd {
 
 class FaultBoard {
  public:
   // Reads `state`/radio/faults now and whenever it changes; takes lines out whose time (for=) is over.
-  FaultBoard(const std::string& state, EventLoop& loop);
+  FaultBoard(const std::string& state, EventLoop& loop, FileWatch& watch);
   FaultBoard(const FaultBoard&) = delete;
   FaultBoard& operator=(const FaultBoard&) = delete;
 
@@ -43,7 +43,6 @@ class FaultBoard {
 
   std::string path_;
   EventLoop& loop_;
-  Fd watch_;
   std::vector<Active> active_;
 };
 

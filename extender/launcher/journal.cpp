@@ -2,6 +2,7 @@
 
 #include <endian.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -97,7 +98,8 @@ struct Journal::Connection {
   }
 };
 
-Journal::Journal(const std::string& state) : directory_(state) {
+Journal::Journal(const std::string& state, EventLoop& loop, FileWatch& watch)
+    : directory_(state), loop_(loop) {
   int ends[2];
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) {
     throw Failure(std::string("journal: ") + std::strerror(errno));
@@ -109,10 +111,15 @@ Journal::Journal(const std::string& state) : directory_(state) {
   const std::string path = state + "/journal";
   file_ = Fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
   if (!file_) throw Failure(path + ": " + std::strerror(errno));
-  stored_ = read_store(directory_ + "/flash");
+  look_at_store();
+  stored_.clear();  // it was there
+  watch.add(directory_ + "/flash", [this] { look_at_store(); });
+  listen();
 }
 
-Journal::~Journal() = default;
+Journal::~Journal() {
+  take();
+}
 
 void Journal::write(const Json& line) {
   struct stat status {};
@@ -125,6 +132,7 @@ void Journal::write(const Json& line) {
 }
 
 void Journal::note(const std::string& event, const std::string& detail) {
+  take();
   if (!has_served_) flush_effects(0);
   write({{"time", time_text(microseconds_now())}, {"type", "device"}, {"event", event}, {"detail", detail}});
 }
@@ -132,27 +140,36 @@ void Journal::note(const std::string& event, const std::string& detail) {
 void Journal::introduce(std::uint16_t port, const std::string& client, const std::string& faults) {
   Introduced& known = introduced_[port];
   known.client = client;
-  if (!faults.empty()) known.faults += (known.faults.empty() ? "" : ", ") + faults;
+  known.faults.push_back(faults);
 }
 
-// What was stored up to a moment and not at the last look.
-Json Journal::stored_changes(std::uint64_t up_to) {
-  Json changes = Json::object();
+void Journal::look_at_store() {
   struct stat status {};
-  if (::stat((directory_ + "/flash/2860.nvram").c_str(), &status) == 0) {
-    const long when = status.st_mtim.tv_sec * 1000000L + status.st_mtim.tv_nsec / 1000;
-    const std::pair<ino_t, long> seen(status.st_ino, when);  // every commit is another file
-    if (stored_file_ == seen || static_cast<std::uint64_t>(when) > up_to) return changes;
-    stored_file_ = seen;
-  }
+  if (::stat((directory_ + "/flash/2860.nvram").c_str(), &status) != 0) return;
+  const long when = status.st_mtim.tv_sec * 1000000L + status.st_mtim.tv_nsec / 1000;
+  const std::pair<ino_t, long> seen(status.st_ino, when);  // every commit is another file
+  if (store_file_ == seen) return;
+  store_file_ = seen;
   std::map<std::string, std::string> now = read_store(directory_ + "/flash");
+  std::map<std::string, std::string> changes;
   for (const auto& [key, value] : now) {
-    const auto old = stored_.find(key);
-    if (old != stored_.end() && old->second == value) continue;
+    const auto old = store_.find(key);
+    if (old != store_.end() && old->second == value) continue;
     changes[key] = is_secret(key) && !value.empty() ? "***" : value;
   }
-  stored_ = std::move(now);
-  return changes;
+  store_ = std::move(now);
+  if (!changes.empty()) stored_.push_back({static_cast<std::uint64_t>(when), std::move(changes)});
+}
+
+// What was stored up to a moment is an effect.
+void Journal::add_stored(std::uint64_t up_to) {
+  Json changes = Json::object();
+  std::erase_if(stored_, [&](const Stored& stored) {
+    if (stored.when > up_to) return false;
+    for (const auto& [key, value] : stored.values) changes[key] = value;
+    return true;
+  });
+  if (!changes.empty()) add_effect({{"stored", std::move(changes)}});
 }
 
 void Journal::add_effect(Json effect) {
@@ -161,7 +178,7 @@ void Journal::add_effect(Json effect) {
 
 // What happened behind a reply: at the end of its connection, or by another program of the device.
 void Journal::flush_effects(std::uint64_t up_to) {
-  if (Json changes = stored_changes(up_to); !changes.empty()) add_effect({{"stored", std::move(changes)}});
+  add_stored(up_to);
   if (effects_.empty()) return;
   Json line = {{"time", time_text(microseconds_now())}};
   if (has_served_) {
@@ -201,9 +218,11 @@ void Journal::finish_request(unsigned number) {
   line["milliseconds"] = static_cast<double>((end - connection.began) / 10) / 100;
   if (known != introduced_.end()) {
     line["client"] = known->second.client;
-    if (!known->second.faults.empty()) line["faults"] = std::exchange(known->second.faults, {});
+    std::deque<std::string>& faults = known->second.faults;
+    if (!faults.empty() && !faults.front().empty()) line["faults"] = faults.front();
+    if (!faults.empty()) faults.pop_front();
   }
-  if (Json changes = stored_changes(end); !changes.empty()) add_effect({{"stored", std::move(changes)}});
+  add_stored(end);
   line["effects"] = std::exchange(effects_, {});
   write(line);
   has_served_ = true;
@@ -266,7 +285,18 @@ void Journal::handle(unsigned kind, unsigned number, std::uint64_t when, std::si
   }
 }
 
+// Looks at once when nothing was told for a while. A look for each reply would cost a busy device some
+// percent.
+void Journal::listen() {
+  loop_.watch(reader_.get(), POLLIN, [this](short) {
+    loop_.forget(reader_.get());
+    loop_.at(EventLoop::Clock::now() + kJournalPause, [this] { listen(); });
+    take();
+  });
+}
+
 void Journal::take() {
+  look_at_store();
   char datagram[kLargestDatagram];
   for (ssize_t got; (got = ::recv(reader_.get(), datagram, sizeof datagram, MSG_DONTWAIT)) > 0;) {
     const auto end = static_cast<std::size_t>(got);

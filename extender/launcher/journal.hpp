@@ -2,7 +2,9 @@
 // directory. The preload library tells what the web server does (preload/observer.h).
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -13,43 +15,56 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "common/files.hpp"
+#include "launcher/event_loop.hpp"
+#include "launcher/file_watch.hpp"
 
 namespace kd {
 
 using Json = nlohmann::ordered_json;
 
+// How long what the device did may take to be told.
+constexpr std::chrono::milliseconds kJournalPause{20};
+
 class Journal {
  public:
   // Appends to `state`/journal and watches the store below `state`/flash. Throws Failure.
-  explicit Journal(const std::string& state);
+  Journal(const std::string& state, EventLoop& loop, FileWatch& watch);
   ~Journal();
 
   int writer() const { return writer_.get(); }  // for the device
-  int reader() const { return reader_.get(); }
-  void take();  // reads what the device has told
 
   // A line about something that is no request.
   void note(const std::string& event, const std::string& detail);
 
-  // The client behind a connection of the launcher's own, by its local port, and which faults met it.
+  // A request of a client behind a connection of the launcher's own, by its local port, and which faults met
+  // it.
   void introduce(std::uint16_t port, const std::string& client, const std::string& faults);
 
  private:
   struct Connection;
   struct Introduced {
     std::string client;
-    std::string faults;
+    std::deque<std::string> faults;  // that met each of its requests
+  };
+  // Values that were stored at one moment; secrets are "***".
+  struct Stored {
+    std::uint64_t when;
+    std::map<std::string, std::string> values;
   };
 
+  void listen();
+  void take();  // reads what the device has told
   void handle(unsigned kind, unsigned connection, std::uint64_t when, std::size_t size,
               std::string_view bytes);
   void finish_request(unsigned number);
   void add_effect(Json effect);
   void flush_effects(std::uint64_t up_to);
-  Json stored_changes(std::uint64_t up_to);
+  void look_at_store();
+  void add_stored(std::uint64_t up_to);
   void write(const Json& line);
 
   std::string directory_;
+  EventLoop& loop_;
   Fd writer_;
   Fd reader_;
   Fd file_;
@@ -58,8 +73,9 @@ class Journal {
   unsigned last_request_ = 0;
   bool has_served_ = false;    // since the web server began
   std::vector<Json> effects_;  // that no request's line holds yet
-  std::map<std::string, std::string> stored_;
-  std::pair<ino_t, long> stored_file_{};  // the store's file as last read
+  std::map<std::string, std::string> store_;
+  std::pair<ino_t, long> store_file_{};  // the store's file as last read
+  std::vector<Stored> stored_;           // that is no effect yet
 };
 
 }  // namespace kd

@@ -125,6 +125,17 @@ bool is_address(const std::string& text) {
   return ::inet_pton(AF_INET, text.c_str(), &any) == 1 || ::inet_pton(AF_INET6, text.c_str(), &any) == 1;
 }
 
+void check_addresses(const std::vector<std::string>& addresses) {
+  for (auto each = addresses.begin(); each != addresses.end(); ++each) {
+    if (std::find(addresses.begin(), each, *each) != each)
+      throw Failure("--listen " + *each + " stands twice", kExitUsage);
+    const std::string all = each->find(':') == std::string::npos ? "0.0.0.0" : "::";
+    if (*each != all && std::find(addresses.begin(), addresses.end(), all) != addresses.end()) {
+      throw Failure("--listen " + all + " has " + *each + " in it: leave one of them out", kExitUsage);
+    }
+  }
+}
+
 Port::Port(const std::vector<std::string>& addresses, std::uint16_t number) : addresses_(addresses) {
   for (int tries = 0; sockets_.size() < addresses_.size(); ++tries) {
     sockets_.clear();

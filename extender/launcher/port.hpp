@@ -23,6 +23,9 @@ std::uint16_t port_of(int socket);
 // Whether a text is an IPv4 or IPv6 address.
 bool is_address(const std::string& text);
 
+// Throws Failure when one of the addresses stands twice, or is part of another.
+void check_addresses(const std::vector<std::string>& addresses);
+
 class Port {
  public:
   // Binds to one port on each address; 0 takes any free one. Throws Failure when it is in use.

@@ -6,16 +6,16 @@
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "common/failure.hpp"
 #include "common/faults.hpp"
 #include "common/files.hpp"
+#include "launcher/journal.hpp"
 #include "launcher/state.hpp"
 
 namespace kd {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 void print(const Json& json) {
   std::puts(json.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
@@ -130,6 +130,8 @@ int print_log(const std::string& state, bool as_json, bool follow) {
   if (follow && ::inotify_add_watch(watch.get(), path.c_str(), IN_MODIFY | IN_MOVE_SELF) < 0) {
     throw Failure("the journal cannot be followed: the kernel has no watches left");
   }
+  // What was answered before this command is part of it.
+  if (find_running(state)) std::this_thread::sleep_for(2 * kJournalPause);
   std::string text = read_file_or_empty(path);
   std::size_t at = print_lines(text, 0, as_json);
   char block[4096];

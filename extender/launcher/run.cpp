@@ -21,11 +21,13 @@
 #include "launcher/device_view.hpp"
 #include "launcher/event_loop.hpp"
 #include "launcher/fault_board.hpp"
+#include "launcher/file_watch.hpp"
 #include "launcher/journal.hpp"
 #include "launcher/places.hpp"
 #include "launcher/port.hpp"
 #include "launcher/proxy.hpp"
 #include "launcher/sandbox.hpp"
+#include "launcher/scenarios.hpp"
 #include "launcher/state.hpp"
 
 namespace kd {
@@ -132,14 +134,14 @@ class Launcher {
   explicit Launcher(const Options& options)
       : options_(options),
         identity_(device_identity()),
-        state_(options, identity_),
         port_(options.listen, options.port),
+        state_(options, identity_),
         pause_(options.reboot_pause.value_or(read_settings(state_.scenario_file("settings")).reboot_pause)),
-        journal_(state_.directory()),
-        faults_(state_.directory(), loop_),
+        watch_(loop_),
+        journal_(state_.directory(), loop_, watch_),
+        faults_(state_.directory(), loop_, watch_),
         proxy_(loop_, faults_, journal_, port_.listeners(), port_.own_number()) {
     loop_.watch(signals_.fd(), POLLIN, [this](short) { take_signals(); });
-    loop_.watch(journal_.reader(), POLLIN, [this](short) { journal_.take(); });
     faults_.changed = [this](const std::string& event, const std::string& fault) {
       if (!event.empty()) return journal_.note(event, fault);
       proxy_.divert(is_open_ && faults_.has_connection_faults());
@@ -164,7 +166,6 @@ class Launcher {
       port_.close();
       std::puts("The device restarts.");
       std::fflush(stdout);
-      journal_.take();
       journal_.note("restart", "");
     }
   }
@@ -184,10 +185,11 @@ class Launcher {
   const Options& options_;
   Signals signals_;
   Identity identity_;
+  Port port_;  // first: where there is none, nothing is changed
   State state_;
-  Port port_;
   int pause_;
   EventLoop loop_;
+  FileWatch watch_;
   Journal journal_;
   FaultBoard faults_;
   Proxy proxy_;
@@ -260,7 +262,6 @@ void Launcher::probe(Probe& probe, int boot) {
 }
 
 void Launcher::announce(int boot) {
-  journal_.take();
   journal_.note("up", "boot " + std::to_string(boot));
   if (boot > 1) {
     std::printf("The device is back (boot %d).\n", boot);
@@ -310,6 +311,9 @@ void Launcher::fail_with_console(const std::string& what) const {
 
 int run(const Options& options) {
   check_files(options);
+  check_addresses(options.listen);
+  if (!options.scenario.empty()) check_scenario(find_scenario(options.scenario));
+  if (find_running(options.state)) throw second_device(options.state);
   try {
     return Launcher(options).run();
   } catch (const Refusal& refusal) {

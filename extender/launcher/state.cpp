@@ -39,6 +39,10 @@ std::optional<RunningDevice> find_running(const std::string& state) {
   return device;
 }
 
+Failure second_device(const std::string& state) {
+  return Failure("a device already runs on " + state + "; stop it, or use another --state");
+}
+
 State::State(const Options& options, const Identity& identity)
     : directory_(options.state), identity_(identity) {
   try {
@@ -49,16 +53,14 @@ State::State(const Options& options, const Identity& identity)
     if (made) give_to_device_user(directory_);
     lock_ = Fd(::open((directory_ + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     if (!lock_) fail(directory_ + "/lock");
-    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
-      throw Failure("a device already runs on " + directory_ + "; stop it, or use another --state");
-    }
+    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) throw second_device(directory_);
     if (!options.fresh) check_state();
     fill(options);
     const std::string log = directory_ + "/console.log";
     console_log_ = Fd(::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
     if (!console_log_) fail(log);
   } catch (const fs::filesystem_error& error) {
-    throw Failure(std::string("state directory: ") + error.what());
+    throw Failure("state directory " + error.path1().string() + ": " + error.code().message());
   }
 }
 

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "common/failure.hpp"
 #include "common/files.hpp"
 #include "launcher/options.hpp"
 #include "launcher/sandbox.hpp"
@@ -30,6 +31,9 @@ struct RunningDevice {
 
 // The device that runs on this state directory, if any.
 std::optional<RunningDevice> find_running(const std::string& state);
+
+// What to say when a device runs there already.
+Failure second_device(const std::string& state);
 
 class State {
  public:

@@ -82,8 +82,8 @@ static void* real(const char* name) {
 }
 
 static FILE* real_fopen(const char* path, const char* mode) {
-  FILE* (*call)(const char*, const char*) = NULL;
-  *(void**)&call = real("fopen");
+  static FILE* (*call)(const char*, const char*);
+  if (call == NULL) *(void**)&call = real("fopen");
   return call(path, mode);
 }
 
@@ -330,12 +330,6 @@ FILE* fopen64(const char* path, const char* mode) {
   return real_fopen(redirected(path), mode);
 }
 
-static int open_file(const char* name, const char* path, int flags, mode_t mode) {
-  int (*call)(const char*, int, ...) = NULL;
-  *(void**)&call = real(name);
-  return call(redirected(path), flags, mode);
-}
-
 #define TAKE_MODE(flags, mode)                                      \
   mode_t mode = 0;                                                  \
   if (((flags)&O_CREAT) != 0 || ((flags)&O_TMPFILE) == O_TMPFILE) { \
@@ -346,11 +340,15 @@ static int open_file(const char* name, const char* path, int flags, mode_t mode)
   }
 
 int open(const char* path, int flags, ...) {
+  static int (*call)(const char*, int, ...);
+  if (call == NULL) *(void**)&call = real("open");
   TAKE_MODE(flags, mode)
-  return open_file("open", path, flags, mode);
+  return call(redirected(path), flags, mode);
 }
 
 int open64(const char* path, int flags, ...) {
+  static int (*call)(const char*, int, ...);
+  if (call == NULL) *(void**)&call = real("open64");
   TAKE_MODE(flags, mode)
-  return open_file("open64", path, flags, mode);
+  return call(redirected(path), flags, mode);
 }
