@@ -15,6 +15,43 @@ std::string wrong_moment(const std::string& value) {
   return wrong_choice(value, kMoments);
 }
 
+std::string wrong_key(const std::string& value) {
+  return is_key_of("WEP", value) || is_key_of("WPA", value)
+             ? ""
+             : "a key that somebody can join with: 8 to 63 characters or 64 hexadecimal digits; for WEP 5 or "
+               "13, or 10 or 26";
+}
+
+std::string wrong_action(const std::string& value) {
+  static constexpr const char* kActions[] = {"GetDeviceSettings",
+                                             "SetDeviceSettings",
+                                             "GetDeviceSettings2",
+                                             "SetDeviceSettings2",
+                                             "IsDeviceReady",
+                                             "Reboot",
+                                             "RestoreFactoryDefaults",
+                                             "FirmwareUpload",
+                                             "GetFirmwareSettings",
+                                             "DownloadSpeedTest",
+                                             "GetWirelessClientCapabilities",
+                                             "GetWirelessClientConnectionInfo",
+                                             "GetWirelessClientConnectionInfo2",
+                                             "GetWirelessClientSettings",
+                                             "SetWirelessClientSettings",
+                                             "SetWirelessClientSettings2",
+                                             "GetLastSetWirelessClientSettingsResult",
+                                             "GetWirelessNetworks",
+                                             "GetWirelessNetworks2",
+                                             "GetConnectedDevices",
+                                             "StartWPS",
+                                             "StopWPS",
+                                             "GetWPSStatus",
+                                             "GetMACFilters2",
+                                             "SetMACFilters2",
+                                             "GetNetworkStats"};
+  return wrong_choice(value, kActions);
+}
+
 constexpr long kLongest = 600000;  // milliseconds
 constexpr ValueCheck kTime = number_within<1, kLongest>;
 
@@ -25,7 +62,7 @@ constexpr ValueCheck kTime = number_within<1, kLongest>;
   }
 #define KD_CONNECTION_FAULT                                                                 \
   KD_ANY_FAULT, {"share", number_within<1, 100>}, {"seed", number_within<0, 2147483646>}, { \
-    "action", anything                                                                      \
+    "action", wrong_action                                                                  \
   }
 
 constexpr Field kLate[] = {KD_CONNECTION_FAULT, {"ms", kTime, true}, {"jitter", number_within<0, kLongest>}};
@@ -35,9 +72,9 @@ constexpr Field kEmpty[] = {KD_CONNECTION_FAULT};
 constexpr Field kTimed[] = {KD_ANY_FAULT, {"ms", kTime, true}};
 constexpr Field kWeak[] = {KD_ANY_FAULT, {"ssid", wrong_ssid}, {"rssi", number_within<-110, -30>}};
 constexpr Field kOfNetwork[] = {KD_ANY_FAULT, {"ssid", wrong_ssid, true}};
-constexpr Field kNewKey[] = {KD_ANY_FAULT, {"ssid", wrong_ssid, true}, {"key", anything}};
-constexpr Field kTwin[] = {KD_ANY_FAULT,      {"ssid", wrong_ssid, true},        {"channel", wrong_channel},
-                           {"key", anything}, {"signal", number_within<0, 100>}, {"bssid", wrong_address}};
+constexpr Field kNewKey[] = {KD_ANY_FAULT, {"ssid", wrong_ssid, true}, {"key", wrong_key}};
+constexpr Field kTwin[] = {KD_ANY_FAULT,       {"ssid", wrong_ssid, true},        {"channel", wrong_channel},
+                           {"key", wrong_key}, {"signal", number_within<0, 100>}, {"bssid", wrong_address}};
 constexpr Field kRadar[] = {KD_ANY_FAULT, {"ssid", wrong_ssid, true}, {"channel", wrong_channel, true}};
 constexpr Field kPlain[] = {KD_ANY_FAULT};
 
@@ -86,19 +123,14 @@ std::string wrong_fault(const Record& record) {
 
 CheckedFaults check_faults(std::string_view text) {
   CheckedFaults checked;
-  std::size_t number = 0;
-  for_each_line(text, [&](std::string_view line) {
-    ++number;
-    Record record;
-    std::string wrong = read_record(line, record);
-    if (wrong.empty() && record.empty()) return;
-    if (wrong.empty()) wrong = wrong_fault(record);
-    if (wrong.empty()) {
-      const FaultKind* kind = find_kind(record.text("fault"));
-      checked.faults.push_back({kind, std::move(record)});
-    } else {
-      checked.problems.push_back({number, std::move(wrong)});
-    }
+  Said said;
+  checked.problems = check_record_lines(text, [&](Record& record) {
+    std::string wrong = wrong_fault(record);
+    if (wrong.empty()) wrong = said.wrong(format_record(record));
+    if (!wrong.empty()) return wrong;
+    const FaultKind* kind = find_kind(record.text("fault"));
+    checked.faults.push_back({kind, std::move(record)});
+    return wrong;
   });
   return checked;
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "section_text.hpp"
+
 namespace kd {
 namespace {
 
@@ -34,10 +36,6 @@ std::string wrong_record(const Record& record, const Format& format) {
   return format.wrong != nullptr ? format.wrong(record) : "";
 }
 
-bool is_hex(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 }  // namespace
 
 std::string check_fields(const Record& record, const Format& format) {
@@ -48,29 +46,18 @@ std::string check_fields(const Record& record, const Format& format) {
 CheckedRecords check_records(std::string_view text, const Format& format) {
   CheckedRecords checked;
   Record all;
-  std::size_t number = 0;
-  for_each_line(text, [&](std::string_view line) {
-    ++number;
-    Record record;
-    std::string wrong = read_record(line, record);
-    if (wrong.empty() && record.empty()) return;
-    if (wrong.empty()) {
-      wrong = format.record_a_line ? check_fields(record, format) : wrong_fields(record, format);
-    }
-    if (!wrong.empty()) {
-      checked.problems.push_back({number, std::move(wrong)});
-    } else if (format.record_a_line) {
+  Said said;
+  checked.problems = check_record_lines(text, [&](Record& record) {
+    std::string wrong = format.record_a_line ? check_fields(record, format) : wrong_fields(record, format);
+    if (wrong.empty() && format.identity != nullptr) wrong = said.wrong(format.identity(record));
+    if (wrong.empty() && format.record_a_line) {
       checked.records.push_back(std::move(record));
-    } else {
+    } else if (wrong.empty()) {
       for (const auto& [name, value] : record.fields()) all.set(name, value);
     }
+    return wrong;
   });
-  if (!format.record_a_line) {
-    if (std::string wrong = wrong_record(all, format); !wrong.empty()) {
-      checked.problems.push_back({number, std::move(wrong)});
-    }
-    checked.records.push_back(std::move(all));
-  }
+  if (!format.record_a_line) checked.records.push_back(std::move(all));
   return checked;
 }
 
@@ -102,9 +89,10 @@ std::string wrong_flag(const std::string& value) {
 std::string wrong_address(const std::string& value) {
   bool right = value.size() == 17;
   for (std::size_t i = 0; right && i < value.size(); ++i)
-    right = i % 3 == 2 ? value[i] == ':' : is_hex(value[i]);
-  // An odd first byte is a group's address.
-  const bool of_one = right && std::string_view("02468ACEace").find(value[1]) != std::string_view::npos;
+    right = i % 3 == 2 ? value[i] == ':' : store::hex_digit(value[i]) >= 0;
+  // An odd first byte is a group's address; no bit at all is nobody's.
+  const bool of_one = right && std::string_view("02468ACEace").find(value[1]) != std::string_view::npos &&
+                      value.find_first_not_of("0:") != std::string::npos;
   return of_one ? "" : "the address of one station as six pairs of hexadecimal digits, 02:00:00:00:00:01";
 }
 
@@ -122,6 +110,20 @@ std::string wrong_channel(const std::string& value) {
       steps_of_four(149, 165))
     return "";
   return "a channel: 1 to 14; 36 to 64, 100 to 144 and 149 to 165 in steps of 4";
+}
+
+bool is_hexadecimal(std::string_view text) {
+  return !text.empty() &&
+         std::all_of(text.begin(), text.end(), [](char c) { return store::hex_digit(c) >= 0; });
+}
+
+bool is_key_of(std::string_view security, const std::string& key) {
+  if (security == "WEP") {
+    return key.size() == 5 || key.size() == 13 ||
+           ((key.size() == 10 || key.size() == 26) && is_hexadecimal(key));
+  }
+  const bool printable = std::all_of(key.begin(), key.end(), [](char c) { return c >= ' ' && c < 0x7F; });
+  return (key.size() >= 8 && key.size() <= 63 && printable) || (key.size() == 64 && is_hexadecimal(key));
 }
 
 }  // namespace kd

@@ -14,6 +14,7 @@
 
 #include "common/failure.hpp"
 #include "common/format.hpp"
+#include "common/usage.hpp"
 #include "launcher/attach.hpp"
 #include "launcher/fault_commands.hpp"
 #include "launcher/fleet.hpp"
@@ -83,6 +84,30 @@ const CLI::Validator kAddress(
     },
     "ADDRESS");
 
+const CLI::Validator kFilled(
+    [](std::string& value) { return value.empty() ? "an empty text names nothing" : ""; }, "");
+
+// What stands between the commas.
+std::vector<std::string> names_of(const std::string& list) {
+  std::vector<std::string> names(1);
+  for (const char c : list) {
+    if (c == ',') {
+      names.emplace_back();
+    } else {
+      names.back() += c;
+    }
+  }
+  return names;
+}
+
+const CLI::Validator kNames(
+    [](std::string& value) {
+      const std::vector<std::string> names = names_of(value);
+      const bool gap = std::find(names.begin(), names.end(), "") != names.end();
+      return gap ? "\"" + value + "\" has no name in front of a comma or behind it: A,B,C" : "";
+    },
+    "");
+
 const CLI::Validator kDirectory(
     [](std::string& value) { return fs::is_directory(value) ? "" : "\"" + value + "\" is no directory"; },
     "DIR");
@@ -109,26 +134,6 @@ std::string scenario_help() {
   return help;
 }
 
-// The parser's complaint as a sentence.
-std::string sentence(const CLI::ParseError& error, const std::vector<std::string>& unknown) {
-  std::string text = error.what();
-  const std::string name = error.get_name();
-  if (name == "ArgumentMismatch") {
-    text.resize(std::min(text.find(':'), text.size()));
-    text += " needs a value";
-  }
-  if (text.rfind("The following argument", 0) == 0) {
-    text = "\"" + text.substr(text.rfind(": ") + 2) + "\" is no command or option here";
-  }
-  if (name == "RequiredError") {
-    const bool command = text.find("ubcommand") != std::string::npos;
-    text = command ? (unknown.empty() ? "a command is missing" : "\"" + unknown.front() + "\" is no command")
-                   : text.substr(0, text.find(" is required")) + " is missing";
-  }
-  while (!text.empty() && (text.back() == '\n' || text.back() == '.')) text.pop_back();
-  return text;
-}
-
 class CommandLine {
  public:
   CommandLine() {
@@ -139,7 +144,8 @@ class CommandLine {
         "77 this system refuses the sandbox (the message says why, and what to allow).");
     app_.add_option("--state", state_,
                     "State directory (default $XDG_STATE_HOME/kd-extender or ~/.local/state/kd-extender)")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check(kFilled);
     add_run();
     add_exec();
     add_reports();
@@ -154,7 +160,9 @@ class CommandLine {
     } catch (const CLI::Success& help) {
       return app_.exit(help);
     } catch (const CLI::ParseError& error) {
-      throw Failure(sentence(error, app_.remaining(true)) + ".\nTry: extender --help", kExitUsage);
+      throw Failure(usage_sentence(error.what(), error.get_name(), app_.remaining(true)) +
+                        ".\nTry: " + command_words() + " --help",
+                    kExitUsage);
     }
     options_.state =
         absolute(state_.empty() ? default_state_directory() + (is_fleet_ ? "-fleet" : "") : state_);
@@ -162,6 +170,16 @@ class CommandLine {
   }
 
  private:
+  // As far as the command was understood.
+  std::string command_words() const {
+    std::string words = "extender";
+    for (const CLI::App* at = &app_; !at->get_subcommands().empty();) {
+      at = at->get_subcommands().front();
+      words += " " + at->get_name();
+    }
+    return words;
+  }
+
   CLI::App* add(CLI::App& parent, const char* name, const char* help, std::function<int()> action) {
     CLI::App* command = parent.add_subcommand(name, help);
     command->fallthrough();  // --state stands in front of a command or behind it
@@ -194,7 +212,8 @@ class CommandLine {
         ->take_all();
     run->add_option("--scenario", options_.scenario,
                     "Name (below) or directory (default: that of the last run, else home)")
-        ->type_name("NAME");
+        ->type_name("NAME")
+        ->check(kFilled);
     run->add_flag("--fresh", options_.fresh,
                   "Start from the scenario: forget the store and the radio of earlier runs");
     run->add_option("--number", options_.device_number,
@@ -252,21 +271,21 @@ class CommandLine {
     add(*radio, "list", "List networks, clients and the link", [this] { return list_radio(options_.state); });
     add_words(add(*radio, "add", "Add a network: ssid=Name key=long-secret channel=11 signal=70 ...",
                   [this] { return add_network(options_.state, words_); }),
-              "fields", "Fields as in radio/neighbours");
+              "field=value", "As in radio/neighbours");
     CLI::App* remove =
         add(*radio, "remove", "Remove a network", [this] { return remove_network(options_.state, word_); });
     remove->add_option("ssid", word_, "Its name")->required()->type_name("");
     add_words(
         add(*radio, "connect", "Connect a client: mac=... ip=... name=... wireless=yes phy=HTMIX rate=65",
             [this] { return connect_client(options_.state, words_); }),
-        "fields", "Fields as in radio/clients and radio/stations");
+        "field=value", "As in radio/clients and radio/stations");
     CLI::App* disconnect = add(*radio, "disconnect", "Disconnect a client",
                                [this] { return disconnect_client(options_.state, word_); });
     disconnect->add_option("mac", word_, "Its address")->required()->type_name("");
     add_words(
         add(*radio, "link", "Raise or drop the upstream link, or change it: down, up, rssi=-70, rate=54 ...",
             [this] { return change_link(options_.state, words_); }),
-        "change", "up, down or fields as in radio/link");
+        "field=value", "up, down or fields as in radio/link");
   }
 
   void add_fault() {
@@ -277,7 +296,7 @@ class CommandLine {
         add(*fault, "add", "Switch a fault on: late ms=2000 share=30, upstream-gone ssid=Name for=5000 ...",
             [this] { return kd::add_fault(options_.state, word_, words_); });
     add_one->add_option("fault", word_, "One of those below")->required()->type_name("");
-    add_words(add_one, "fields", "Its fields", false);
+    add_words(add_one, "field=value", "Its fields", false);
     add_one->footer(fault_help());
     add_words(
         add(*fault, "clear", "Switch faults off", [this] { return clear_faults(options_.state, words_); }),
@@ -297,10 +316,13 @@ class CommandLine {
     up->add_option("count", fleet_.count, "How many")->required()->check(number_within(1, 500));
     up->add_option("--scenario", fleet_.scenarios, "Name or directory (default home)")
         ->expected(1)
-        ->type_name("NAME");
-    up->add_option("--spread", fleet_.scenarios, "Scenarios by turns: A,B,C")
-        ->delimiter(',')
+        ->type_name("NAME")
+        ->check(kFilled);
+    up->add_option_function<std::string>(
+          "--spread", [this](const std::string& names) { fleet_.scenarios = names_of(names); },
+          "Scenarios by turns: A,B,C")
         ->type_name("NAMES")
+        ->check(kNames)
         ->excludes("--scenario");
     up->add_option("--base-port", fleet_.base_port,
                    "Port of the first device, the others follow; 0: any (default 0)")

@@ -1,6 +1,9 @@
 #include "launcher/device_view.hpp"
 
+#include <fcntl.h>
+
 #include <filesystem>
+#include <string_view>
 
 #include "common/failure.hpp"
 #include "common/files.hpp"
@@ -15,7 +18,18 @@ namespace {
 
 void require_file(const std::string& path, const char* what, const char* option) {
   if (!fs::is_regular_file(path))
-    throw Failure(std::string("no ") + what + " at " + path + " (" + option + ")");
+    throw Failure(std::string("no ") + what + " at " + path + " (" + option + ")", kExitUsage);
+}
+
+// A file that is no library would be passed over by the server's loader, and the device would never answer.
+void require_library(const std::string& path, const char* what, const char* option) {
+  require_file(path, what, option);
+  const Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  char magic[4] = "";
+  if (!file || ::read(file.get(), magic, sizeof magic) != sizeof magic ||
+      std::string_view(magic, sizeof magic) != "\177ELF") {
+    throw Failure(path + " is no library (" + option + ")", kExitUsage);
+  }
 }
 
 bool below_usr(const std::string& path) {
@@ -58,9 +72,9 @@ std::string server_modules_inside(const Options& options) {
 
 void check_files(const Options& options) {
   require_file(options.server, "web server", "--host-lighttpd; package lighttpd");
-  require_file(options.preload, "preload library", "--preload");
-  require_file(options.store_library, "store library", "--store-library");
-  if (options.module != "none") require_file(options.module, "module", "--module; \"none\" boots without");
+  require_library(options.preload, "preload library", "--preload");
+  require_library(options.store_library, "store library", "--store-library");
+  if (options.module != "none") require_library(options.module, "module", "--module; \"none\" boots without");
   for (const char* needed :
        {"/usr/bin/dash", "/usr/bin/grep", "/usr/bin/sed", "/usr/bin/cat", "/usr/bin/rm"}) {
     require_file(needed, "device shell tool", "the device takes it from the host");

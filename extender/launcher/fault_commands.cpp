@@ -20,14 +20,22 @@ void write_faults(const std::string& path, const std::string& text) {
 
 // A scene is about a network that is there.
 void require_network(const std::string& state, const Record& fault) {
-  if (!fault.has("ssid")) return;
-  const std::string ssid = fault.text("ssid");
   const std::vector<radio::Network> networks =
       radio::parse_networks(read_file_or_empty(radio_path(state, "neighbours")));
-  const bool known = std::any_of(networks.begin(), networks.end(),
-                                 [&](const radio::Network& network) { return network.ssid == ssid; });
-  if (!known) {
+  const std::string ssid = fault.text("ssid");
+  const radio::Network* meant = radio::find_network(networks, ssid);
+  if (meant == nullptr && fault.has("ssid")) {
     throw Failure("no network is named \"" + ssid + "\" (\"extender radio list\" shows them)", kExitUsage);
+  }
+  if (fault.has("key") && meant->security == "NONE") {
+    throw Failure("the network \"" + ssid + "\" is open, it has no key", kExitUsage);
+  }
+  if (fault.has("key") && !is_key_of(meant->security, fault.text("key"))) {
+    throw Failure("key=... is no key for the " + meant->security + " of \"" + ssid + "\"", kExitUsage);
+  }
+  for (const radio::Network& network : networks) {
+    if (!fault.has("bssid") || !radio::same_address(network.bssid, fault.text("bssid"))) continue;
+    throw Failure("\"" + network.ssid + "\" has the address " + network.bssid + " already", kExitUsage);
   }
 }
 

@@ -18,6 +18,7 @@
 
 #include "common/failure.hpp"
 #include "common/files.hpp"
+#include "launcher/port.hpp"
 #include "launcher/scenarios.hpp"
 #include "launcher/state.hpp"
 
@@ -66,6 +67,7 @@ void check(const std::string& directory, const FleetOptions& options) {
                       std::to_string(options.count) + " devices; the last port is 65535",
                   kExitUsage);
   }
+  check_addresses(options.listen);
   for (const std::string& scenario : options.scenarios) check_scenario(find_scenario(scenario));
   if (exists(marker(directory))) {
     throw Failure("there is a fleet in " + directory + " already; \"extender fleet down\" ends it");

@@ -161,12 +161,12 @@ int change_link(const std::string& state, const std::vector<std::string>& words)
   for (const Problem& problem : radio::check_file("link", text)) {
     throw Failure(path + ", line " + std::to_string(problem.line) + ": " + problem.text);
   }
+  std::vector<std::string> fields = words;
+  std::replace(fields.begin(), fields.end(), std::string("up"), std::string("state=1"));
+  std::replace(fields.begin(), fields.end(), std::string("down"), std::string("state=0"));
+  const Record change = record_of(fields);
   Record record = parse_record(text);
-  for (const std::string& word : words) {
-    const bool verb = word == "up" || word == "down";
-    const Record change = verb ? record_of({word == "up" ? "state=1" : "state=0"}) : record_of({word});
-    for (const auto& [name, value] : change.fields()) record.set(name, value);
-  }
+  for (const auto& [name, value] : change.fields()) record.set(name, value);
   require(record, radio::link_format());
   replace(path, radio::format_link(radio::parse_link(format_record(record))));
   return 0;

@@ -4,12 +4,15 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include "common/failure.hpp"
+#include "common/faults.hpp"
 #include "common/files.hpp"
 #include "common/settings.hpp"
 #include "launcher/places.hpp"
 #include "radio/formats.hpp"
+#include "radio/model.hpp"
 #include "section_text.hpp"
 
 namespace fs = std::filesystem;
@@ -19,10 +22,6 @@ namespace {
 
 std::string scenarios_directory() {
   return shared_directory() + "/scenarios";
-}
-
-bool is_note(const std::string& name) {
-  return name.rfind("README", 0) == 0 || name.front() == '.' || name.back() == '~' || name == "about";
 }
 
 void check_store(const std::string& path, Complaints& complaints) {
@@ -46,25 +45,46 @@ bool is_mtd_line(std::string_view line) {
          static_cast<std::size_t>(end) == text.size();
 }
 
-void check_mtd(const std::string& path, Complaints& complaints) {
-  std::size_t number = 0;
-  for_each_line(read_file_or_empty(path), [&](std::string_view line) {
-    if (++number == 1 ? line.rfind("dev:", 0) == 0 : is_mtd_line(line)) return;
-    complaints.add(path,
-                   {{number, number == 1 ? "the first line begins with \"dev:\""
-                                         : "a partition is a line as: mtd4: 00fb0000 00010000 \"Kernel\""}});
+std::vector<Problem> check_mtd(std::string_view text) {
+  bool is_first = true;
+  if (text.empty()) text = "\n";  // wants its first line all the same
+  return check_lines(text, [&](std::string_view line) -> std::string {
+    if (std::exchange(is_first, false)) {
+      return line.rfind("dev:", 0) == 0 ? "" : "the first line begins with \"dev:\"";
+    }
+    return is_mtd_line(line) ? "" : "a partition is a line as: mtd4: 00fb0000 00010000 \"Kernel\"";
   });
 }
 
-// A file that stands in the scenario; boardid and web/ may hold anything.
+// A part of a scenario; boardid and the files of web/ may hold anything.
 bool check_part(const std::string& path, const std::string& name, Complaints& complaints) {
-  if (name == "boardid" || name == "web") return true;
-  if (name == "store") return check_store(path, complaints), true;
-  if (name == "mtd") return check_mtd(path, complaints), true;
-  if (name == "radio") return check_radio(path, complaints), true;
-  if (name != "settings") return false;
-  complaints.add(path, check_records(read_file_or_empty(path), settings_format()).problems);
+  constexpr std::array kParts = {"boardid", "mtd", "radio", "settings", "store", "web"};
+  if (std::find(kParts.begin(), kParts.end(), name) == kParts.end()) return false;
+  const bool is_folder = name == "radio" || name == "web";
+  if (fs::is_directory(path) != is_folder) {
+    complaints.add(path, is_folder ? "a file; a directory belongs here" : "a directory; a file belongs here");
+    return true;
+  }
+  if (name == "store") check_store(path, complaints);
+  if (name == "mtd") complaints.add(path, check_mtd(read_file_or_empty(path)));
+  if (name == "radio") check_radio(path, complaints);
+  if (name == "settings") {
+    complaints.add(path, check_records(read_file_or_empty(path), settings_format()).problems);
+  }
   return true;
+}
+
+// A scene about a network that the scenario has not would never be seen.
+void check_scenes(const std::string& directory, Complaints& complaints) {
+  const std::string path = directory + "/radio/faults";
+  const std::string own = directory + "/radio/neighbours";
+  const std::vector<radio::Network> networks = radio::parse_networks(
+      read_file_or_empty(exists(own) ? own : scenarios_directory() + "/home/radio/neighbours"));
+  for (const Fault& fault : parse_faults(read_file_or_empty(path))) {
+    const std::string ssid = fault.record.text("ssid");
+    if (ssid.empty() || radio::find_network(networks, ssid) != nullptr) continue;
+    complaints.add(path, format_record(fault.record) + ": no network of the scenario has that name");
+  }
 }
 
 }  // namespace
@@ -102,7 +122,7 @@ void check_scenario(const std::string& directory) {
     const std::string name = entry.path().filename().string();
     if (check_part(entry.path().string(), name, complaints)) {
       is_one = true;
-    } else if (!is_note(name)) {
+    } else if (name != "about" && !radio::is_note(name)) {
       complaints.add(
           entry.path().string(),
           "no part of a scenario; there are about, boardid, mtd, radio/, settings, store and web/");
@@ -113,22 +133,21 @@ void check_scenario(const std::string& directory) {
         directory + " is no scenario: it has neither boardid, mtd, radio/, settings, store nor web/",
         kExitUsage);
   }
+  check_scenes(directory, complaints);
   complaints.throw_if_any();
 }
 
 void check_radio(const std::string& directory, Complaints& complaints) {
+  const auto check = [&](const fs::path& file) {
+    const std::string name = file.lexically_relative(directory).string();
+    complaints.add(file.string(), radio::check_file(name, read_file_or_empty(file.string())));
+  };
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-    const std::string path = entry.path().string();
     const std::string name = entry.path().filename().string();
-    if (name == "raw") {
-      for (const fs::directory_entry& raw : fs::directory_iterator(path)) {
-        const std::string tool = raw.path().filename().string();
-        if (!radio::is_raw_name(tool) && !is_note(tool)) {
-          complaints.add(raw.path().string(), "replaces no tool's output; raw/README lists the names");
-        }
-      }
-    } else if (!is_note(name)) {
-      complaints.add(path, radio::check_file(name, read_file_or_empty(path)));
+    if (name == "raw" && entry.is_directory()) {
+      for (const fs::directory_entry& raw : fs::directory_iterator(entry.path())) check(raw.path());
+    } else if (!radio::is_note(name)) {
+      check(entry.path());
     }
   }
 }

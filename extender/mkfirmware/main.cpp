@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/usage.hpp"
+#include "firmware/image.hpp"
 #include "mkfirmware/image_maker.hpp"
 
 namespace {
@@ -84,10 +86,13 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
   app.add_option("-c,--columns", options.columns, "base64 characters a line, 0 for one line")
       ->capture_default_str();
   app.footer(flaw_help());
-  CLI11_PARSE(app, argc, argv);
   try {
+    app.parse(argc, argv);
     const auto known = mk::flaw_of(flaw);
-    if (!known) throw std::runtime_error{"unknown flaw: " + flaw};
+    if (!known) throw std::runtime_error{"no flaw is named " + flaw + "; mkfirmware --help lists them"};
+    if (options.recipe.name.size() > kd::kImageNameSize) {
+      throw std::runtime_error{"the header holds a name of up to 20 characters: " + options.recipe.name};
+    }
     if (mk::is_of_upload(*known) && !options.soap)
       throw std::runtime_error{flaw + " is of an upload: add --soap"};
     const char* digits = board.c_str() + (board.starts_with("0x") ? 2 : 0);
@@ -96,6 +101,12 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     options.recipe.flaw = *known;
     const std::string image = mk::make_image(read_data(options), options.recipe);
     write(options, options.soap ? mk::make_upload(image, options.columns, *known) : image);
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "mkfirmware: " << kd::usage_sentence(error.what(), error.get_name(), {})
+              << ".\nTry: mkfirmware --help\n";
+    return 2;
   } catch (const std::exception& error) {
     std::cerr << "mkfirmware: " << error.what() << "\n";
     return 1;

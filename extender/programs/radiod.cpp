@@ -13,6 +13,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/files.hpp"
 #include "common/layout.hpp"
@@ -134,16 +135,13 @@ class Radio {
 class Editor {
  public:
   void look(const std::string& name) {
-    if (!name.empty() && (name.front() == '.' || name.find(".new.") != std::string::npos)) return;
-    if (name != "neighbours" && name != "clients" && name != "stations" && name != "link" &&
-        name != "eeprom" && name != "faults") {
-      return;
-    }
+    if (radio::is_note(name) || name.find(".new.") != std::string::npos) return;
+    const std::optional<std::string> text = read_file(std::string(layout::kRadio) + "/" + name);
     std::string report;
-    const std::string text = read_file_or_empty(std::string(layout::kRadio) + "/" + name);
-    for (const Problem& problem : radio::check_file(name, text)) {
-      report += "radio/" + name + ", line " + std::to_string(problem.line) + ": " + problem.text +
-                " (the line is ignored)\n";
+    for (const Problem& problem : text ? radio::check_file(name, *text) : std::vector<Problem>()) {
+      const std::string line = ", line " + std::to_string(problem.line);
+      report += "radio/" + name + (problem.line > 0 ? line : "") + ": " + problem.text + " (the " +
+                (problem.line > 0 ? "line" : "file") + " is ignored)\n";
     }
     if (report == reported_[name]) return;
     reported_[name] = report;
@@ -155,37 +153,52 @@ class Editor {
   std::map<std::string, std::string> reported_;
 };
 
-// The names of the files under radio/ that changed since the last call. The descriptor must not block.
-template <typename Use>
-void for_each_change(int watch, Use use) {
-  alignas(inotify_event) char block[4096];
-  for (ssize_t n; (n = ::read(watch, block, sizeof block)) > 0;) {
-    for (ssize_t at = 0; at < n;) {
-      inotify_event event;
-      std::memcpy(&event, block + at, sizeof event);
-      use(event.len > 0 ? std::string(block + at + sizeof event) : std::string());
-      at += static_cast<ssize_t>(sizeof event + event.len);
+// What changes under radio/.
+class Watch {
+ public:
+  Watch() : fd_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    constexpr unsigned kChanges = IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE;
+    const std::string raw = std::string(layout::kRadio) + "/raw";
+    // Where the kernel has no watches left the device goes on without noticing edits by itself.
+    if (::inotify_add_watch(fd_.get(), layout::kRadio, kChanges) < 0) std::perror("radiod");
+    raw_ = ::inotify_add_watch(fd_.get(), raw.c_str(), kChanges);
+  }
+  int fd() const { return fd_.get(); }
+
+  // The names of the files that changed since the last call.
+  template <typename Use>
+  void for_each(Use use) {
+    alignas(inotify_event) char block[4096];
+    for (ssize_t n; (n = ::read(fd_.get(), block, sizeof block)) > 0;) {
+      for (ssize_t at = 0; at < n;) {
+        inotify_event event;
+        std::memcpy(&event, block + at, sizeof event);
+        if (event.len > 0) use((event.wd == raw_ ? "raw/" : "") + std::string(block + at + sizeof event));
+        at += static_cast<ssize_t>(sizeof event + event.len);
+      }
     }
   }
-}
+
+ private:
+  Fd fd_;
+  int raw_ = -1;
+};
 
 }  // namespace
 
 int radiod_main(int, char**) {
   // Open for both, so that it never ends when a writer does.
   const Fd events(::open(layout::kLinkEvents, O_RDWR | O_NONBLOCK | O_CLOEXEC));
-  const Fd watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  if (!events ||
-      ::inotify_add_watch(watch.get(), layout::kRadio, IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE) < 0) {
-    // Where the kernel has no watches left the device goes on without noticing edits by itself.
+  if (!events) {
     std::perror("radiod");
-    if (!events) return 1;
+    return 1;
   }
+  Watch watch;
   Radio radio;
   Editor editor;
   std::string received;
   for (;;) {
-    pollfd waiting[] = {{events.get(), POLLIN, 0}, {watch.get(), POLLIN, 0}};
+    pollfd waiting[] = {{events.get(), POLLIN, 0}, {watch.fd(), POLLIN, 0}};
     ::poll(waiting, 2, radio.timeout());
     char block[512];
     const ssize_t n = ::read(events.get(), block, sizeof block);
@@ -195,7 +208,7 @@ int radiod_main(int, char**) {
     }
     radio.finish_if_due();
     bool changed = false;
-    for_each_change(watch.get(), [&](const std::string& name) {
+    watch.for_each([&](const std::string& name) {
       editor.look(name);
       changed = changed || name == "neighbours" || name == "faults";
     });

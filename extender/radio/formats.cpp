@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 
 #include "common/faults.hpp"
 #include "section_text.hpp"
@@ -65,10 +66,11 @@ std::string wrong_ip(const std::string& value) {
 }
 
 std::string wrong_time(const std::string& value) {
-  constexpr std::string_view form = "0000-00-00T00:00:00";
-  const bool right = std::equal(value.begin(), value.end(), form.begin(), form.end(), [](char c, char like) {
-    return like == '0' ? c >= '0' && c <= '9' : c == like;
-  });
+  std::tm parts{};
+  const char* end = value.size() == 19 ? ::strptime(value.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) : nullptr;
+  const int day = parts.tm_mday;
+  // A day that its month has not becomes another one.
+  const bool right = end != nullptr && *end == '\0' && ::timegm(&parts) != -1 && parts.tm_mday == day;
   return right ? "" : "a time as 2014-04-19T12:00:00";
 }
 
@@ -139,29 +141,17 @@ constexpr Field kLink[] = {
     {"rssi", kDbm},
 };
 
-bool is_hexadecimal(std::string_view text) {
-  return !text.empty() &&
-         std::all_of(text.begin(), text.end(), [](char c) { return store::hex_digit(c) >= 0; });
-}
-
 // A key that nobody could type at a device of that security is a mistake of the one who wrote it.
 std::string wrong_key(const Record& record) {
   if (!record.has("key")) return "";
   const std::string key = record.text("key");
   const std::string security = record.text("security", "WPA2PSK/AES");
   if (security == "NONE") return "a network without security has no key: leave out key=... or security=NONE";
-  if (security == "WEP") {
-    const bool text = key.size() == 5 || key.size() == 13;
-    const bool digits = (key.size() == 10 || key.size() == 26) && is_hexadecimal(key);
-    return text || digits
-               ? ""
-               : "nobody can join: a WEP key has 5 or 13 characters, or 10 or 26 hexadecimal digits";
-  }
-  const bool printable = std::all_of(key.begin(), key.end(), [](char c) { return c >= ' ' && c != 0x7F; });
-  const bool phrase = key.size() >= 8 && key.size() <= 63 && printable;
-  if (phrase || (key.size() == 64 && is_hexadecimal(key))) return "";
-  return "nobody can join: a WPA key has 8 to 63 ASCII characters, or 64 hexadecimal digits (here " +
-         std::to_string(key.size()) + " bytes)";
+  if (is_key_of(security, key)) return "";
+  return security == "WEP"
+             ? "nobody can join: a WEP key has 5 or 13 characters, or 10 or 26 hexadecimal digits"
+             : "nobody can join: a WPA key has 8 to 63 ASCII characters, or 64 hexadecimal digits (here " +
+                   std::to_string(key.size()) + " bytes)";
 }
 
 std::string wrong_network(const Record& record) {
@@ -174,25 +164,40 @@ std::string wrong_network(const Record& record) {
   return wrong_key(record);
 }
 
-std::vector<Problem> check_eeprom(std::string_view text) {
-  std::vector<Problem> problems;
-  std::size_t number = 0;
-  for_each_line(text, [&](std::string_view line) {
-    ++number;
-    line = line.substr(0, line.find('#'));
-    while (!line.empty() && (line.back() == ' ' || line.back() == '\r')) line.remove_suffix(1);
-    if (line.empty()) return;
-    if (line.size() != 9 || line[4] != ' ' || !is_hexadecimal(line.substr(0, 4)) ||
-        !is_hexadecimal(line.substr(5))) {
-      problems.push_back({number, "offset and word have four hexadecimal digits each, such as 01D3 004B"});
-    }
-  });
-  return problems;
+std::string wrong_eeprom_line(std::string_view line) {
+  line = line.substr(0, line.find('#'));
+  while (!line.empty() && (line.back() == ' ' || line.back() == '\r')) line.remove_suffix(1);
+  const bool right = line.empty() || (line.size() == 9 && line[4] == ' ' &&
+                                      is_hexadecimal(line.substr(0, 4)) && is_hexadecimal(line.substr(5)));
+  return right ? "" : "offset and word have four hexadecimal digits each, such as 01D3 004B";
 }
 
-constexpr Format kNeighboursFormat{kNeighbours, true, wrong_network};
-constexpr Format kClientsFormat{kClients, true};
-constexpr Format kStationsFormat{kStations, true};
+std::string address_in(const Record& record, const char* field) {
+  std::string address = record.text(field);
+  std::transform(address.begin(), address.end(), address.begin(),
+                 [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
+  return std::string(field) + "=" + address;
+}
+
+// A network without an address is given one for its name and channel.
+std::string network_identity(const Record& record) {
+  if (record.has("bssid")) return address_in(record, "bssid");
+  return format_record(record, "ssid") + " channel=" + record.text("channel", "6");
+}
+
+std::string station_identity(const Record& record) {
+  return address_in(record, "mac");
+}
+
+bool is_raw_name(const std::string& name) {
+  constexpr std::array kNames = {"survey",      "client_list",    "iwconfig.ra0", "iwconfig.apcli0",
+                                 "stainfo.ra0", "stainfo.apcli0", "stat.ra0",     "stat.apcli0"};
+  return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
+}
+
+constexpr Format kNeighboursFormat{kNeighbours, true, wrong_network, network_identity};
+constexpr Format kClientsFormat{kClients, true, nullptr, station_identity};
+constexpr Format kStationsFormat{kStations, true, nullptr, station_identity};
 constexpr Format kLinkFormat{kLink, false};
 
 }  // namespace
@@ -215,17 +220,20 @@ std::vector<Problem> check_file(const std::string& name, std::string_view text) 
   if (name == "clients") return check_records(text, kClientsFormat).problems;
   if (name == "stations") return check_records(text, kStationsFormat).problems;
   if (name == "link") return check_records(text, kLinkFormat).problems;
-  if (name == "eeprom") return check_eeprom(text);
+  if (name == "eeprom") return check_lines(text, wrong_eeprom_line);
   if (name == "faults") return check_faults(text).problems;
+  constexpr std::string_view kRaw = "raw/";
+  if (name.compare(0, kRaw.size(), kRaw) == 0) {
+    const std::string tool = name.substr(kRaw.size());
+    if (is_raw_name(tool) || is_note(tool)) return {};
+    return {{0, "replaces no tool's output; raw/README lists the names"}};
+  }
   return {
       {0, "no file of the radio; there are neighbours, clients, stations, link, eeprom, faults and raw/"}};
 }
 
-bool is_raw_name(const std::string& name) {
-  constexpr std::array kNames = {"survey",          "client_list", "iwconfig.ra0",
-                                 "iwconfig.apcli0", "stainfo.ra0", "stainfo.apcli0",
-                                 "stat.ra0",        "stat.apcli0", "README"};
-  return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
+bool is_note(const std::string& name) {
+  return name.empty() || name.rfind("README", 0) == 0 || name.front() == '.' || name.back() == '~';
 }
 
 }  // namespace kd::radio

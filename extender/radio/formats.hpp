@@ -17,7 +17,7 @@ const Format& link_format();
 // Everything wrong with a file under radio/, given by its name there; with a name that means nothing, that.
 std::vector<Problem> check_file(const std::string& name, std::string_view text);
 
-// Whether a file under radio/raw replaces the output of any tool.
-bool is_raw_name(const std::string& name);
+// Whether a file's name says that nobody reads it: README, .hidden, backup~.
+bool is_note(const std::string& name);
 
 }  // namespace kd::radio

@@ -125,6 +125,12 @@ std::string format_link(const Link& link) {
   return text;
 }
 
+const Network* find_network(const std::vector<Network>& networks, std::string_view ssid) {
+  const auto at = std::find_if(networks.begin(), networks.end(),
+                               [&](const Network& network) { return network.ssid == ssid; });
+  return at == networks.end() ? nullptr : &*at;
+}
+
 bool same_address(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return upper(x) == upper(y); });

@@ -68,6 +68,9 @@ std::vector<Client> parse_clients(std::string_view text);
 Link parse_link(std::string_view text);
 std::string format_link(const Link& link);
 
+// The first network of a name; null when there is none.
+const Network* find_network(const std::vector<Network>& networks, std::string_view ssid);
+
 // The signal in dBm for percent, as the driver shows it.
 int rssi_of_signal(int percent);
 

@@ -45,7 +45,7 @@ WRONG_WORDS = [
     ("radio add ssid=Name bssid=02:11:22:33:44:01", "is there already"),
     ("radio add ssid=Name ssid=Other", "ssid stands twice"),
     ("radio add Name", '"Name" is no field'),
-    ("radio add", "fields is missing"),
+    ("radio add", "field=value is missing"),
     ("radio remove Nowhere", NO_NETWORK),
     ("radio connect mac=02:AA:00:00:00:99 rate=54", "go with wireless=yes"),
     ("radio connect mac=02:AA:00:00:00:99 ip=1.2.3", "ip must be an address"),
