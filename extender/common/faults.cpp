@@ -16,10 +16,8 @@ std::string wrong_moment(const std::string& value) {
 }
 
 std::string wrong_key(const std::string& value) {
-  return is_key_of("WEP", value) || is_key_of("WPA", value)
-             ? ""
-             : "a key that somebody can join with: 8 to 63 characters or 64 hexadecimal digits; for WEP 5 or "
-               "13, or 10 or 26";
+  if (is_key_of("WEP", value) || is_key_of("WPA", value)) return "";
+  return "one that somebody can join with: " + key_form("WPA") + "; " + key_form("WEP");
 }
 
 std::string wrong_action(const std::string& value) {

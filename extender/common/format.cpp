@@ -117,6 +117,11 @@ bool is_hexadecimal(std::string_view text) {
          std::all_of(text.begin(), text.end(), [](char c) { return store::hex_digit(c) >= 0; });
 }
 
+std::string key_form(std::string_view security) {
+  return security == "WEP" ? "a WEP key has 5 or 13 characters, or 10 or 26 hexadecimal digits"
+                           : "a WPA key has 8 to 63 ASCII characters, or 64 hexadecimal digits";
+}
+
 bool is_key_of(std::string_view security, const std::string& key) {
   if (security == "WEP") {
     return key.size() == 5 || key.size() == 13 ||

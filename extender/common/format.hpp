@@ -89,6 +89,7 @@ std::string wrong_address(const std::string& value);  // of one station, with co
 std::string wrong_ssid(const std::string& value);     // 1 to 32 bytes
 std::string wrong_channel(const std::string& value);
 bool is_hexadecimal(std::string_view text);                         // and not empty
+std::string key_form(std::string_view security);                    // what a key of it has, in words
 bool is_key_of(std::string_view security, const std::string& key);  // "WEP", else a kind of WPA
 template <long least, long most>
 std::string number_within(const std::string& value) {

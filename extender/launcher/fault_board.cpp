@@ -1,5 +1,7 @@
 #include "launcher/fault_board.hpp"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -26,6 +28,8 @@ FaultBoard::FaultBoard(const std::string& state, EventLoop& loop, FileWatch& wat
 }
 
 void FaultBoard::read() {
+  struct stat status {};
+  file_ = ::stat(path_.c_str(), &status) == 0 ? status.st_ino : 0;
   std::vector<Active> now;
   for (Fault& fault : parse_faults(read_file_or_empty(path_))) {
     const std::string line = format_record(fault.record);

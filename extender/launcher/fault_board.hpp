@@ -1,6 +1,8 @@
 // The faults that are switched on, as radio/faults says at each moment.
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <map>
 #include <random>
@@ -33,6 +35,7 @@ class FaultBoard {
   std::function<void(const std::string& event, const std::string& fault)> changed;
 
   void read();
+  ino_t file() const { return file_; }  // that was read last
 
  private:
   struct Active {
@@ -42,6 +45,7 @@ class FaultBoard {
   void take_out(const std::string& line);
 
   std::string path_;
+  ino_t file_ = 0;
   EventLoop& loop_;
   std::vector<Active> active_;
 };

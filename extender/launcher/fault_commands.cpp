@@ -1,5 +1,8 @@
 #include "launcher/fault_commands.hpp"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -9,13 +12,29 @@
 #include "common/faults.hpp"
 #include "common/files.hpp"
 #include "launcher/radio_commands.hpp"
+#include "launcher/state.hpp"
 #include "radio/model.hpp"
 
 namespace kd {
 namespace {
 
-void write_faults(const std::string& path, const std::string& text) {
+constexpr int kMostLooks = 500;
+constexpr useconds_t kLook = 2000;  // microseconds between two of them
+
+// Returns when a device that runs has taken them up, so that the next request meets them.
+void write_faults(const std::string& state, const std::string& text) {
+  const std::string path = radio_path(state, "faults");
   if (!replace_file(path, text)) throw Failure(path + ": " + std::strerror(errno));
+  struct stat ours {};
+  struct stat now {};
+  if (::stat(path.c_str(), &ours) != 0) return;
+  for (int look = 0; look < kMostLooks; ++look) {
+    const std::optional<RunningDevice> device = find_running(state);
+    const bool is_ours = ::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino;
+    if (!device || device->faults == ours.st_ino || !is_ours) return;
+    ::usleep(kLook);
+  }
+  throw Failure("the device has not taken it up within a second; it does at its next start");
 }
 
 // A scene is about a network that is there.
@@ -31,7 +50,7 @@ void require_network(const std::string& state, const Record& fault) {
     throw Failure("the network \"" + ssid + "\" is open, it has no key", kExitUsage);
   }
   if (fault.has("key") && !is_key_of(meant->security, fault.text("key"))) {
-    throw Failure("key=... is no key for the " + meant->security + " of \"" + ssid + "\"", kExitUsage);
+    throw Failure("nobody can join \"" + ssid + "\" with that key: " + key_form(meant->security), kExitUsage);
   }
   for (const radio::Network& network : networks) {
     if (!fault.has("bssid") || !radio::same_address(network.bssid, fault.text("bssid"))) continue;
@@ -64,7 +83,7 @@ int add_fault(const std::string& state, const std::string& kind, const std::vect
     if (format_record(old.record) == format_record(fault)) throw Failure("this fault is on already");
   }
   if (!text.empty() && text.back() != '\n') text += '\n';
-  write_faults(path, text + format_record(fault) + "\n");
+  write_faults(state, text + format_record(fault) + "\n");
   return 0;
 }
 
@@ -88,7 +107,7 @@ int clear_faults(const std::string& state, const std::vector<std::string>& which
   for (std::size_t i = 0; i < which.size(); ++i) {
     if (!found[i]) throw Failure("no fault \"" + which[i] + "\" is on (\"extender fault list\" shows them)");
   }
-  if (kept != text) write_faults(path, kept);
+  if (kept != text) write_faults(state, kept);
   return 0;
 }
 

@@ -164,15 +164,18 @@ void Journal::look_at_store() {
 // What was stored up to a moment is an effect.
 void Journal::add_stored(std::uint64_t up_to) {
   Json changes = Json::object();
+  std::uint64_t last = 0;
   std::erase_if(stored_, [&](const Stored& stored) {
     if (stored.when > up_to) return false;
+    last = stored.when;
     for (const auto& [key, value] : stored.values) changes[key] = value;
     return true;
   });
-  if (!changes.empty()) add_effect({{"stored", std::move(changes)}});
+  if (!changes.empty()) add_effect(last, {{"stored", std::move(changes)}});
 }
 
-void Journal::add_effect(Json effect) {
+void Journal::add_effect(std::uint64_t when, Json effect) {
+  if (effects_.empty()) effects_began_ = when;
   if (effects_.size() < kMostEffects) effects_.push_back(std::move(effect));
 }
 
@@ -180,7 +183,7 @@ void Journal::add_effect(Json effect) {
 void Journal::flush_effects(std::uint64_t up_to) {
   add_stored(up_to);
   if (effects_.empty()) return;
-  Json line = {{"time", time_text(microseconds_now())}};
+  Json line = {{"time", time_text(effects_began_)}};
   if (has_served_) {
     line["type"] = "later";
     line["request"] = last_request_;
@@ -272,13 +275,13 @@ void Journal::handle(unsigned kind, unsigned number, std::uint64_t when, std::si
       break;
     }
     case kCommandEvent:
-      add_effect({{"command", bytes}});
+      add_effect(when, {{"command", bytes}});
       break;
     case kFileEvent:
-      add_effect({{"written", bytes}});
+      add_effect(when, {{"written", bytes}});
       break;
     case kSignalEvent:
-      add_effect(signal_effect(bytes));
+      add_effect(when, signal_effect(bytes));
       break;
     default:
       break;

@@ -57,7 +57,7 @@ class Journal {
   void handle(unsigned kind, unsigned connection, std::uint64_t when, std::size_t size,
               std::string_view bytes);
   void finish_request(unsigned number);
-  void add_effect(Json effect);
+  void add_effect(std::uint64_t when, Json effect);
   void flush_effects(std::uint64_t up_to);
   void look_at_store();
   void add_stored(std::uint64_t up_to);
@@ -73,6 +73,7 @@ class Journal {
   unsigned last_request_ = 0;
   bool has_served_ = false;    // since the web server began
   std::vector<Json> effects_;  // that no request's line holds yet
+  std::uint64_t effects_began_ = 0;
   std::map<std::string, std::string> store_;
   std::pair<ino_t, long> store_file_{};  // the store's file as last read
   std::vector<Stored> stored_;           // that is no effect yet

@@ -145,6 +145,8 @@ class Launcher {
     faults_.changed = [this](const std::string& event, const std::string& fault) {
       if (!event.empty()) return journal_.note(event, fault);
       proxy_.divert(is_open_ && faults_.has_connection_faults());
+      device_.faults = faults_.file();
+      if (device_.init != 0) state_.record_device(device_);
     };
     faults_.read();
   }
@@ -194,6 +196,7 @@ class Launcher {
   FaultBoard faults_;
   Proxy proxy_;
   bool is_open_ = false;
+  RunningDevice device_;
   Child* child_ = nullptr;      // of the boot that runs
   std::optional<BootEnd> end_;  // how it ended
 };
@@ -236,7 +239,8 @@ BootEnd Launcher::run_boot(int boot) {
   end_.reset();
   status.write.reset();
   lifeline.read.reset();
-  state_.record_device({port_.urls(), pid, ::getpid(), boot});
+  device_ = {port_.urls(), pid, ::getpid(), boot, faults_.file()};
+  state_.record_device(device_);
 
   std::optional<Probe> first_request;
   loop_.watch(status.read.get(), POLLIN, [&](short) {

@@ -33,7 +33,8 @@ std::optional<RunningDevice> find_running(const std::string& state) {
   const Fd lock(::open((state + "/lock").c_str(), O_RDONLY | O_CLOEXEC));
   if (!lock || ::flock(lock.get(), LOCK_SH | LOCK_NB) == 0) return std::nullopt;
   const Record record = parse_record(read_file_or_empty(state + "/device"));
-  RunningDevice device{{}, record.number("pid"), record.number("launcher"), record.number("boot")};
+  RunningDevice device{{}, record.number("pid"), record.number("launcher"), record.number("boot"), 0};
+  device.faults = std::strtoul(record.text("faults").c_str(), nullptr, 10);
   std::istringstream urls(record.text("urls"));
   for (std::string url; urls >> url;) device.urls.push_back(url);
   return device;
@@ -153,6 +154,7 @@ void State::record_device(const RunningDevice& device) const {
   record.set("pid", std::to_string(device.init));
   record.set("launcher", std::to_string(device.launcher));
   record.set("boot", std::to_string(device.boot));
+  record.set("faults", std::to_string(device.faults));
   if (!replace_file(directory_ + "/device", format_record(record) + "\n")) fail(directory_ + "/device");
 }
 

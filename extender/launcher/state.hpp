@@ -27,6 +27,7 @@ struct RunningDevice {
   pid_t init = 0;
   pid_t launcher = 0;
   int boot = 0;
+  ino_t faults = 0;  // the file radio/faults that it took up last: every change is another file
 };
 
 // The device that runs on this state directory, if any.

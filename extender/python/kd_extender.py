@@ -184,7 +184,7 @@ class VirtualExtender:
 
     def journal(self):
         """What happened so far, a dictionary for each line: see `extender log --json`."""
-        return [json.loads(line) for line in (self.state / "journal").read_text().splitlines()]
+        return [json.loads(line) for line in self.command("log", "--json").splitlines()]
 
     def console(self):
         """The device's console and the server's error log."""

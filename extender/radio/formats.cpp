@@ -148,10 +148,7 @@ std::string wrong_key(const Record& record) {
   const std::string security = record.text("security", "WPA2PSK/AES");
   if (security == "NONE") return "a network without security has no key: leave out key=... or security=NONE";
   if (is_key_of(security, key)) return "";
-  return security == "WEP"
-             ? "nobody can join: a WEP key has 5 or 13 characters, or 10 or 26 hexadecimal digits"
-             : "nobody can join: a WPA key has 8 to 63 ASCII characters, or 64 hexadecimal digits (here " +
-                   std::to_string(key.size()) + " bytes)";
+  return "nobody can join: " + key_form(security) + " (here " + std::to_string(key.size()) + " bytes)";
 }
 
 std::string wrong_network(const Record& record) {
