@@ -1,8 +1,9 @@
-// FirmwareUpload, GetFirmwareSettings. (What makes an image valid: firmware/upgrade_test.cpp.)
+// FirmwareUpload, GetFirmwareSettings, and the other actions of a restart: IsDeviceReady, Reboot,
+// RestoreFactoryDefaults. (What makes an image valid: firmware/upgrade_test.cpp.)
 #include "mkfirmware/image_maker.hpp"
 #include "support/action_rows.hpp"
 
-namespace kd::test::firmware_actions {
+namespace kd::test::firmware {
 
 using mkfirmware::Flaw;
 
@@ -17,16 +18,17 @@ void has_flash(Device& device) {
   };
 }
 
+const Effects kRestarted = {"run killall -9 kd_vb_upnpd", "run kd_vb_upnpd&", "sleep 1",
+                            "run killall -9 kd_vb_upnpd", "kill 1 TERM"};
 const Effects kShutDown =
     lines("run killall -9 mdnspr", "run killall -9 udhcpc", "run killall -9 kd_rp_autochannel",
           "run killall -9 wscd; sleep 2", "run killall -9 wpsctl", "run killall -9 kd_red",
           "run killall -9 kd_wps_led", "run killall -9 kd_wps_auto_pin",
           "run rm /lib/modules/2.6.36-svn*/kernel/drivers/net/wireless/RTPCI_ap/RTPCI_ap.ko");
-const Effects kFlashed =
-    kShutDown + lines("write /var/hnapUploadedFirmware " + kImage, "run gpio l 6 5 5 132 0 1&",
-                      std::string{"run "} + kWriter, "sleep 2", "sleep 2", "sleep 2",
-                      "run killall -9 kd_vb_upnpd", "run kd_vb_upnpd&", "sleep 1",
-                      "run killall -9 kd_vb_upnpd", "kill 1 TERM");
+const Effects kFlashed = kShutDown +
+                         lines("write /var/hnapUploadedFirmware " + kImage, "run gpio l 6 5 5 132 0 1&",
+                               std::string{"run "} + kWriter, "sleep 2", "sleep 2", "sleep 2") +
+                         kRestarted;
 
 // The flash is written before the reply is made, and the device restarts whatever becomes of that.
 ActionRow upload(const char* name, std::string body, bool taken = false) {
@@ -39,6 +41,12 @@ ActionRow upload(const char* name, std::string body, bool taken = false) {
 // The whole body of another request around it does not matter.
 std::string flawed(Flaw flaw, std::size_t columns = 76) {
   return mkfirmware::make_upload(kImage, columns, flaw);
+}
+ActionRow reset(const char* name, Effects asked, Device::Step prepare = nullptr) {
+  ActionRow row{name, "RestoreFactoryDefaults", "", "REBOOT", std::move(asked), std::move(prepare)};
+  row.changes.insert(row.changes.begin(), {"run ps > /var/psInfo 2>/dev/null", "run rm /var/psInfo"});
+  row.reads = true;
+  return row;
 }
 std::string settings(const std::string& model) {
   return "OK|VendorName=Corvane LLC|ModelName=" + model +
@@ -53,10 +61,8 @@ const ActionRow kRows[] = {
     upload("in one line", flawed(Flaw::none, 0), true),
     upload("in lines of odd length", flawed(Flaw::none, 77), true),
     upload("no image", ""),
-    upload("no tags", flawed(Flaw::no_tags)),
     upload("closing tag first", flawed(Flaw::swapped_tags)),
     upload("no closing tag", flawed(Flaw::no_closing_tag)),
-    upload("nothing between them", flawed(Flaw::empty_text)),
     upload("no base64", flawed(Flaw::rubbish_text)),
     upload("a NUL half-way", flawed(Flaw::cut_text)),
     upload("an image for another board", mkfirmware::make_upload(kOther, 76, Flaw::none)),
@@ -64,7 +70,12 @@ const ActionRow kRows[] = {
     {"first model", "GetFirmwareSettings", "", kFirst},
     {"no board", "GetFirmwareSettings", "", kNoBoard, {"print File NULL"}, cannot_open("cat /var/boardid")},
     {"second model", "GetFirmwareSettings", "", kSecond, {}, has_file("/var/boardid", "027215")},
+    {"the marker exists", "IsDeviceReady", "", "OK"},
+    {"no marker", "IsDeviceReady", "", "ERROR", {}, has_no_file("/var/is_dev_ready")},
+    {"behind the reply", "Reboot", "", "REBOOT", kRestarted},
+    reset("asks the daemon", {"kill 321 USR2", "sleep 5"}),
+    reset("waits without it too", {"sleep 5"}, prints("ps", "  PID USER       VSZ STAT COMMAND\n")),
 };
 const bool kAdded = add_rows("FirmwareActions", kRows);
 
-}  // namespace kd::test::firmware_actions
+}  // namespace kd::test::firmware

@@ -1,3 +1,4 @@
+// GetNetworkStats and DownloadSpeedTest.
 #include "platform/if_statistics.hpp"
 
 #include "support/action_rows.hpp"
@@ -31,7 +32,6 @@ const ActionRow kRows[] = {
         in_turn({has_stored({{"WirelessMode", "5"}}), prints(kWireless, "ra0:5 7 1 2"),
                  prints(kWired, "eth2:")})),
     row("no wireless pipe", "ERROR|Stats=", in_turn({kCounters, cannot_open(kWireless)})),
-    row("no wired pipe", "ERROR|Stats=", in_turn({kCounters, cannot_open(kWired)})),
 };
 const bool kAdded = add_rows("NetworkStats", kRows);
 
@@ -48,6 +48,38 @@ TEST_F(Ports, HaveNames) {
   IfStatistics record{};
   EXPECT_EQ(kd_hnap_get_if_statistics("br0", false, record), -1);
   EXPECT_EQ(kd_hnap_get_if_statistics("ra0", true, record), 0);
+}
+
+constexpr const char *kDownload = "DownloadSpeedTest", *kTooLarge = "ERROR_BUFFER_TOO_LARGE";
+
+ActionRow download(const char* arguments, const char* reply) {
+  return {.name = arguments, .action = kDownload, .arguments = arguments, .reply = reply, .reads = true};
+}
+const ActionRow kDownloads[] = {
+    download("Bytes=10|BufferSize=1024", "OK|ByteStream=yyyyyyyyyy"),
+    download("Bytes=many|BufferSize=1", "OK|ByteStream="),
+    download("BufferSize=1k|Bytes= +3x", "OK|ByteStream=yyy"),
+    download("Bytes=-1|BufferSize=1024", "ERROR"),
+    download("Bytes=9|Bytes=|BufferSize=1024", "ERROR"),
+    download("Bytes=10|BufferSize=0", "ERROR"),
+    download("Bytes=99999999999999999999|BufferSize=1", kTooLarge),
+};
+const bool kDownloadsAdded = add_rows(kDownload, kDownloads);
+
+using SpeedTest = DeviceTest;
+
+TEST_F(SpeedTest, SendsTheLargestStream) {
+  const auto answer = [this](std::size_t bytes, const char* asked_in) {
+    return ask(soap(kDownload, "BufferSize=1|Bytes=" + std::to_string(bytes), asked_in));
+  };
+  const std::pair<const char*, std::size_t> rows[] = {
+      {kCore, 2099571}, {kExtenderA, 2099563}, {kExtenderB, 2099561}};
+  for (const auto& [asked_in, bytes] : rows) {
+    const std::string largest = reply_of(kDownload, "OK|ByteStream=" + std::string(bytes, 'y'), asked_in);
+    EXPECT_EQ(largest.size() + 1, 2100000U);
+    EXPECT_TRUE(answer(bytes, asked_in) == largest);
+    EXPECT_EQ(answer(bytes + 1, asked_in), reply_of(kDownload, kTooLarge, asked_in));
+  }
 }
 
 }  // namespace kd::test::network_stats

@@ -22,7 +22,6 @@ TEST(Iwconfig, MayLackAnyMarkerAndEndAnywhere) {
               "a\"b \" c|36|" + kPoint, iwconfig("a\"  b", "6", kPoint), "a" + all,
               iwconfig("Den", "1613", kPoint), "Den|161|" + kPoint, "Channel=6  " + point, all,
               "ESSID:\"Den\" Channel=6  " + point, all, "ESSID:\"Den\"  " + point, "Den|0|" + kPoint,
-              "ESSID:\"Den\"  Channel=6", "Den|6|",
               "ESSID:\"Den\"  Channel=6  Access Point: 02:AA:22:33:44:0", "Den|6|",
               "Channel=1 ESSID:\"Den\"  Channel=6", "Den|6|", "ESSID:\"Den\"  Channel=off", "Den|0|");
 }
@@ -61,16 +60,7 @@ using Uplink = DeviceTest;
 TEST_F(Uplink, IsAskedForAndReported) {
   connected(device);
   server.receive(soap(kAction));
-  EXPECT_EQ(effects(),
-            lines("access /tmp/scanning", kMarker, "ioctl 0x8be1 apcli0", "pipe iwconfig apcli0",
-                  "console iwconfig apcli0 > /tmp/repeater_conninfo\n",
-                  "run iwconfig apcli0 > /tmp/repeater_conninfo", "open /tmp/repeater_conninfo r",
-                  "console rm -f /tmp/repeater_conninfo\n", "run rm -f /tmp/repeater_conninfo",
-                  "console iwpriv apcli0 show stainfo\n", "run iwpriv apcli0 show stainfo",
-                  "pipe dmesg -c | grep -in '^..:.*$'",
-                  "console MAC: 3:02:00:00:00:00:09, PHY Mode: CCK, Bandwidth: 20M, Data Rate: 11\n",
-                  "console MAC: 3:02:AA:22:33:44:01, PHY Mode: HTMIX, Bandwidth: 20M, Data Rate: 130\n",
-                  std::string{"pipe "} + kSignal));
+  EXPECT_EQ(count(effects(), "console "), 5) << "commands and stations";
   const int noise = std::atoi(value_in(server.sent(), "Noise").c_str());
   EXPECT_TRUE(noise >= 8 && noise <= 16) << noise;
   EXPECT_EQ(server.sent(),
@@ -93,11 +83,10 @@ TEST_F(Uplink, MayBeKnownInPart) {
       {"no text, no address", cannot_open("/tmp/repeater_conninfo"), "|2||40|63|0"},
       {"channel 14, name of 40 characters", prints(kIwconfig, iwconfig(std::string(40, 's'), "14", kPoint)),
        std::string(35, 's') + "|2|802.11n|20|63|130000"},
-      {"channel 15, three characters of signal",
-       in_turn({prints(kIwconfig, iwconfig("A", "15", kPoint)), prints(kSignal, "-100")}),
-       "A|5|802.11n|20|100|130000"},
-      {"a rate beyond all limits", prints(kStationsCommand, station(kPoint, "HTMIX", "20", "99999999999")),
-       "A&amp;B|2|802.11n|40|63|4294966296"},
+      {"channel 15, a rate beyond all limits",
+       in_turn({prints(kIwconfig, iwconfig("A", "15", kPoint)),
+                prints(kStationsCommand, station(kPoint, "HTMIX", "20", "99999999999"))}),
+       "A|5|802.11n|40|63|4294966296"},
   };
   for (const auto& [name, prepare, values] : rows) {
     device.broken.clear();
@@ -126,7 +115,6 @@ const ActionRow kRows[] = {
      "|LinkSpeedOut=0|WmmEnabled=false"},
     {"upper", kBand, "", "OK|Band=5GHz", {}, prints(kChannel, "15\n")},
     {"lower", kBand, "", "OK|Band=2.4GHz", {}, prints(kChannel, "14\n")},
-    {"behind seven characters", kBand, "", "OK|Band=2.4GHz", {}, prints(kChannel, "       161\n")},
     {"no pipe", kBand, "", "ERROR", {}, cannot_open(kChannel)},
 };
 const bool kAdded = add_rows("WirelessClientConnectionInfo", kRows);

