@@ -79,7 +79,6 @@ SLOW = {
     "upload": ["firmware upload {image} --json"],
     "refused": [f"firmware upload {HNAP}"],
     "reset": ["set name Attic", "factory-reset --yes", "info"],
-    "reboot": ["reboot -y"],
     "join": ["join 'Home Network' --key 'wrong horse'", "join OldPrinter --key 1234567890", "status --json"],
     "clients": ["clients", "clients --json"],
     "check": ["check"],
@@ -115,7 +114,6 @@ def slow(tmp_path_factory):
         ("speed --rounds 2", 0, r"[0-9.]+ Mbit/s \(4.0 MB in [0-9.]+ s\)\n", ""),
         ("call DownloadSpeedTest Bytes=2 BufferSize=1", 0, "DownloadSpeedTestResult: OK\nByteStream: yy\n", ""),
         ("call IsDeviceReady --json", 0, '{\n  "IsDeviceReadyResult": "OK"\n}\n', ""),
-        ("call IsDeviceReady --raw", 0, r"<\?xml version", ""),
         ("call IsDeviceReady -v", 0, "IsDeviceReadyResult: OK\n", "POST"),
         ("call GetNothing", 1, "", "does not serve it"),
         ("call DownloadSpeedTest Bytes=2099572 BufferSize=1", 1, "", r"ERROR_BUFFER_TOO_LARGE \(more"),
@@ -124,7 +122,6 @@ def slow(tmp_path_factory):
         ("join Attic", 2, "", "needs a key"),
         ("set language xx", 2, "", "none of the device's locales: en-us da-dk"),
         ("info --user admin:wrong", 4, "", "user or password refused"),
-        ("networks --user admin:wrong", 4, "", "user or password refused"),
     ],
 )
 def test_questions_and_refusals(device, command, status, out, err):
@@ -150,26 +147,18 @@ BAD_INPUT = r"""
 nonsense
 networks --timeout 0
 networks --host 'a b'
-networks --host http://u:p@127.0.0.1/
 networks --host ftp://127.0.0.1/
-networks --password-file /nonexistent
-join ''
 join xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx
 join ESC
 join 'Home Network' --key tiny
 set name xxxxxxxxxxxxxxxx
-set password
 reboot
-factory-reset
-firmware upload /nonexistent
 firmware upload /dev/null
-call 'No Name'
 call SetDeviceSettings DeviceName
 call SetDeviceSettings DeviceName=ESC
 call IsDeviceReady --namespace 'x"CRLFY: z'
 speed --bytes -1
 discover 10.0.0.0/8
-discover 127.0.0.1/x
 """
 
 
@@ -187,9 +176,7 @@ LIST = f"<WirelessNetworkList>{NETWORK}</WirelessNetworkList>"
 EVIL = response("GetWirelessNetworks", LIST % ("a\x1b]0;title\x07b\x9b31m\u202etxt\udcff&#27;c", "9" * 22))
 HOSTILE = {
     "nothing": (b"", {}, "without an answer"),
-    "rubbish": (b"\x1b[31mrubbish\r\n\r\n", {}, r"(?i)http"),
     "cut": (http(b"<a>"), {}, "unreadable answer, not well-formed"),
-    "binary": (http(b"\0\xff" * 1000), {}, "unreadable answer"),
     "a page": (http(b"<html><title>\x1b[2J</title></html>", "500 X"), {}, r"the device said: \\x1B\[2J"),
     "a redirection": (http(b"", "302 Found\r\nLocation: file:///etc/passwd"), {}, "HTTP status 302"),
     "deep": (http(b"<a>" * 1000000), {}, "unreadable answer"),
@@ -331,5 +318,3 @@ def test_restarts(slow):
     (named, _, _), (status, out, err), (_, info, _), boots, _ = slow["reset"].result()
     assert (named, status, boots) == (0, 0, 2) and "is back after" in out, err
     assert re.match("Name +Extender\n", info)
-    (status, _, err), boots, _ = slow["reboot"].result()
-    assert (status, boots) == (0, 2), err

