@@ -111,7 +111,6 @@ def slow(tmp_path_factory):
         ("actions", 0, r"(.*\n)*DownloadSpeedTest +sends as many bytes", ""),
         ("networks", 0, r"NAME +SIGNAL +BAND +SECURITY .*\nHome Network +▂▄▆█  82 % +2.4GHz  WPA2-PSK +AES", ""),
         ("firmware show", 0, r"(.*\n)*Version +1.4.02, build 2\n", ""),
-        ("speed --rounds 2", 0, r"[0-9.]+ Mbit/s \(4.0 MB in [0-9.]+ s\)\n", ""),
         ("call DownloadSpeedTest Bytes=2 BufferSize=1", 0, "DownloadSpeedTestResult: OK\nByteStream: yy\n", ""),
         ("call IsDeviceReady --json", 0, '{\n  "IsDeviceReadyResult": "OK"\n}\n', ""),
         ("call IsDeviceReady -v", 0, "IsDeviceReadyResult: OK\n", "POST"),
@@ -147,7 +146,6 @@ BAD_INPUT = r"""
 nonsense
 networks --timeout 0
 networks --host 'a b'
-networks --host ftp://127.0.0.1/
 join xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx
 join ESC
 join 'Home Network' --key tiny
@@ -181,7 +179,6 @@ HOSTILE = {
     "a redirection": (http(b"", "302 Found\r\nLocation: file:///etc/passwd"), {}, "HTTP status 302"),
     "deep": (http(b"<a>" * 1000000), {}, "unreadable answer"),
     "endless": (http(b""), {"endless": b"x" * 65536}, "longer than any"),
-    "headers": (b"HTTP/1.1 200 OK\r\n", {"endless": b"X-Header: value\r\n" * 1000}, "longer than any|header"),
     "drip": (http(b""), {"endless": b"x", "pause": 0.05}, "no complete answer within 1 s"),
     "escapes": (EVIL, {}, r"(.*\n)a\\x1B\]0;title\\x07b\\u\{009B\}31m\\u\{202E\}txt\\xFF\\x1Bc +9{22}"),
 }

@@ -67,7 +67,5 @@ def test_link_and_clients_follow_the_radio_files(device):
     radio("link", "up")
     device.run("ifconfig", "apcli0", "down")
     assert wait_until(lambda: "state=0" in link.read_text())
-    link.write_text('ssid="state=0" state = "1" channel=3 # state=0\n')
-    assert connected(device) == "true"
     radio("add", "ssid=Boat House", "channel=13", "signal=7")
     assert "<SSID>Boat House</SSID>" in device.post("GetWirelessNetworks").text

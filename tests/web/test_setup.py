@@ -20,7 +20,6 @@ JOINED = "The extender has joined the network."
 JOINS = {
     "wrong key": ("Home Network", "wrong horse", "The network did not accept the key."),
     "both ciphers": ("Neighbours & Sons", "letmein123", JOINED),
-    "WPA": ("Attic", "attic-key-1", JOINED),
     "WEP": ("OldPrinter", "1234567890", JOINED),
     "open": ("Coffee Guest", "", JOINED),
 }
@@ -53,7 +52,6 @@ def test_join_a_hidden_network_with_the_keyboard(browser, boot):
 # A hostile name in the air; what of it the page shows, and whether it can be chosen.
 NAMES = {
     "markup": (b"<img src=x onerror=alert(1)>", None),
-    "entities": (b"&lt;b&gt; &amp; ]]>", None),
     "right to left": ("שלום ‮evil".encode(), None),
     "32 bytes": (b"12345678901234567890123456789012", None),
     "control characters": (b"a\x01b\x1bc", "a\ufffdb\ufffdc"),
@@ -77,7 +75,7 @@ def test_hostile_names(browser, boot):
     assert tab.js("return document.documentElement.scrollWidth") == 360
     tab.shoot("hostile-phone")
     tab.press("<img").see("<img").type("Key", "key-to-0").press("Join").see(JOINED)
-    tab.press("See the status").see("02:AA:00:00:00:06", "<img src=x", "????")
+    tab.press("See the status").see("02:AA:00:00:00:04", "<img src=x", "????")
 
 
 def test_crowded_and_lonely(browser, boot):
@@ -96,11 +94,11 @@ def test_crowded_and_lonely(browser, boot):
 
 
 KEYS = {
-    "nothing": ("Home Network", "", "8 to 63 characters, or 64 hexadecimal digits", False),
+    "7": ("Home Network", "1234567", "7 typed", False),
     "8": ("Home Network", "12345678", "The length is right.", True),
     "63": ("Home Network", "x" * 63, "The length is right.", True),
     "64": ("Home Network", "aB" * 32, "The length is right.", True),
-    "65": ("Home Network", "a" * 65, "65 typed", False),
+    "64, not hexadecimal": ("Home Network", "x" * 64, "64 typed", False),
     "an accent": ("Home Network", "café-au-lait", "Only English letters", False),
     "WEP, 26": ("OldPrinter", "1234567890abcdef1234567890", "The length is right.", True),
     "WEP, characters": ("OldPrinter", "abcdefghij", "Only digits and the letters a to f", False),
