@@ -271,21 +271,21 @@ class CommandLine {
     add(*radio, "list", "List networks, clients and the link", [this] { return list_radio(options_.state); });
     add_words(add(*radio, "add", "Add a network: ssid=Name key=long-secret channel=11 signal=70 ...",
                   [this] { return add_network(options_.state, words_); }),
-              "field=value", "As in radio/neighbours");
+              "field", "Like name=value, as in radio/neighbours");
     CLI::App* remove =
         add(*radio, "remove", "Remove a network", [this] { return remove_network(options_.state, word_); });
     remove->add_option("ssid", word_, "Its name")->required()->type_name("");
     add_words(
         add(*radio, "connect", "Connect a client: mac=... ip=... name=... wireless=yes phy=HTMIX rate=65",
             [this] { return connect_client(options_.state, words_); }),
-        "field=value", "As in radio/clients and radio/stations");
+        "field", "Like name=value, as in radio/clients and radio/stations");
     CLI::App* disconnect = add(*radio, "disconnect", "Disconnect a client",
                                [this] { return disconnect_client(options_.state, word_); });
     disconnect->add_option("mac", word_, "Its address")->required()->type_name("");
     add_words(
         add(*radio, "link", "Raise or drop the upstream link, or change it: down, up, rssi=-70, rate=54 ...",
             [this] { return change_link(options_.state, words_); }),
-        "field=value", "up, down or fields as in radio/link");
+        "field", "up, down or fields as in radio/link");
   }
 
   void add_fault() {
@@ -296,7 +296,7 @@ class CommandLine {
         add(*fault, "add", "Switch a fault on: late ms=2000 share=30, upstream-gone ssid=Name for=5000 ...",
             [this] { return kd::add_fault(options_.state, word_, words_); });
     add_one->add_option("fault", word_, "One of those below")->required()->type_name("");
-    add_words(add_one, "field=value", "Its fields", false);
+    add_words(add_one, "field", "Like name=value", false);
     add_one->footer(fault_help());
     add_words(
         add(*fault, "clear", "Switch faults off", [this] { return clear_faults(options_.state, words_); }),

@@ -23,7 +23,7 @@ WRONG_WORDS = [
     ("radio add ssid=Name chanel=9", 'no field is named "chanel"'),
     ("radio add ssid=Name bssid=02:11:22:33:44:01", "is there already"),
     ("radio add Name", '"Name" is no field'),
-    ("radio add", "field=value is missing.\nTry: extender radio add --help"),
+    ("radio add", "field is missing.\nTry: extender radio add --help"),
     ("radio remove Nowhere", NO_NETWORK),
     (f"radio connect mac={MAC} rate=54", "go with wireless=yes"),
     (f"radio connect mac={MAC} time=2014-02-30T00:00:00", "time must be"),
