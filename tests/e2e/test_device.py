@@ -52,3 +52,18 @@ def test_device_restarts_into_the_uploaded_image(own_device, tmp_path):
     assert upload(own_device, tmp_path, "--board", "0x027215") == "REBOOT"
     assert wait_until(lambda: own_device.boots() == 2)
     assert r'name="demo\x0A\"image" board=0x00027215' in own_device.console().split("init: restarting")[-1]
+
+
+@pytest.mark.parametrize("options", ["--flaw no-tags", "--flaw x", "--board zz", "--board 123456789", "--size -1"])
+def test_image_maker_refuses(options):
+    done = subprocess.run([MAKER, *options.split(), "/dev/null"], capture_output=True)
+    assert done.returncode != 0 and done.stdout == b"" and done.stderr
+
+
+@pytest.mark.parametrize("scenario, progress", [("flash-fails", ""), ("flash-stalls", "42\n")])
+def test_flash_writer_that_does_not_finish(start, scenario, progress):
+    device = start("--scenario", scenario)
+    write = "head -c 100 /dev/zero > /tmp/image; mtd_write -o 0 -l 100 write /tmp/image Kernel"
+    device.run("sh", "-c", f"({write}; echo ended > /tmp/ended) > /dev/null 2>&1 &")
+    read = lambda: device.run("sh", "-c", "cat /var/upgrade_progress 2> /dev/null; true")
+    assert wait_until(lambda: read() == progress and device.exists("/tmp/ended") == (not progress))

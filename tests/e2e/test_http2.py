@@ -37,6 +37,11 @@ def http2_device(start):
     return start(server=f"server.feature-flags := ( {features} )\nserver.max-keep-alive-idle = 1\n")
 
 
+def test_is_off(device):
+    reply = device.send(PREFACE + http2(1, "SetDeviceSettings", SETTINGS, RIGHT), close=True)
+    assert b"SetDeviceSettingsResult" not in reply
+
+
 def test_each_stream_has_its_own_credentials(http2_device):
     post = lambda stream, authorization=None: http2(stream, "SetDeviceSettings", SETTINGS, authorization)
     reply = http2_device.send(PREFACE + post(1) + post(3, WRONG) + GOODBYE, close=True)
