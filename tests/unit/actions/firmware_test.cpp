@@ -60,7 +60,6 @@ const Device::Step kTooLarge = in_turn({has_flash, has_file("/tmp/request_size_t
 const ActionRow kRows[] = {
     upload("in one line", flawed(Flaw::none, 0), true),
     upload("in lines of odd length", flawed(Flaw::none, 77), true),
-    upload("no image", ""),
     upload("closing tag first", flawed(Flaw::swapped_tags)),
     upload("no closing tag", flawed(Flaw::no_closing_tag)),
     upload("no base64", flawed(Flaw::rubbish_text)),

@@ -64,16 +64,6 @@ TEST_F(Lang, LinesOfTheFile) {
   check(std::string("A\0,1\nB,2\n", 9), "B", "2", lost("Division fail! Skip line 'A'.", 2));
 }
 
-TEST_F(Lang, IsFreedOnce) {
-  load("A,1\n");
-  lang_free();
-  lang_free();
-  EXPECT_EQ(changes(), lines("console lang_free: Start to release multi-lang mapping.\n",
-                             "console lang_free: End of release multi-lang mapping.\n",
-                             "console lang_free: Don't need release multi-lang mapping again.\n"));
-  EXPECT_EQ(translation("A"), kUnknown);
-}
-
 TEST_F(Lang, LeavesNoTableWhenItCannotLoadOne) {
   const auto check = [&](const std::string& code, unsigned failed_allocation, const std::string& complaint) {
     load("A,1\n");

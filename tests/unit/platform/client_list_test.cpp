@@ -81,6 +81,7 @@ TEST_F(Clients, HaveANameAndAPort) {
        lists(line("phone", "Wireless", lower_mac), station(kMac, "CCK", "20M", "11") + "short\n" +
                                                        station("02:AA:00:00:00:02", "HTMIX", "20M", "65")),
        "phone:WLAN 802.11n "},
+      {"5 GHz", lists(phone, station(kMac, "OFDM", "20M", "300"), "36"), "phone:WLAN 802.11a "},
       {"not in the table", lists(phone + line("tv") + phone), "phone:unknow tv:LAN phone:unknow "},
       {"no address matches nothing", lists(line("phone", "Wireless", ""), station(kMac, "OFDM", "20M", "54")),
        "phone:unknow "},

@@ -67,16 +67,6 @@ TEST_F(Survey, ReadsReports) {
   }
 }
 
-// A list's last entry is kept, and serves the next list: no more than one is ever kept.
-TEST_F(Survey, KeepsOneEntry) {
-  for (const auto& report : {scan_report({{}}), scan_report({{}, {}}), scan_report({}), scan_report({{}})}) {
-    device.outputs[kScanCommand] = report;
-    ask(soap("GetWirelessNetworks"));
-    EXPECT_LE(heap.given_up(), 1U);
-    EXPECT_EQ(heap.leaks(), "");
-  }
-}
-
 ActionRow row(const char* name, const char* action, std::string reply, const std::string& report,
               const char* asked_in = kCore) {
   const Effects scans(report.empty() ? 6 : 1, "run iwpriv ra0 get_site_survey > /tmp/scanList.txt");
