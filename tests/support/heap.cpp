@@ -2,7 +2,6 @@
 
 #include <expat.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <unordered_map>
@@ -150,11 +149,6 @@ std::string HeapWatch::leaks() const {
         "leaked: " + std::to_string(block.size) + " bytes, allocation " + std::to_string(block.number) + "\n";
   }
   return all;
-}
-
-std::size_t HeapWatch::given_up() const {
-  return static_cast<std::size_t>(std::count_if(::current->live.begin(), ::current->live.end(),
-                                                [](const auto& entry) { return entry.second.given_up; }));
 }
 
 }  // namespace kd::test

@@ -26,9 +26,8 @@ class HeapWatch {
   void fail(HeapFault fault, std::function<void()> met = nullptr);
   bool fault_met() const;
   // Blocks that were allocated under this watch and are neither freed nor given up deliberately; empty when
-  // there is none. And those that were given up and are still there.
+  // there is none.
   std::string leaks() const;
-  std::size_t given_up() const;
 };
 
 }  // namespace kd::test
