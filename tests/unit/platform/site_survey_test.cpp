@@ -51,6 +51,7 @@ TEST_F(Survey, ReadsReports) {
       {"in their order", header + b + scan_line({.type = "Ad"}) + "\n" + home, 2, "b,Home,"},
       // Neither skip consumes an empty line, so no network is taken for a header.
       {"an empty first line", "\n" + home + "\n" + b, 2, "Home,b,"},
+      {"two lines go, whatever they hold", std::string(150, 'h') + "\n" + home + "\n" + b, 1, "b,"},
       {"header of 9000 bytes", std::string(9000, 'h') + "\nsecond\n" + home + "\n", 1, "Home,"},
       {"the end of a long line is none", header + std::string(7999, 'x') + home + "\n" + b, 1, "b,"},
   };

@@ -59,6 +59,7 @@ int in_child(const auto& work, Fault fault_there = {}) {
   const pid_t pid = ::fork();
   if (pid == 0) {
     befall(fault_there);
+    errno = EIO;  // of an earlier call: nobody is to take it for his own
     ::_exit(work());
   }
   int status = 0;
